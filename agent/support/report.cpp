@@ -1,0 +1,30 @@
+#include "support/report.h"
+
+#include "support/err_str.h"
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+jint report_failure(const char* format, jint err) {
+    printf(format, err_str(err));
+    return err;
+}
+
+[[noreturn]] static void flush_and_abort() {
+    fflush(stdout);
+    abort();
+}
+
+void agent_fatal(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    vprintf(format, args);
+    va_end(args);
+    flush_and_abort();
+}
+
+void agent_fatal_error(const char* format, jint err) {
+    report_failure(format, err);
+    flush_and_abort();
+}
