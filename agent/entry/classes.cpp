@@ -1,0 +1,122 @@
+#include "entry/agent_entry.h"
+
+#include "entry/entry_support.h"
+#include "event/agent_event.h"
+#include "vm/vm_memory.h"
+
+#include <string.h>
+
+/* The characters that the last agent_get_stringvalue handed out as a copy, and a reference to their string. */
+static const char* held_characters;
+static jstring held_string;
+
+/* Copies a text of the VM's into a record's field and gives it back to the VM. */
+static jint take_text(char (&field)[TEXT_FIELD_SIZE], char* text) {
+    copy_text(field, text);
+    return deallocate_or_report(text);
+}
+
+jint agent_get_classinfo(JNIEnv* env, jclass clazz, class_info* info) {
+    env = current_env(env);
+    memset(info, 0, sizeof *info);
+    info->clazz = clazz;
+
+    char* text;
+    if (jint err = vm_get_class_signature(env, clazz, &text))
+        return report_failure("AgentThread: JVMDI_GetClassSignature() failed -- %s\n", err);
+    if (jint err = take_text(info->signature, text)) return err;
+
+    if (jint err = vm_get_source_file_name(env, clazz, &text)) {
+        if (err == JVMDI_ERROR_ABSENT_INFORMATION) return 0;
+        return report_failure("AgentThread: JVMDI_GetSourceFileName() failed -- %s\n", err);
+    }
+    info->has_source = 1;
+    if (jint err = take_text(info->source_file, text)) return err;
+
+    jboolean is_interface;
+    if (jint err = vm_is_interface(env, clazz, &is_interface))
+        return report_failure("AgentThread: JVMDI_IsInterface() failed -- %s\n", err);
+    info->is_interface = is_interface;
+    return 0;
+}
+
+/* The URef of a class that JNI was asked for. Without one: 0 with a null URef, 113 if an exception says why. */
+static jint uref_of_class(JNIEnv* env, jclass found, jclass* uref) {
+    if (found) {
+        jint created;
+        *uref = (jclass)URef_from_local(env, found, &created);
+        return 0;
+    }
+    *uref = NULL;
+    return clear_exception(env) ? JVMDI_ERROR_INTERNAL : 0;
+}
+
+static jint describe_found_class(JNIEnv* env, jclass found, class_info* info) {
+    jint err = uref_of_class(env, found, &info->clazz);
+    return found ? agent_get_classinfo(env, info->clazz, info) : err;
+}
+
+jint agent_get_class(JNIEnv* env, const char* name, class_info* info) {
+    if (!info) return JVMDI_ERROR_INTERNAL;
+    env = current_env(env);
+    return describe_found_class(env, env->FindClass(name), info);
+}
+
+jint agent_get_superclass(JNIEnv* env, jclass clazz, class_info* info) {
+    if (!info) return JVMDI_ERROR_INTERNAL;
+    env = current_env(env);
+    return describe_found_class(env, env->GetSuperclass(clazz), info);
+}
+
+jint agent_get_objectclass(JNIEnv* env, jobject object, jclass* clazz) {
+    if (!clazz) return JVMDI_ERROR_INTERNAL;
+    env = current_env(env);
+    return uref_of_class(env, env->GetObjectClass(object), clazz);
+}
+
+jint agent_get_classes(JNIEnv* env, jint* count, class_info** classes) {
+    env = current_env(env);
+    tmap_record* record = TMap_tid2tm(agent_self());
+    if (!record) return JVMDI_ERROR_NULL_POINTER;
+    if (jint err = PrepList_get(&prep_list, env, count, classes))
+        return report_failure("AgentThread: JVMDI_GetLinkedClasses() failed -- %s\n", err);
+
+    class_info* previous = record->classes;
+    if (previous)
+        if (jint err = deallocate_or_report(previous)) return err;
+    record->classes = *classes;
+    return 0;
+}
+
+static void release_held_string(JNIEnv* env) {
+    if (!held_characters) return;
+    env->ReleaseStringUTFChars(held_string, held_characters);
+    env->DeleteGlobalRef(held_string);
+    held_characters = NULL;
+    held_string = NULL;
+}
+
+/* Keeps copied characters for the next call to release; without a reference to their string nobody can release them. */
+static void hold_string(JNIEnv* env, jstring string, const char* characters) {
+    jstring durable = (jstring)env->NewGlobalRef(string);
+    if (!durable) return;
+    held_string = durable;
+    held_characters = characters;
+}
+
+jint agent_get_stringvalue(JNIEnv* env, jstring string, jint* length, const char** characters) {
+    env = current_env(env);
+    release_held_string(env);
+
+    jboolean is_copy = JNI_FALSE;
+    *characters = env->GetStringUTFChars(string, &is_copy);
+    *length = *characters ? (jint)strlen(*characters) : 0;
+    if (*characters && is_copy) hold_string(env, string, *characters);
+    return 0;
+}
+
+jboolean agent_is_instanceof(JNIEnv* env, jobject object, jclass clazz) {
+    return current_env(env)->IsInstanceOf(object, clazz);
+}
+
+jint agent_get_arraylength(JNIEnv* env, jarray array) { return current_env(env)->GetArrayLength(array); }
