@@ -11,7 +11,7 @@ jint report_failure(const char* format, jint err) {
     return err;
 }
 
-[[noreturn]] static void flush_and_abort() {
+void agent_abort() {
     fflush(stdout);
     abort();
 }
@@ -21,10 +21,10 @@ void agent_fatal(const char* format, ...) {
     va_start(args, format);
     vprintf(format, args);
     va_end(args);
-    flush_and_abort();
+    agent_abort();
 }
 
 void agent_fatal_error(const char* format, jint err) {
     report_failure(format, err);
-    flush_and_abort();
+    agent_abort();
 }

@@ -11,7 +11,10 @@
  * is reported and left in one line. */
 jint report_failure(const char* format, jint err);
 
-/* Prints the message, flushes standard output (abort does not, and a JVM's output is often a pipe) and aborts. */
+/* Flushes standard output (abort does not, and a JVM's output is often a pipe) and aborts. */
+[[noreturn]] void agent_abort();
+
+/* Prints the message and does the same. */
 [[noreturn]] void agent_fatal(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 /* The same for a message whose "%s" receives the name of a VM error code. */

@@ -37,7 +37,8 @@ static inline jint vm_own_jvmdi(JNIEnv* env, JVMDI_Interface_1** table) {
 }
 
 /* Makes `call` (a generic lambda over the interface) where both interfaces take the same arguments. */
-template <class Call> static inline jint vm_call(JNIEnv* env, Call call) {
+template <class Call>
+static inline jint vm_call(JNIEnv* env, Call call) {
     if (jvmti) return call(jvmti);
     JVMDI_Interface_1* table;
     if (jint err = vm_own_jvmdi(env, &table)) return err;
@@ -45,12 +46,14 @@ template <class Call> static inline jint vm_call(JNIEnv* env, Call call) {
 }
 
 /* The same through the table fetched at load. */
-template <class Call> static inline jint vm_call_loaded(Call call) {
+template <class Call>
+static inline jint vm_call_loaded(Call call) {
     return jvmti ? (jint)call(jvmti) : (jint)call(jvmdi);
 }
 
 /* Makes one of two calls where the interfaces take different arguments. */
-template <class TiCall, class DiCall> static inline jint vm_call_either(JNIEnv* env, TiCall ti_call, DiCall di_call) {
+template <class TiCall, class DiCall>
+static inline jint vm_call_either(JNIEnv* env, TiCall ti_call, DiCall di_call) {
     if (jvmti) return ti_call(jvmti);
     JVMDI_Interface_1* table;
     if (jint err = vm_own_jvmdi(env, &table)) return err;
@@ -59,7 +62,8 @@ template <class TiCall, class DiCall> static inline jint vm_call_either(JNIEnv* 
 
 /* Memory. `block` receives `size` bytes that only vm_deallocate gives back. */
 
-template <class T> static inline jint vm_allocate(size_t size, T** block) {
+template <class T>
+static inline jint vm_allocate(size_t size, T** block) {
     unsigned char* memory = NULL;
     jint err = jvmti ? (jint)jvmti->Allocate((jlong)size, &memory) : jvmdi->Allocate((jlong)size, (jbyte**)&memory);
     *block = (T*)(void*)memory;
@@ -157,7 +161,8 @@ static inline jint vm_is_method_synthetic(JNIEnv* env, jclass clazz, jmethodID m
         env, [=](jvmtiEnv* vm) { return vm->IsMethodSynthetic(method, answer); },
         [=](JVMDI_Interface_1* vm) { return vm->IsMethodSynthetic(clazz, method, answer); });
 }
-static inline jint vm_get_method_location(JNIEnv* env, jclass clazz, jmethodID method, jlocation* start, jlocation* end) {
+static inline jint vm_get_method_location(JNIEnv* env, jclass clazz, jmethodID method, jlocation* start,
+                                          jlocation* end) {
     return vm_call_either(
         env, [=](jvmtiEnv* vm) { return vm->GetMethodLocation(method, start, end); },
         [=](JVMDI_Interface_1* vm) { return vm->GetMethodLocation(clazz, method, start, end); });
@@ -172,8 +177,7 @@ static_assert(offsetof(JVMDI_line_number_entry, line_number) == offsetof(jvmtiLi
 static inline jint vm_get_line_number_table(JNIEnv* env, jclass clazz, jmethodID method, jint* count,
                                             JVMDI_line_number_entry** table) {
     return vm_call_either(
-        env,
-        [=](jvmtiEnv* vm) { return vm->GetLineNumberTable(method, count, (jvmtiLineNumberEntry**)(void*)table); },
+        env, [=](jvmtiEnv* vm) { return vm->GetLineNumberTable(method, count, (jvmtiLineNumberEntry**)(void*)table); },
         [=](JVMDI_Interface_1* vm) { return vm->GetLineNumberTable(clazz, method, count, table); });
 }
 static inline jint vm_get_bytecodes(JNIEnv* env, jclass clazz, jmethodID method, jint* count, unsigned char** bytes) {

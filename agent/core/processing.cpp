@@ -1,0 +1,173 @@
+#include "core/agent_main.h"
+
+#include "core/core_state.h"
+#include "core/event_table.h"
+#include "entry/agent_entry.h"
+#include "event/agent_event.h"
+#include "invoke/agent_call.h"
+#include "registry/agent_tmap.h"
+#include "registry/agent_uref.h"
+#include "support/agent_trace.h"
+#include "support/log_agent.h"
+#include "support/report.h"
+#include "vm/vm_call.h"
+#include "vm/vm_newer.h"
+
+#include <stdio.h>
+#include <string.h>
+
+static const char LOG_SOURCE[] = "agent_main.c";
+
+static jint user_class_loaded; /* set by the first prepared class that is not the platform's; never reset */
+
+jint filter_jvmdi_event(JNIEnv* env, JVMDI_Event* event) {
+    const event_row* row = event_row_of(event->kind);
+    const event_verdict verdict = row ? row->verdict : DROP_DUMPED;
+    if ((verdict == PASS_DUMPED || verdict == DROP_DUMPED) && log_is_on(LogJVMDI)) dump_jvmdi_event(env, event);
+    switch (verdict) {
+    case PASS:
+    case PASS_DUMPED: return 1;
+    case ASK_THROW_FILTER: return filter_jvmdi_event_throw(env, event);
+    case ASK_CATCH_FILTER: return filter_jvmdi_event_catch(env, event);
+    default: return 0;
+    }
+}
+
+/* Replaces a reference by its object's URef. */
+template <class T>
+static void own(JNIEnv* env, T* reference) {
+    jint created;
+    *reference = (T)URef_from_local(env, *reference, &created);
+}
+
+static void find_thread(JNIEnv* env, jthread* thread, const char* message) {
+    *thread = URef_find(env, *thread);
+    if (!*thread) agent_fatal("%s", message);
+}
+
+static void note_prepared_class(JNIEnv* env, jclass clazz) {
+    if (!user_class_loaded && !is_system_class(env, clazz)) user_class_loaded = 1;
+    PrepList_add_locked(&prep_list, env, clazz, 0);
+}
+
+/* Every kind with references has its thread, class and method where a breakpoint has them, and the exception and field
+ * records share their first words; the layout is asserted where JVMDI_Event is declared. */
+void preprocess_jvmdi_references(JNIEnv* env, JVMDI_Event* event) {
+    const event_row* row = event_row_of(event->kind);
+    const unsigned wanted = row ? row->references : 0;
+    if (!wanted) {
+        const char* message = row ? row->message : "preprocess_jvmdi_references: got unknown event";
+        if (message) fputs(message, stdout);
+        return;
+    }
+    auto& place = event->u.breakpoint;
+    if (wanted & FIND_THREAD) find_thread(env, &place.thread, row->message);
+    if (wanted & OWN_THREAD) own(env, &place.thread);
+    if ((wanted & DECLARING_CLASS) && jvmti) jvmti->GetMethodDeclaringClass(place.method, &place.clazz);
+    if (wanted & OWN_CLASS) own(env, &place.clazz);
+    if (wanted & OWN_EXCEPTION) own(env, &event->u.exception.exception);
+    if (wanted & OWN_FIELD_CLASS) own(env, &event->u.field_access.field_clazz);
+    if (event->kind == JVMDI_EVENT_CLASS_PREPARE) note_prepared_class(env, place.clazz);
+}
+
+void adopt_unannounced_thread(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
+    const event_row* row = event_row_of(event->kind);
+    if (!vm_is_newer() || !row || !(row->references & FIND_THREAD)) return;
+    if (TMap_tid2tm(tid)) return;
+    jthread handle = event->u.breakpoint.thread;
+    own(env, &handle);
+    if (handle) TMap_start(handle, tid);
+}
+
+/* Shows the event with all other Java threads stopped. */
+static void show(JNIEnv* env, JVMDI_Event* event, event_hook hook) {
+    agent_suspend_all(env);
+    hook(env, event);
+    resume_after_event(env);
+}
+
+static void show_exception(JNIEnv* env, JVMDI_Event* event, event_hook hook) {
+    if (event->u.exception.exception) {
+        /* so that the debugger finds the class in the table */
+        jclass clazz = env->GetObjectClass(event->u.exception.exception);
+        own(env, &clazz);
+    }
+    show(env, event, hook);
+}
+
+static void show_thread_start(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
+    const jthread thread = event->u.thread_change.thread;
+    AGENT_LOG(LogJVMDI_VM_thread, "process_jvmdi_event: case JVMDI_EVENT_THREAD_START, tid = %d thread =%x\n", tid,
+              thread);
+    TMap_start(thread, tid);
+    show(env, event, hook);
+}
+
+/* The dying thread is not stopped, and neither is any other. */
+static void show_thread_end(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
+    const jthread thread = event->u.thread_change.thread;
+    AGENT_LOG(LogJVMDI_VM_thread, "process_jvmdi_event: case JVMDI_EVENT_THREAD_END, tid = %d thread =%x\n", tid,
+              thread);
+    hook(env, event);
+    TMap_end(thread, tid);
+    URef_delete(env, thread);
+}
+
+/* The class-prepare boot callback is not among those put back: nobody collects classes any more. */
+static void put_back_jvmti_boot_callbacks() {
+    jvmtiEventCallbacks callbacks;
+    memset(&callbacks, 0, sizeof callbacks);
+    callbacks.VMInit = cbb_jvmtiEventVMInit;
+    callbacks.ThreadStart = cbb_jvmtiEventThreadStart;
+    callbacks.ThreadEnd = cbb_jvmtiEventThreadEnd;
+    if (jint err = jvmti->SetEventCallbacks(&callbacks, JVMTI_CALLBACKS_SIZE))
+        agent_fatal_error("AgentThread: JVM_OnLoad(): JVMDI_SetEventHook() failed -- %s\n", err);
+    set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_VM_INIT, JVMTI_EVENT_THREAD_START, JVMTI_EVENT_THREAD_END});
+}
+
+static void process_vm_death() {
+    if (jvmti)
+        put_back_jvmti_boot_callbacks();
+    else
+        jvmdi->SetEventHook(boot_event_hook);
+    shared_store(terminate_debug_agent, 1);
+    shared_store(vm_init_done, 0);
+}
+
+void process_jvmdi_event(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
+    const event_row* row = event_row_of(event->kind);
+    const event_hook hook = row ? row->hook : NULL;
+    switch (event->kind) {
+    case JVMDI_EVENT_EXCEPTION: show_exception(env, event, hook); break;
+    case JVMDI_EVENT_EXCEPTION_CATCH:
+        if (event->u.exception_catch.exception) show(env, event, hook);
+        break;
+    case JVMDI_EVENT_USER_DEFINED: show(env, event, event->u.user.key == CONTROLC_STATUS ? hook_controlc : hook); break;
+    case JVMDI_EVENT_THREAD_START: show_thread_start(env, event, tid, hook); break;
+    case JVMDI_EVENT_THREAD_END: show_thread_end(env, event, tid, hook); break;
+    case JVMDI_EVENT_CLASS_UNLOAD:
+        show(env, event, hook);
+        URef_delete(env, event->u.class_event.clazz);
+        break;
+    case JVMDI_EVENT_METHOD_ENTRY: hook(env, event); break;
+    case JVMDI_EVENT_VM_DEATH: process_vm_death(); break;
+    default:
+        if (hook) show(env, event, hook);
+        break;
+    }
+}
+
+void process_jvmpi_event(JNIEnv* env, JVMPI_Event* event, agent_tid_t) {
+    if (log_is_on(LogJVMPI)) dump_jvmpi_event(env, event);
+}
+
+jint resume_after_event(JNIEnv* env) {
+    /* an invocation goes on with the same stop: what was handed out must outlive it */
+    if (!in_method_invoke()) {
+        free_resources(env);
+        TMap_freelocal();
+    }
+    const jint err = agent_resume_all(env);
+    if (err) printf("resume_after_event(): agent_resume_all() failed");
+    return err;
+}

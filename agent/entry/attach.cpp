@@ -1,0 +1,105 @@
+#include "entry/agent_entry.h"
+
+#include "core/core_state.h"
+#include "entry/entry_support.h"
+#include "event/agent_event.h"
+#include "support/log_agent.h"
+#include "support/report.h"
+
+#include <string.h>
+
+static const char LOG_SOURCE[] = "agent_entry.c";
+
+static jint install_full_callbacks() {
+    jvmtiEventCallbacks callbacks;
+    memset(&callbacks, 0, sizeof callbacks);
+#define CALLBACK(Event) callbacks.Event = cb_jvmtiEvent##Event
+    CALLBACK(VMInit);
+    CALLBACK(VMDeath);
+    CALLBACK(ThreadStart);
+    CALLBACK(ThreadEnd);
+    CALLBACK(ClassFileLoadHook);
+    CALLBACK(ClassLoad);
+    CALLBACK(ClassPrepare);
+    CALLBACK(VMStart);
+    CALLBACK(Exception);
+    CALLBACK(ExceptionCatch);
+    CALLBACK(SingleStep);
+    CALLBACK(FramePop);
+    CALLBACK(Breakpoint);
+    CALLBACK(FieldAccess);
+    CALLBACK(FieldModification);
+    CALLBACK(MethodEntry);
+    CALLBACK(MethodExit);
+    CALLBACK(NativeMethodBind);
+    CALLBACK(CompiledMethodLoad);
+    CALLBACK(CompiledMethodUnload);
+    CALLBACK(DynamicCodeGenerated);
+    CALLBACK(DataDumpRequest);
+    CALLBACK(MonitorWait);
+    CALLBACK(MonitorWaited);
+    CALLBACK(MonitorContendedEnter);
+    CALLBACK(MonitorContendedEntered);
+    CALLBACK(GarbageCollectionStart);
+    CALLBACK(GarbageCollectionFinish);
+    CALLBACK(ObjectFree);
+    CALLBACK(VMObjectAlloc);
+#undef CALLBACK
+    return jvmti->SetEventCallbacks(&callbacks, JVMTI_CALLBACKS_SIZE);
+}
+
+static void enable_jvmti_events() {
+    set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_CLASS_PREPARE, JVMTI_EVENT_BREAKPOINT, JVMTI_EVENT_FIELD_ACCESS,
+                                    JVMTI_EVENT_FIELD_MODIFICATION});
+    set_jvmti_events(JVMTI_DISABLE,
+                     {JVMTI_EVENT_EXCEPTION, JVMTI_EVENT_EXCEPTION_CATCH, JVMTI_EVENT_CLASS_LOAD, JVMTI_EVENT_FRAME_POP,
+                      JVMTI_EVENT_METHOD_ENTRY, JVMTI_EVENT_METHOD_EXIT, JVMTI_EVENT_SINGLE_STEP});
+}
+
+static void enable_jvmdi_events() {
+    set_jvmdi_events(JVMDI_ENABLE, {JVMDI_EVENT_CLASS_PREPARE, JVMDI_EVENT_CLASS_UNLOAD, JVMDI_EVENT_BREAKPOINT});
+    set_jvmdi_events(JVMDI_DISABLE,
+                     {JVMDI_EVENT_EXCEPTION, JVMDI_EVENT_EXCEPTION_CATCH, JVMDI_EVENT_CLASS_LOAD, JVMDI_EVENT_FRAME_POP,
+                      JVMDI_EVENT_METHOD_ENTRY, JVMDI_EVENT_METHOD_EXIT, JVMDI_EVENT_SINGLE_STEP});
+}
+
+jint agent_attach_jquor(JNIEnv* env) {
+    env = current_env(env);
+    AGENT_LOG(LogJVMDI, "AgentThread: agent_attach_jquor()");
+    const jint err = jvmti ? install_full_callbacks() : jvmdi->SetEventHook(jvmdi_event_hook);
+    if (err) return report_failure("agent_attach_jquor: JVMDI_SetEventHook() failed -- %s\n", err);
+    if (jvmti)
+        enable_jvmti_events();
+    else
+        enable_jvmdi_events();
+    PrepList_reset(&prep_list);
+    PrepList_seed(&prep_list, env);
+    return 0;
+}
+
+static void leave_jvmdi() {
+    jvmdi->ClearAllBreakpoints();
+    set_jvmdi_events(JVMDI_DISABLE, {JVMDI_EVENT_METHOD_ENTRY, JVMDI_EVENT_METHOD_EXIT, JVMDI_EVENT_SINGLE_STEP,
+                                     JVMDI_EVENT_BREAKPOINT, JVMDI_EVENT_FRAME_POP, JVMDI_EVENT_FIELD_ACCESS,
+                                     JVMDI_EVENT_FIELD_MODIFICATION, JVMDI_EVENT_EXCEPTION, JVMDI_EVENT_EXCEPTION_CATCH,
+                                     JVMDI_EVENT_CLASS_LOAD, JVMDI_EVENT_CLASS_UNLOAD, JVMDI_EVENT_CLASS_PREPARE});
+    jvmdi->SetEventHook(boot_event_hook);
+}
+
+/* Breakpoints and callbacks stay where they are; without notifications they raise nothing. */
+static void leave_jvmti() {
+    set_jvmti_events(JVMTI_DISABLE, {JVMTI_EVENT_METHOD_ENTRY, JVMTI_EVENT_METHOD_EXIT, JVMTI_EVENT_SINGLE_STEP,
+                                     JVMTI_EVENT_BREAKPOINT, JVMTI_EVENT_FRAME_POP, JVMTI_EVENT_FIELD_ACCESS,
+                                     JVMTI_EVENT_FIELD_MODIFICATION, JVMTI_EVENT_EXCEPTION, JVMTI_EVENT_EXCEPTION_CATCH,
+                                     JVMTI_EVENT_CLASS_LOAD, JVMTI_EVENT_CLASS_PREPARE});
+}
+
+jint agent_detach_jquor(JNIEnv* env) {
+    env = current_env(env);
+    AGENT_LOG(LogJVMDI, "AgentThread: agent_detach_jquor()");
+    if (jvmdi) leave_jvmdi();
+    if (jvmti) leave_jvmti();
+    invoke_method_cleanup(env);
+    agent_resume_all(env);
+    return 0;
+}

@@ -1,0 +1,187 @@
+#include "registry/agent_tmap.h"
+
+#include "core/agent_main.h"
+#include "support/log_agent.h"
+#include "support/report.h"
+#include "vm/vm_memory.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+
+static const char LOG_SOURCE[] = "agent_tmap.c";
+
+tmap_record* tmap[TMAP_BUCKETS];
+monitor_t tmap_lock;
+
+/* Thread ids are addresses on Linux: unsigned, so that one that reads as negative has a bucket like any other. */
+static tmap_record** bucket_of(agent_tid_t tid) { return &tmap[(unsigned long)tid % TMAP_BUCKETS]; }
+
+/* The link that points to the id's first record, or to the null at its bucket's end. */
+static tmap_record** find_link(agent_tid_t tid) {
+    tmap_record** link = bucket_of(tid);
+    while (*link && (*link)->tid != tid) link = &(*link)->next;
+    return link;
+}
+
+/* The first record, in bucket order, that `wanted` accepts. */
+template <class Wanted>
+static tmap_record* first_record(Wanted wanted) {
+    for (tmap_record* bucket : tmap)
+        for (tmap_record* record = bucket; record; record = record->next)
+            if (wanted(record)) return record;
+    return NULL;
+}
+
+static tmap_record* find_handle(jobject handle) {
+    return first_record([=](const tmap_record* record) { return record->handle == handle; });
+}
+
+jint TMap_init() {
+    if (!monitor_init(&tmap_lock)) agent_abort();
+    return 1;
+}
+
+jint TMap_start(jobject handle, agent_tid_t tid) {
+    monitor_lock(&tmap_lock, "TMap_start");
+    AGENT_LOG(LogJVMDI_VM_thread, "TMap_start: tid = %d   thread = %x\n", tid, handle);
+    tmap_record* record = (tmap_record*)calloc(1, sizeof *record);
+    if (!record) agent_fatal("TMap_start: out of memory\n");
+    record->handle = handle;
+    record->tid = tid;
+    tmap_record** bucket = bucket_of(tid);
+    record->next = *bucket;
+    *bucket = record;
+    return (jint)monitor_unlock(&tmap_lock, "TMap_start");
+}
+
+jint TMap_end(jobject handle, agent_tid_t tid) {
+    monitor_lock(&tmap_lock, "TMap_end");
+    AGENT_LOG(LogJVMDI_VM_thread, "TMap_end: tid = %d   thread = %x\n", tid, handle);
+    tmap_record** link = find_link(tid);
+    tmap_record* record = *link;
+    if (record && record->handle == handle) {
+        *link = record->next;
+        free(record);
+    } else if (record) {
+        printf("TMap_end(): handle mismatch\n");
+    }
+    return (jint)monitor_unlock(&tmap_lock, "TMap_end");
+}
+
+jobject TMap_tid2handle(agent_tid_t tid) {
+    monitor_lock(&tmap_lock, "TMap_tid2handle");
+    const tmap_record* record = *find_link(tid);
+    const jobject handle = record ? record->handle : NULL;
+    monitor_unlock(&tmap_lock, "TMap_tid2handle");
+    return handle;
+}
+
+agent_tid_t TMap_handle2tid(jobject handle) {
+    monitor_lock(&tmap_lock, "TMap_handle2tid");
+    const agent_tid_t tid = TMap_handle2tid_nolock(handle);
+    monitor_unlock(&tmap_lock, "TMap_handle2tid");
+    return tid;
+}
+
+agent_tid_t TMap_handle2tid_nolock(jobject handle) {
+    const tmap_record* record = find_handle(handle);
+    return record ? record->tid : 0;
+}
+
+tmap_record* TMap_tid2tm(agent_tid_t tid) {
+    monitor_lock(&tmap_lock, "TMap_tid2tm");
+    tmap_record* record = *find_link(tid);
+    monitor_unlock(&tmap_lock, "TMap_tid2tm");
+    return record;
+}
+
+tmap_record* TMap_handle2tm(jobject handle) {
+    monitor_lock(&tmap_lock, "TMap_handle2tm");
+    tmap_record* record = find_handle(handle);
+    monitor_unlock(&tmap_lock, "TMap_handle2tm");
+    return record;
+}
+
+tmap_record* TMap_tid2local(agent_tid_t tid) {
+    monitor_lock(&tmap_lock, "TMap_tid2local");
+    tmap_record* record = *find_link(tid);
+    freeLocal(record);
+    monitor_unlock(&tmap_lock, "TMap_tid2local");
+    return record;
+}
+
+/* Gives back what one field holds, and forgets it; 0, or the code of the failed Deallocate. */
+template <class T>
+static jint release(T*& field) {
+    if (!field) return 0;
+    if (jint err = deallocate_or_report(field)) return err;
+    field = NULL;
+    return 0;
+}
+
+static jint release_local_variables(tmap_record* record) {
+    if (!record->local_variable_table) return 0;
+    for (jint i = 0; i < record->local_variable_count; i++) {
+        JVMDI_local_variable_entry* entry = &record->local_variable_table[i];
+        if (jint err = release(entry->name)) return err;
+        if (jint err = release(entry->signature)) return err;
+    }
+    return release(record->local_variable_table);
+}
+
+void freeLocal(tmap_record* record) {
+    if (!record) return;
+    if (release(record->classes)) return;
+    if (release(record->thread_name)) return;
+    if (release(record->line_number_table)) return;
+    if (release_local_variables(record)) return;
+    if (release(record->bytecodes)) return;
+    if (record->owned_monitor_count != 0) {
+        if (release(record->owned_monitors)) return;
+        record->owned_monitor_count = 0;
+    }
+}
+
+void TMap_freelocal() {
+    TMap_iter_nolock(
+        NULL,
+        [](void*, tmap_record* record, void*) {
+            freeLocal(record);
+            return 0;
+        },
+        NULL);
+}
+
+jint TMap_getthread(agent_tid_t* tid, jobject* handle) {
+    monitor_lock(&tmap_lock, "TMap_getthread");
+    const tmap_record* first = first_record([](const tmap_record*) { return true; });
+    *tid = first ? first->tid : 0;
+    *handle = first ? first->handle : NULL;
+    return (jint)monitor_unlock(&tmap_lock, "TMap_getthread");
+}
+
+static jint iterate_locked(void* a, TMap_callback callback, void* b, const char* name) {
+    monitor_lock(&tmap_lock, name);
+    TMap_iter_nolock(a, callback, b);
+    return (jint)monitor_unlock(&tmap_lock, name);
+}
+
+jint TMap_iter(void* a, TMap_callback callback, void* b) { return iterate_locked(a, callback, b, "TMap_iter"); }
+
+jint TMap_iter_list(void* a, TMap_callback callback, void* b) {
+    return iterate_locked(a, callback, b, "TMap_iter_list");
+}
+
+jint TMap_iter_nolock(void* a, TMap_callback callback, void* b) {
+    for (tmap_record* bucket : tmap)
+        for (tmap_record* record = bucket; record; record = record->next) callback(a, record, b);
+    return 1;
+}
+
+jint TMap_iter_nolock_list(void* a, TMap_callback callback, void* b) { return TMap_iter_nolock(a, callback, b); }
+
+JNIEnv* getEnv() {
+    void* env = NULL;
+    javavm->GetEnv(&env, JNI_VERSION_1_2);
+    return (JNIEnv*)env;
+}
