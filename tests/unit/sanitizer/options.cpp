@@ -1,11 +1,12 @@
 /* The options of the sanitizers, built into each test so that a run by hand is as strict as one under ctest.
- * An option in ASAN_OPTIONS, UBSAN_OPTIONS or TSAN_OPTIONS overrides the one here.
+ * An option in ASAN_OPTIONS, UBSAN_OPTIONS or TSAN_OPTIONS overrides the one here; so does a test that defines the
+ * function itself.
  */
-extern "C" {
-const char* __asan_default_options();
-const char* __ubsan_default_options();
-const char* __tsan_default_options();
-}
+#define OVERRIDABLE extern "C" __attribute__((weak))
+
+OVERRIDABLE const char* __asan_default_options();
+OVERRIDABLE const char* __ubsan_default_options();
+OVERRIDABLE const char* __tsan_default_options();
 
 const char* __asan_default_options() {
     return "detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1:check_initialization_order=1";
