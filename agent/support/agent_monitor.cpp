@@ -35,9 +35,9 @@ uint32_t monitor_unlock(monitor_t* monitor, const char* name) {
 
 uint32_t monitor_wait(monitor_t* monitor, const char* name) {
     int err;
-    do
+    do {
         err = pthread_cond_wait(&monitor->cond, &monitor->mutex);
-    while (err == EINTR);
+    } while (err == EINTR);
     return succeeded(err, "%s: cond_wait failed -- %s\n", name);
 }
 

@@ -193,7 +193,8 @@ static bool dump_method_summary(jclass clazz, jmethodID method) {
         if (generic) AGENT_LOG(LogJVMDI, "generic = %s\n", generic);
     }
     if (!method_failed(vm_is_method_synthetic(no_env, clazz, method, &is_synthetic)))
-        AGENT_LOG(LogJVMDImethod, " Method: name = %s, signature = %s, isSynthetic = %d\n", name, signature, is_synthetic);
+        AGENT_LOG(LogJVMDImethod, " Method: name = %s, signature = %s, isSynthetic = %d\n", name, signature,
+                  is_synthetic);
     if (!method_failed(vm_get_method_location(no_env, clazz, method, &start, &end)))
         AGENT_LOG(LogJVMDImethod, " Method: start = %lld, end = %lld\n", start, end);
     release(signature, method_failed);
@@ -221,9 +222,7 @@ void dump_method(jclass clazz, jmethodID method) {
     if (dump_method_summary(clazz, method)) dump_method_lines(clazz, method);
 }
 
-void dump_location(jlong location) {
-    AGENT_LOG(LogJVMDIlocation, " location = %lld\n", location);
-}
+void dump_location(jlong location) { AGENT_LOG(LogJVMDIlocation, " location = %lld\n", location); }
 
 void dump_jframe() {}
 
@@ -249,42 +248,29 @@ void dump_jvmdi_event(JNIEnv* env, JVMDI_Event* event) {
     const auto& u = event->u;
     AGENT_LOG(LogJVMDI, "Event = %s", jvmdi_event_str(event->kind));
     switch (event->kind) {
-        case JVMDI_EVENT_SINGLE_STEP:
-            dump_located(env, u.single_step.thread, u.single_step.clazz, u.single_step.method, u.single_step.location);
-            break;
-        case JVMDI_EVENT_BREAKPOINT:
-            dump_located(env, u.breakpoint.thread, u.breakpoint.clazz, u.breakpoint.method, u.breakpoint.location);
-            break;
-        case JVMDI_EVENT_FRAME_POP:
-        case JVMDI_EVENT_METHOD_ENTRY:
-        case JVMDI_EVENT_METHOD_EXIT:
-            dump_framed(env, u.frame.thread, u.frame.clazz, u.frame.method);
-            break;
-        case JVMDI_EVENT_EXCEPTION:
-            dump_class(env->GetObjectClass(u.exception.exception));
-            break;
-        case JVMDI_EVENT_EXCEPTION_CATCH:
-            dump_class(env->GetObjectClass(u.exception_catch.exception));
-            break;
-        case JVMDI_EVENT_USER_DEFINED:
-        case JVMDI_EVENT_FIELD_ACCESS:
-        case JVMDI_EVENT_FIELD_MODIFICATION:
-            break;
-        case JVMDI_EVENT_THREAD_START:
-            dump_thread(env, u.thread_change.thread, JNI_TRUE);
-            break;
-        case JVMDI_EVENT_THREAD_END:
-            dump_thread(env, u.thread_change.thread, JNI_FALSE);
-            break;
-        case JVMDI_EVENT_CLASS_PREPARE:
-        case JVMDI_EVENT_CLASS_UNLOAD:
-        case JVMDI_EVENT_CLASS_LOAD:
-            dump_thread(env, u.class_event.thread, JNI_TRUE);
-            dump_class(u.class_event.clazz);
-            break;
-        default:
-            AGENT_LOG(LogJVMDI, " Unknown event occurred\n");
-            break;
+    case JVMDI_EVENT_SINGLE_STEP:
+        dump_located(env, u.single_step.thread, u.single_step.clazz, u.single_step.method, u.single_step.location);
+        break;
+    case JVMDI_EVENT_BREAKPOINT:
+        dump_located(env, u.breakpoint.thread, u.breakpoint.clazz, u.breakpoint.method, u.breakpoint.location);
+        break;
+    case JVMDI_EVENT_FRAME_POP:
+    case JVMDI_EVENT_METHOD_ENTRY:
+    case JVMDI_EVENT_METHOD_EXIT: dump_framed(env, u.frame.thread, u.frame.clazz, u.frame.method); break;
+    case JVMDI_EVENT_EXCEPTION: dump_class(env->GetObjectClass(u.exception.exception)); break;
+    case JVMDI_EVENT_EXCEPTION_CATCH: dump_class(env->GetObjectClass(u.exception_catch.exception)); break;
+    case JVMDI_EVENT_USER_DEFINED:
+    case JVMDI_EVENT_FIELD_ACCESS:
+    case JVMDI_EVENT_FIELD_MODIFICATION: break;
+    case JVMDI_EVENT_THREAD_START: dump_thread(env, u.thread_change.thread, JNI_TRUE); break;
+    case JVMDI_EVENT_THREAD_END: dump_thread(env, u.thread_change.thread, JNI_FALSE); break;
+    case JVMDI_EVENT_CLASS_PREPARE:
+    case JVMDI_EVENT_CLASS_UNLOAD:
+    case JVMDI_EVENT_CLASS_LOAD:
+        dump_thread(env, u.class_event.thread, JNI_TRUE);
+        dump_class(u.class_event.clazz);
+        break;
+    default: AGENT_LOG(LogJVMDI, " Unknown event occurred\n"); break;
     }
 }
 

@@ -62,6 +62,4 @@ const char* err_str(jint code) {
     return name_or_unknown(error_names, code, unknown);
 }
 
-jint err_is_wrongphase(jint code) {
-    return code == wrong_phase;
-}
+jint err_is_wrongphase(jint code) { return code == wrong_phase; }

@@ -20,9 +20,7 @@ static uint32_t log_echoing;
 
 int32_t log_serial_bpt;
 
-void log_bpt() {
-    AGENT_HOOK_BODY;
-}
+void log_bpt() { AGENT_HOOK_BODY; }
 
 [[noreturn]] __attribute__((format(printf, 1, 2))) static void log_panic(const char* format, ...) {
     va_list args;
@@ -36,7 +34,8 @@ void log_bpt() {
 /* ---- Categories ---- */
 
 /* The first category for which `accepts` is true: maps in link order, categories in table order. */
-template <class Accepts> static log_category* find_category(Accepts accepts) {
+template <class Accepts>
+static log_category* find_category(Accepts accepts) {
     for (int32_t i = 0; i < log_map_size; i++) {
         for (log_category* category = log_map[i] + 1; category->name; category++) {
             if (accepts(category)) return category;
@@ -45,16 +44,15 @@ template <class Accepts> static log_category* find_category(Accepts accepts) {
     return NULL;
 }
 
-template <class Visit> static void for_each_category(Visit visit) {
+template <class Visit>
+static void for_each_category(Visit visit) {
     find_category([=](log_category* category) {
         visit(category);
         return false;
     });
 }
 
-static void turn_off(log_category* category) {
-    shared_store(*category->flag, (log_category*)NULL);
-}
+static void turn_off(log_category* category) { shared_store(*category->flag, (log_category*)NULL); }
 
 void _log_link(log_category* map) {
     if (!map->name || strcmp(map->name, LOG_COOKIE) != 0) log_panic("_log_link(): bad map. no magic cookie");
@@ -64,8 +62,7 @@ void _log_link(log_category* map) {
     if (log_map_size == max_maps) log_panic("_log_link(): too many maps. limit is %d", max_maps);
     log_map[log_map_size++] = map;
     log_map[log_map_size] = NULL;
-    for (log_category* category = map + 1; category->name; category++)
-        turn_off(category);
+    for (log_category* category = map + 1; category->name; category++) turn_off(category);
 }
 
 log_category* log_find_category(const char* name) {
@@ -88,10 +85,10 @@ void log_disable(const char* name) {
 
 static void dump_flag(uint32_t bit) {
     switch (bit) {
-        case LOG_SERIAL: printf(" SERIAL"); break;
-        case LOG_TIMESTAMP: printf(" TIMESTAMP"); break;
-        case LOG_SRCLOC: printf(" SRCLOC"); break;
-        default: printf(" %x", bit); break;
+    case LOG_SERIAL: printf(" SERIAL"); break;
+    case LOG_TIMESTAMP: printf(" TIMESTAMP"); break;
+    case LOG_SRCLOC: printf(" SRCLOC"); break;
+    default: printf(" %x", bit); break;
     }
 }
 
@@ -104,9 +101,7 @@ static void dump_category(log_category* category) {
     printf("\n");
 }
 
-void log_dump() {
-    for_each_category(dump_category);
-}
+void log_dump() { for_each_category(dump_category); }
 
 /* ---- Records ---- */
 
@@ -126,9 +121,7 @@ static const char* shown_file(const char* file) {
     return max < 0 ? file + length : file + (length - max - 1);
 }
 
-static uint32_t header_flags(log_category* category) {
-    return shared_load(category->flags) | shared_load(log_flags);
-}
+static uint32_t header_flags(log_category* category) { return shared_load(category->flags) | shared_load(log_flags); }
 
 void log_print_hdrx(FILE* stream, log_category* category, const char* file, int32_t line) {
     const uint32_t flags = header_flags(category);
@@ -139,7 +132,8 @@ void log_print_hdrx(FILE* stream, log_category* category, const char* file, int3
 }
 
 /* Calls `write` for each stream that records go to. */
-template <class Write> static void for_each_stream(Write write) {
+template <class Write>
+static void for_each_stream(Write write) {
     if (FILE* stream = shared_load(log_fp)) write(stream);
     FILE* echo = shared_load(log_afp);
     if (echo && shared_load(log_echoing)) write(echo);
@@ -195,21 +189,13 @@ void log_start(const char* path, FILE* stream) {
     if (stream) shared_store(log_afp, stream);
 }
 
-void log_echo(uint32_t on) {
-    shared_store(log_echoing, on);
-}
+void log_echo(uint32_t on) { shared_store(log_echoing, on); }
 
-void log_set_flags(uint32_t flags) {
-    shared_store(log_flags, flags);
-}
+void log_set_flags(uint32_t flags) { shared_store(log_flags, flags); }
 
-uint32_t log_get_flags() {
-    return shared_load(log_flags);
-}
+uint32_t log_get_flags() { return shared_load(log_flags); }
 
-void log_set_file_max(int32_t max) {
-    shared_store(log_file_max, max);
-}
+void log_set_file_max(int32_t max) { shared_store(log_file_max, max); }
 
 void log_finish() {
     FILE* open = shared_load(log_fp);
@@ -221,9 +207,7 @@ void log_finish() {
 /* ---- The option file and the environment ---- */
 
 /* The next token of the line that strtok_r has begun. */
-static char* next_token(char** rest) {
-    return strtok_r(NULL, " \t\n", rest);
-}
+static char* next_token(char** rest) { return strtok_r(NULL, " \t\n", rest); }
 
 /* The rest of a line that begins with "options". */
 static void read_output_options(const char* path, char** rest) {
@@ -279,8 +263,7 @@ uint32_t log_enable_from_file(const char* path) {
     FILE* options = fopen(path, "r");
     if (!options) return 0;
     char line[256];
-    while (fgets(line, sizeof line, options))
-        read_option_line(path, line);
+    while (fgets(line, sizeof line, options)) read_option_line(path, line);
     fclose(options);
     return 1;
 }

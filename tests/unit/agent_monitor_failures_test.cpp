@@ -6,6 +6,7 @@
 #include "child_process.h"
 
 #include <deque>
+#include <dlfcn.h>
 #include <errno.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -27,7 +28,8 @@ static const pthread_mutex_t* waited_mutex;
 static const pthread_cond_t* waited_cond;
 static std::vector<timespec> deadlines;
 
-template <class T> static T next_of(std::deque<T>& script, T otherwise) {
+template <class T>
+static T next_of(std::deque<T>& script, T otherwise) {
     if (script.empty()) return otherwise;
     T next = script.front();
     script.pop_front();
@@ -70,14 +72,23 @@ extern "C" int gettimeofday(timeval* now, void*) noexcept {
     return 0;
 }
 
+/* The one call here that the test framework makes too: it fails while told to and is passed on otherwise. The framework calls
+ * it before this program's constructors have run, hence the plain variables. */
+static int unlock_failure;
+static int (*passed_on_unlock)(pthread_mutex_t*);
+
+extern "C" __attribute__((no_sanitize("thread"))) int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
+    if (unlock_failure) return unlock_failure;
+    if (!passed_on_unlock) passed_on_unlock = (int (*)(pthread_mutex_t*))dlsym(RTLD_NEXT, "pthread_mutex_unlock");
+    return passed_on_unlock(mutex);
+}
+
 static void expect_deadline(time_t seconds, long nanoseconds, const timespec& deadline) {
     EXPECT_EQ(seconds, deadline.tv_sec);
     EXPECT_EQ(nanoseconds, deadline.tv_nsec);
 }
 
-static std::string failure(const char* text, int err) {
-    return std::string(text) + strerror(err) + "\n";
-}
+static std::string failure(const char* text, int err) { return std::string(text) + strerror(err) + "\n"; }
 
 TEST(MonitorFailures, MutexThatCannotBeMadeEndsTheProcessBeforeTheConditionIsMade) {
     const child_result result = run_in_child([] {
@@ -123,6 +134,16 @@ TEST(MonitorFailures, FailedWaitNamesTheCaller) {
     CaptureStdout();
     const uint32_t result = monitor_wait(&monitor, "add_event");
     EXPECT_EQ(failure("add_event: cond_wait failed -- ", EPERM), GetCapturedStdout());
+    EXPECT_EQ(0u, result);
+}
+
+TEST(MonitorFailures, FailedUnlockNamesTheCaller) {
+    monitor_t monitor;
+    CaptureStdout();
+    unlock_failure = EPERM;
+    const uint32_t result = monitor_unlock(&monitor, "TMap_start");
+    unlock_failure = 0;
+    EXPECT_EQ(failure("TMap_start: mutex_unlock failed -- ", EPERM), GetCapturedStdout());
     EXPECT_EQ(0u, result);
 }
 

@@ -23,14 +23,14 @@ static inline std::string contents_of_fd(int fd) {
     std::string text;
     char piece[4096];
     lseek(fd, 0, SEEK_SET);
-    for (ssize_t n; (n = read(fd, piece, sizeof piece)) > 0;)
-        text.append(piece, (size_t)n);
+    for (ssize_t n; (n = read(fd, piece, sizeof piece)) > 0;) text.append(piece, (size_t)n);
     return text;
 }
 
 /* Calls `body` in a child. A body that returns ends its child with status 0 and its output flushed. Standard output is
  * fully buffered there, as on a pipe: what an abort loses is lost. */
-template <class Body> static inline child_result run_in_child(Body body) {
+template <class Body>
+static inline child_result run_in_child(Body body) {
     const int out = memfd_create("out", 0);
     const int err = memfd_create("err", 0);
     fflush(NULL);

@@ -86,6 +86,5 @@ TEST(ErrStr, NamesAreConstants) {
 }
 
 TEST(ErrStr, OnlyCode112IsTheWrongPhase) {
-    for (jint code = -2; code <= 120; code++)
-        EXPECT_EQ(code == 112 ? 1 : 0, err_is_wrongphase(code)) << code;
+    for (jint code = -2; code <= 120; code++) EXPECT_EQ(code == 112 ? 1 : 0, err_is_wrongphase(code)) << code;
 }

@@ -32,8 +32,7 @@ TEST(LogAgent, MapHoldsTheTenCategoriesInOrderAllOff) {
         EXPECT_EQ(flags[i], _log_map_agent[i + 1].flag);
         EXPECT_EQ(NULL, *flags[i]);
     }
-    for (int i = 0; i <= 11; i++)
-        EXPECT_EQ(0u, _log_map_agent[i].flags);
+    for (int i = 0; i <= 11; i++) EXPECT_EQ(0u, _log_map_agent[i].flags);
     EXPECT_EQ(NULL, _log_map_agent[11].name);
 }
 
@@ -135,8 +134,6 @@ TEST(LogAgent, BreakpointFunctionIsCalledJustBeforeTheRecordAskedFor) {
               outputs[0]);
 }
 
-TEST(LogAgent, BreakpointFunctionIsNotCalledAtSerialZero) {
-    EXPECT_EQ(0u, outputs_at_breakpoint(0).size());
-}
+TEST(LogAgent, BreakpointFunctionIsNotCalledAtSerialZero) { EXPECT_EQ(0u, outputs_at_breakpoint(0).size()); }
 
 #endif

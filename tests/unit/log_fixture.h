@@ -20,8 +20,7 @@ struct LogTest : testing::Test {
         option_path = folder + "/options";
     }
     ~LogTest() override {
-        for (const std::string& path : {log_path, option_path, folder + "/second"})
-            unlink(path.c_str());
+        for (const std::string& path : {log_path, option_path, folder + "/second"}) unlink(path.c_str());
         EXPECT_EQ(0, rmdir(folder.c_str()));
     }
 
@@ -39,10 +38,7 @@ static inline std::string text_of(const std::string& path) {
 /* Three categories, as a library would lay them out. */
 static log_category *one_flag, *two_flag, *three_flag;
 static log_category test_map[] = {
-    {"log_cookie", NULL, 0},
-    {"One", &one_flag, 0},
-    {"Two", &two_flag, 0},
-    {"A_long_category", &three_flag, 0},
+    {"log_cookie", NULL, 0}, {"One", &one_flag, 0}, {"Two", &two_flag, 0}, {"A_long_category", &three_flag, 0},
     {NULL, NULL, 0},
 };
 static log_category* const one = &test_map[1];

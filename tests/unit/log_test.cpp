@@ -218,8 +218,7 @@ TEST_F(Log, LongSerialIsNotCut) {
     run_in_child([this] {
         _log_link(test_map);
         log_enable("One", LOG_SERIAL, 0);
-        for (int i = 0; i < 123456; i++)
-            _log_print(one, "x.c", 1);
+        for (int i = 0; i < 123456; i++) _log_print(one, "x.c", 1);
         log_start(log_path.c_str(), NULL);
         record(one, "text");
     });
@@ -325,7 +324,8 @@ TEST_F(Log, EchoIsWrittenWhileItIsOn) {
         record(one, "file again");
     });
     EXPECT_EQ("00000 One        both\n5 values\n", result.out);
-    EXPECT_EQ("One        file only\n00000 One        both\n5 values\n00001 One        file again\n", text_of(log_path));
+    EXPECT_EQ("One        file only\n00000 One        both\n5 values\n00001 One        file again\n",
+              text_of(log_path));
 }
 
 TEST_F(Log, EchoIsFlushedWithEachText) {
@@ -368,7 +368,8 @@ TEST_F(Log, LogFileIsNotInheritedByPrograms) {
         struct stat log_file, open_file;
         stat(log_path.c_str(), &log_file);
         for (int fd = 3; fd < 64; fd++) {
-            if (fstat(fd, &open_file) == 0 && open_file.st_ino == log_file.st_ino && open_file.st_dev == log_file.st_dev)
+            if (fstat(fd, &open_file) == 0 && open_file.st_ino == log_file.st_ino &&
+                open_file.st_dev == log_file.st_dev)
                 printf("flags %d\n", fcntl(fd, F_GETFD));
         }
     });
