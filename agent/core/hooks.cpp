@@ -1,8 +1,9 @@
 #include "core/agent_main.h"
 
-/* Each hook is a function of its own at an address of its own: a debugger tells events apart by where it stopped. */
+/* Each hook is a function of its own at an address of its own: a debugger tells events apart by where it stopped. The
+ * arguments have names for its user. */
 #define DEFINE_HOOK(name) \
-    AGENT_HOOK void name(JNIEnv*, JVMDI_Event*) { AGENT_HOOK_BODY; }
+    AGENT_HOOK void name([[maybe_unused]] JNIEnv* env, [[maybe_unused]] JVMDI_Event* event) { AGENT_HOOK_BODY; }
 
 DEFINE_HOOK(hook_step)
 DEFINE_HOOK(hook_bpt)
@@ -22,8 +23,8 @@ DEFINE_HOOK(hook_controlc)
 
 #undef DEFINE_HOOK
 
-AGENT_HOOK const char* jquor_jvmdi_sync_hook(JNIEnv* env, agent_tid_t tid, const char* classpath, agent_tid_t,
-                                             const char* vmversion) {
+AGENT_HOOK const char* jquor_jvmdi_sync_hook(JNIEnv* env, agent_tid_t tid, const char* classpath,
+                                             [[maybe_unused]] agent_tid_t creator, const char* vmversion) {
     quor_tid = tid;
     quor_classpath = classpath;
     quor_env = env;
