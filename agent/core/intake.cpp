@@ -19,46 +19,24 @@ static const char LOG_SOURCE[] = "agent_main.c";
 jint vm_init_done;
 jobject java_lang_throwable;
 
-/* The references of an event belong to the raising thread. A VM newer than the agent's first one checks that they are used
- * nowhere else (-Xcheck:jni ends the process), so for the time in the queue they are global ones there. */
-class shared_references {
-public:
-    shared_references(JNIEnv* raising_env, JVMDI_Event* event) : env(raising_env), count(0) {
-        if (!vm_is_newer()) return;
-        switch (event->kind) {
-        case JVMDI_EVENT_EXCEPTION:
-        case JVMDI_EVENT_EXCEPTION_CATCH: share(&event->u.exception_catch.exception); break;
-        case JVMDI_EVENT_FIELD_MODIFICATION:
-            if (event->u.field_modification.signature_type == 'L' || event->u.field_modification.signature_type == '[')
-                share(&event->u.field_modification.new_value.l);
-            [[fallthrough]];
-        case JVMDI_EVENT_FIELD_ACCESS:
-            share(&event->u.field_access.field_clazz);
-            share(&event->u.field_access.object);
-            break;
-        case JVMDI_EVENT_CLASS_PREPARE: share(&event->u.class_event.clazz); break;
-        default: break;
-        }
-        if (event->kind != JVMDI_EVENT_VM_DEATH) share(&event->u.thread_change.thread);
+/* The references of an event belong to the raising thread; the agent thread is about to use them. */
+static void share_references(vm_shared_references* shared, JVMDI_Event* event) {
+    switch (event->kind) {
+    case JVMDI_EVENT_EXCEPTION:
+    case JVMDI_EVENT_EXCEPTION_CATCH: shared->share(&event->u.exception_catch.exception); break;
+    case JVMDI_EVENT_FIELD_MODIFICATION:
+        if (event->u.field_modification.signature_type == 'L' || event->u.field_modification.signature_type == '[')
+            shared->share(&event->u.field_modification.new_value.l);
+        [[fallthrough]];
+    case JVMDI_EVENT_FIELD_ACCESS:
+        shared->share(&event->u.field_access.field_clazz);
+        shared->share(&event->u.field_access.object);
+        break;
+    case JVMDI_EVENT_CLASS_PREPARE: shared->share(&event->u.class_event.clazz); break;
+    default: break;
     }
-    ~shared_references() {
-        while (count > 0) env->DeleteGlobalRef(globals[--count]);
-    }
-    shared_references(const shared_references&) = delete;
-    shared_references& operator=(const shared_references&) = delete;
-
-private:
-    template <class T>
-    void share(T* reference) {
-        if (!*reference) return;
-        *reference = (T)env->NewGlobalRef(*reference);
-        if (*reference) globals[count++] = *reference;
-    }
-
-    JNIEnv* env;
-    jobject globals[4];
-    int count;
-};
+    if (event->kind != JVMDI_EVENT_VM_DEATH) shared->share(&event->u.thread_change.thread);
+}
 
 /* What both full hooks do with an event; `message` reports, with the error's name, that it cannot be queued. */
 static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, const char* message) {
@@ -69,7 +47,8 @@ static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, 
         return;
     }
     if (!shared_load(agent_thread)) return;
-    shared_references references(env, &event);
+    vm_shared_references shared(env);
+    share_references(&shared, &event);
     if (jint err = add_event(env, &event, (event_handler)process_jvmdi_event)) agent_fatal_error(message, err);
 }
 

@@ -29,6 +29,12 @@ jint event_queue_init() {
     return 0;
 }
 
+static void share_outcome(vm_shared_references* shared, AgentInvokRet* outcome) {
+    shared->share(&outcome->exception);
+    const bool is_reference = outcome->return_type == 'L' || outcome->return_type == '[';
+    if (outcome->status == INVOKE_STATUS_RETURNED && is_reference) shared->share(&outcome->value.l);
+}
+
 jint add_event(JNIEnv* env, void* event, event_handler handler) {
     tmap_record* record = TMap_tid2tm(agent_self());
     if (record) {
@@ -41,9 +47,12 @@ jint add_event(JNIEnv* env, void* event, event_handler handler) {
     }
     JVMDI_Event result;
     memset(&result, 0, sizeof result);
+    vm_shared_references shared(env);
     for (;;) {
         if (jint err = add_event_helper(env, event, handler, &result, record)) return err;
+        shared.release(); /* of an outcome that was just delivered */
         if (outcome_of(&result)->status == 0) return 0;
+        share_outcome(&shared, outcome_of(&result));
         event = &result;
     }
 }

@@ -25,4 +25,34 @@ private:
     JNIEnv* framed; /* null when no frame was pushed */
 };
 
+/* On a newer VM makes references of the current thread's usable on the agent thread, for as long as this thread waits for the
+ * agent thread: such a VM checks that a local reference is used on no other thread (-Xcheck:jni ends the process). Elsewhere
+ * it leaves them as they are. */
+class vm_shared_references {
+public:
+    explicit vm_shared_references(JNIEnv* own_env) : env(own_env), count(0) {}
+    ~vm_shared_references() { release(); }
+    vm_shared_references(const vm_shared_references&) = delete;
+    vm_shared_references& operator=(const vm_shared_references&) = delete;
+
+    /* Replaces the reference (at most MAXIMUM times between two releases). */
+    template <class T> void share(T* reference) {
+        if (!*reference || !vm_is_newer()) return;
+        *reference = (T)env->NewGlobalRef(*reference);
+        if (*reference) globals[count++] = *reference;
+    }
+
+    /* Deletes the replacements. */
+    void release() {
+        while (count > 0) env->DeleteGlobalRef(globals[--count]);
+    }
+
+private:
+    enum { MAXIMUM = 4 };
+
+    JNIEnv* env;
+    jobject globals[MAXIMUM];
+    int count;
+};
+
 #endif
