@@ -34,8 +34,7 @@ void log_bpt() { AGENT_HOOK_BODY; }
 /* ---- Categories ---- */
 
 /* The first category for which `accepts` is true: maps in link order, categories in table order. */
-template <class Accepts>
-static log_category* find_category(Accepts accepts) {
+template <class Accepts> static log_category* find_category(Accepts accepts) {
     for (int32_t i = 0; i < log_map_size; i++) {
         for (log_category* category = log_map[i] + 1; category->name; category++) {
             if (accepts(category)) return category;
@@ -44,8 +43,7 @@ static log_category* find_category(Accepts accepts) {
     return NULL;
 }
 
-template <class Visit>
-static void for_each_category(Visit visit) {
+template <class Visit> static void for_each_category(Visit visit) {
     find_category([=](log_category* category) {
         visit(category);
         return false;
@@ -132,8 +130,7 @@ void log_print_hdrx(FILE* stream, log_category* category, const char* file, int3
 }
 
 /* Calls `write` for each stream that records go to. */
-template <class Write>
-static void for_each_stream(Write write) {
+template <class Write> static void for_each_stream(Write write) {
     if (FILE* stream = shared_load(log_fp)) write(stream);
     FILE* echo = shared_load(log_afp);
     if (echo && shared_load(log_echoing)) write(echo);

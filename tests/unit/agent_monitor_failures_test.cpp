@@ -28,8 +28,7 @@ static const pthread_mutex_t* waited_mutex;
 static const pthread_cond_t* waited_cond;
 static std::vector<timespec> deadlines;
 
-template <class T>
-static T next_of(std::deque<T>& script, T otherwise) {
+template <class T> static T next_of(std::deque<T>& script, T otherwise) {
     if (script.empty()) return otherwise;
     T next = script.front();
     script.pop_front();

@@ -67,8 +67,7 @@ TEST(Monitor, TimedWaitThatNobodySignalsSucceedsWhenItsTimeIsUp) {
 }
 
 /* A thread that waits on `monitor` with `wait` until `ready`, which the test then sets and signals. */
-template <class Wait>
-static void expect_signal_ends(Wait wait) {
+template <class Wait> static void expect_signal_ends(Wait wait) {
     monitor_t monitor;
     monitor_init(&monitor);
     bool waiting = false;

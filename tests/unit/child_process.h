@@ -29,8 +29,7 @@ static inline std::string contents_of_fd(int fd) {
 
 /* Calls `body` in a child. A body that returns ends its child with status 0 and its output flushed. Standard output is
  * fully buffered there, as on a pipe: what an abort loses is lost. */
-template <class Body>
-static inline child_result run_in_child(Body body) {
+template <class Body> static inline child_result run_in_child(Body body) {
     const int out = memfd_create("out", 0);
     const int err = memfd_create("err", 0);
     fflush(NULL);
