@@ -63,6 +63,61 @@ bool agent_holds_threads();
 
 /* ---- Threads, thread groups and monitors (threads.cpp, monitors.cpp) ---- */
 
+/* Lists the handles of the threads of the thread map, without the agent thread's. The list is the agent's, valid
+ * until the next call. Gives 0; a thread for which the list cannot grow is left out, after the message of the failed
+ * Allocate or Deallocate. */
+AGENT_API jint agent_get_threads(JNIEnv* env, jint* count, jthread** threads);
+
+/* Describes a thread, given by its handle. `info` is the debugger's memory: its name is the agent's, owned by the
+ * calling thread's record until that thread's next query that fills it or until the process resumes; group and class
+ * loader are URefs, kept until it resumes. `tid` receives the thread's id, 0 if the thread map does not hold it.
+ * Under JVMTI `status` is the thread's state and `suspend_status` -1, whatever the result. 0; 100; the VM's code. VM
+ * GetThreadInfo, then GetThreadStatus or GetThreadState. */
+AGENT_API jint agent_get_threadinfo(JNIEnv* env, jthread thread, JVMDI_thread_info* info, agent_tid_t* tid, jint* status,
+                                    jint* suspend_status);
+
+/* Thread groups, with the VM's code. What is handed over stays as the VM gave it: references are its own, arrays and
+ * names the debugger's to release (VM Deallocate). VM GetTopThreadGroups, GetThreadGroupInfo,
+ * GetThreadGroupChildren. */
+AGENT_API jint agent_get_topthreadgroups(JNIEnv* env, jint* count, jthreadGroup** groups);
+AGENT_API jint agent_get_threadgroupinfo(JNIEnv* env, jthreadGroup group, JVMDI_thread_group_info* info);
+AGENT_API jint agent_get_threadgroupchildren(JNIEnv* env, jthreadGroup group, jint* thread_count, jthread** threads,
+                                             jint* group_count, jthreadGroup** groups);
+
+/* Monitors need three capabilities: can_get_owned_monitor_info, can_get_current_contended_monitor and
+ * can_get_monitor_info. Where one is missing the queries below, but for agent_get_monitorinfo, give an empty answer
+ * and 0. Monitors are handed out as the VM gave them (a newer JVMTI's as global references) and kept until the
+ * process resumes. */
+
+/* The monitors that a thread owns. The array is owned by the calling thread's record until that thread's next query
+ * that fills it, or until the process resumes. 0; 100; the VM's code. VM GetOwnedMonitorInfo. */
+AGENT_API jint agent_get_owned_monitorinfo(JNIEnv* env, jthread thread, JVMDI_owned_monitor_info* info);
+
+/* The monitor that a thread waits for, or null; the VM's code. VM GetCurrentContendedMonitor. The first also wants
+ * JVMDI's capabilities where there is a JVMDI beside JVMTI. The second gives 0 for the agent thread and leaves
+ * `monitor` alone; a failure prints "AgentThread: JVMDI_GetCurrentContendedMonitorInfo() failed -- ...". */
+AGENT_API jint agent_get_current_contendedmonitor(JNIEnv* env, jthread thread, jobject* monitor);
+AGENT_API jint agent_get_contended_monitor(JNIEnv* env, jthread thread, jobject* monitor);
+
+/* Describes every monitor that a thread of the thread map, other than the agent thread, owns. The array and the
+ * waiters' arrays are the agent's: the calling thread's record keeps them and fills them anew at the next call. A
+ * thread whose monitors cannot be had is left out, after a message. 0; 100; the code of a failed VM call, after its
+ * message, with the outputs untouched. VM GetOwnedMonitorInfo, then GetMonitorInfo or GetObjectMonitorUsage. */
+AGENT_API jint agent_get_monitorlist(JNIEnv* env, jint* count, monitor_entry** monitors);
+
+/* Describes the monitor of any object in `info`, the debugger's memory; owner and waiters are URefs, a waiter that
+ * the thread map does not hold is a 0 in its slot, and `waiter_count` tells how many slots are filled. The waiters'
+ * array is the debugger's to release (VM Deallocate); nothing here ends when the process resumes. 0; the code of a
+ * failed GetObjectHashCode or GetObjectMonitorUsage, with `info` untouched. A failing JVMDI GetMonitorInfo counts as
+ * a monitor that nobody uses. */
+AGENT_API jint agent_get_monitorinfo(JNIEnv* env, jobject object, JVMDI_monitor_info* info);
+
+/* Thread-map callbacks; results are ignored by the walks. The first appends the thread to the list of
+ * agent_get_threads, whose length so far is at `count`. The second collects the thread's monitors in `collection`:
+ * two words, their total number and the head of a list of nodes in VM memory (next node, count, monitors). */
+AGENT_API jint cb_threadInfo(void* env, tmap_record* record, void* count);
+AGENT_API jint cb_monitorInfo(void* env, tmap_record* record, void* collection);
+
 /* ---- Classes and objects (classes.cpp) ---- */
 
 /* Describes a class in `info`, the debugger's memory. 0; the code of a failed VM call, after its message. A class
@@ -187,6 +242,45 @@ AGENT_API jdoubleArray agent_new_doublearray(JNIEnv* env, jint length, jdoubleAr
 AGENT_API jobjectArray agent_new_objectarray(JNIEnv* env, jint length, jclass element, jobject initial);
 
 /* ---- Frames and locals (frames.cpp) ---- */
+
+/* A frame has a name of each interface, and callers pass both: `frame` is JVMDI's frame ID; (`thread`, `depth`) is
+ * JVMTI's, depth 0 being the top frame. The results are the VM's codes. */
+
+/* The top frame of a thread: its ID (JVMDI only; JVMTI leaves `frame` alone), the URef of its method's class, the
+ * method and the location. VM GetCurrentFrame (JVMDI), GetFrameLocation, GetMethodDeclaringClass (JVMTI). */
+AGENT_API jint agent_get_currentframe(JNIEnv* env, jthread thread, jframeID* frame, jclass* clazz, jmethodID* method,
+                                      jlocation* location);
+
+/* The same of a frame's caller. JVMDI: `caller` receives the ID of the caller of `frame`, also when its location
+ * then cannot be had (VM GetCallerFrame). JVMTI: `depth` is the caller's own, and `caller` receives 0. */
+AGENT_API jint agent_get_callerframe(JNIEnv* env, jframeID frame, jframeID* caller, jclass* clazz, jmethodID* method,
+                                     jlocation* location, jthread thread, jint depth);
+
+/* VM GetFrameCount, PopFrame, NotifyFramePop. */
+AGENT_API jint agent_get_framecount(JNIEnv* env, jthread thread, jint* count);
+AGENT_API jint agent_popframe(JNIEnv* env, jthread thread);
+AGENT_API jint agent_notifyframepop(JNIEnv* env, jframeID frame, jthread thread, jint depth);
+
+/* Reads all slots of a frame's local variables as ints. The array is the agent's: the calling thread's record keeps
+ * it and fills it anew at the next call. All or nothing: a slot that holds no int gives its code, and count and
+ * values 0; so does any other failed query. 100 and the code of a failed Allocate or Deallocate, after its message,
+ * leave both untouched. VM GetFrameLocation, GetMaxLocals, GetLocalInt. */
+AGENT_API jint agent_get_locals(JNIEnv* env, jframeID frame, jint* count, jint** values, jthread thread, jint depth);
+
+/* One local variable (VM GetLocal<Type>). An object comes as its URef, kept until the process resumes. */
+AGENT_API jint agent_get_localobject(JNIEnv* env, jframeID frame, jint slot, jobject* value, jthread thread, jint depth);
+AGENT_API jint agent_get_localint(JNIEnv* env, jframeID frame, jint slot, jint* value, jthread thread, jint depth);
+AGENT_API jint agent_get_locallong(JNIEnv* env, jframeID frame, jint slot, jlong* value, jthread thread, jint depth);
+AGENT_API jint agent_get_localfloat(JNIEnv* env, jframeID frame, jint slot, jfloat* value, jthread thread, jint depth);
+AGENT_API jint agent_get_localdouble(JNIEnv* env, jframeID frame, jint slot, jdouble* value, jthread thread, jint depth);
+
+/* Set it (VM SetLocal<Type>). A long or a double is two words on i386, low word first; an object is any reference
+ * that was handed out. */
+AGENT_API jint agent_set_localobject(JNIEnv* env, jframeID frame, jint slot, jobject value, jthread thread, jint depth);
+AGENT_API jint agent_set_localint(JNIEnv* env, jframeID frame, jint slot, jint value, jthread thread, jint depth);
+AGENT_API jint agent_set_locallong(JNIEnv* env, jframeID frame, jint slot, jlong value, jthread thread, jint depth);
+AGENT_API jint agent_set_localfloat(JNIEnv* env, jframeID frame, jint slot, jfloat value, jthread thread, jint depth);
+AGENT_API jint agent_set_localdouble(JNIEnv* env, jframeID frame, jint slot, jdouble value, jthread thread, jint depth);
 
 /* ---- Breakpoints, watches and event control (control.cpp) ---- */
 
