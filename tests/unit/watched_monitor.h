@@ -1,0 +1,123 @@
+/* watched_monitor.h: the monitors as a test's program defines them: real ones, that a test can look at and make fail.
+ *
+ * The tests get the agent as an archive, of which the linker takes a source only for names that nobody else defines. A
+ * program that includes this header defines every name of agent_monitor.cpp, so that source stays out. For one source of a
+ * program.
+ */
+#ifndef QUOR_TEST_WATCHED_MONITOR_H
+#define QUOR_TEST_WATCHED_MONITOR_H
+
+#include "support/agent_monitor.h"
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <time.h>
+#include <vector>
+
+namespace monitors {
+
+struct Failure {
+    std::string operation, caller;
+    int countdown;
+};
+
+static std::mutex guard;
+static std::vector<Failure> failures;
+static std::vector<const monitor_t*> waited;            /* the monitor of each untimed wait, in order                 */
+static std::vector<std::pair<jint, std::string>> timed; /* milliseconds and caller of each timed wait, in order   */
+static std::atomic<int> waiting;                        /* threads that are inside an untimed wait or about to be     */
+static std::atomic<int> timed_waiting;                  /* the same for timed waits                                   */
+static thread_local int held;                           /* monitors that the calling thread holds                     */
+/* If set, runs in place of each timed wait, which then counts as timed out. */
+static std::function<void()> in_timed_wait;
+
+/* Makes the n-th `operation` ("init", "lock", "unlock", "wait", "timed wait", "signal") from now that `caller` makes fail.
+ * A failed unlock does give the monitor back, a failed wait does not wait. */
+static inline void fail(const std::string& operation, const std::string& caller, int n = 1) {
+    std::lock_guard<std::mutex> own(guard);
+    failures.push_back({operation, caller, n});
+}
+
+static inline bool fails(const std::string& operation, const std::string& caller) {
+    std::lock_guard<std::mutex> own(guard);
+    bool applies = false;
+    for (Failure& failure : failures)
+        if (failure.operation == operation && failure.caller == caller && --failure.countdown == 0) applies = true;
+    return applies;
+}
+
+static inline void require(int err) {
+    if (err) throw std::logic_error("a monitor operation failed that was not told to");
+}
+
+static inline timespec deadline_after(jint ms) {
+    timespec deadline;
+    clock_gettime(CLOCK_REALTIME, &deadline);
+    const long nanoseconds = deadline.tv_nsec + (long)(ms % 1000) * 1000000;
+    deadline.tv_sec += ms / 1000 + nanoseconds / 1000000000;
+    deadline.tv_nsec = nanoseconds % 1000000000;
+    return deadline;
+}
+
+} // namespace monitors
+
+uint32_t monitor_init(monitor_t* monitor) {
+    if (monitors::fails("init", "")) return 0;
+    pthread_mutex_init(&monitor->mutex, NULL);
+    pthread_cond_init(&monitor->cond, NULL);
+    return 1;
+}
+
+uint32_t monitor_lock(monitor_t* monitor, const char* name) {
+    if (monitors::fails("lock", name)) return 0;
+    monitors::require(pthread_mutex_lock(&monitor->mutex));
+    monitors::held++;
+    return 1;
+}
+
+uint32_t monitor_unlock(monitor_t* monitor, const char* name) {
+    const bool fails = monitors::fails("unlock", name);
+    monitors::held--;
+    monitors::require(pthread_mutex_unlock(&monitor->mutex));
+    return fails ? 0 : 1;
+}
+
+uint32_t monitor_wait(monitor_t* monitor, const char* name) {
+    if (monitors::fails("wait", name)) return 0;
+    {
+        std::lock_guard<std::mutex> own(monitors::guard);
+        monitors::waited.push_back(monitor);
+    }
+    monitors::waiting++;
+    monitors::require(pthread_cond_wait(&monitor->cond, &monitor->mutex));
+    monitors::waiting--;
+    return 1;
+}
+
+uint32_t monitor_wait_timeout(monitor_t* monitor, jint ms, const char* name) {
+    if (monitors::fails("timed wait", name)) return 0;
+    {
+        std::lock_guard<std::mutex> own(monitors::guard);
+        monitors::timed.push_back({ms, name});
+    }
+    if (monitors::in_timed_wait) {
+        monitors::in_timed_wait();
+        return 1;
+    }
+    monitors::timed_waiting++;
+    const timespec deadline = monitors::deadline_after(ms);
+    pthread_cond_timedwait(&monitor->cond, &monitor->mutex, &deadline);
+    monitors::timed_waiting--;
+    return 1;
+}
+
+uint32_t monitor_signal(monitor_t* monitor, const char* name) {
+    if (monitors::fails("signal", name)) return 0;
+    monitors::require(pthread_cond_signal(&monitor->cond));
+    return 1;
+}
+
+#endif
