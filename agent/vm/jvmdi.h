@@ -283,8 +283,8 @@ struct JVMDI_Interface_1 {
     /* 13-15: thread groups */
     jint(JNICALL* GetTopThreadGroups)(jint* count, jthreadGroup** groups);
     jint(JNICALL* GetThreadGroupInfo)(jthreadGroup group, JVMDI_thread_group_info* info);
-    jint(JNICALL* GetThreadGroupChildren)(jthreadGroup group, jint* thread_count, jthread** threads,
-                                          jint* group_count, jthreadGroup** groups);
+    jint(JNICALL* GetThreadGroupChildren)(jthreadGroup group, jint* thread_count, jthread** threads, jint* group_count,
+                                          jthreadGroup** groups);
     /* 16-20: frames */
     jint(JNICALL* GetFrameCount)(jthread thread, jint* count);
     jint(JNICALL* GetCurrentFrame)(jthread thread, jframeID* frame);
@@ -381,7 +381,7 @@ struct JVMDI_Interface_1 {
 
 /* ---- Layout: debuggers read these records by offset ---------------------------------------------------------- */
 
-#define JVMDI_SLOT(n, name)                                               \
+#define JVMDI_SLOT(n, name) \
     static_assert(offsetof(JVMDI_Interface_1, name) == ((n)-1) * sizeof(void*), #name " stands at slot " #n " - 1")
 JVMDI_SLOT(1, SetEventHook);
 JVMDI_SLOT(12, RunDebugThread);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 
 namespace sim {
 
@@ -42,19 +43,55 @@ static jint JNICALL di_set_mode(jint how, jint event, jthread thread, ...) {
     return set_event_notification_mode(Api::jvmdi, how, event, thread);
 }
 
+/* The callbacks of a record in its order, which is that of the event numbers from 50. */
+static const char* const callback_slots[] = {
+    "VMInit",
+    "VMDeath",
+    "ThreadStart",
+    "ThreadEnd",
+    "ClassFileLoadHook",
+    "ClassLoad",
+    "ClassPrepare",
+    "VMStart",
+    "Exception",
+    "ExceptionCatch",
+    "SingleStep",
+    "FramePop",
+    "Breakpoint",
+    "FieldAccess",
+    "FieldModification",
+    "MethodEntry",
+    "MethodExit",
+    "NativeMethodBind",
+    "CompiledMethodLoad",
+    "CompiledMethodUnload",
+    "DynamicCodeGenerated",
+    "DataDumpRequest",
+    "reserved72",
+    "MonitorWait",
+    "MonitorWaited",
+    "MonitorContendedEnter",
+    "MonitorContendedEntered",
+    "reserved77",
+    "reserved78",
+    "reserved79",
+    "ResourceExhausted",
+    "GarbageCollectionStart",
+    "GarbageCollectionFinish",
+    "ObjectFree",
+    "VMObjectAlloc",
+    "reserved85",
+    "SampledObjectAlloc",
+};
+
 /* The names of the callbacks that a record sets. */
 static std::string callback_names(const jvmtiEventCallbacks& callbacks) {
+    void* slots[sizeof callbacks / sizeof(void*)];
+    static_assert(std::size(slots) <= std::size(callback_slots));
+    std::memcpy(slots, &callbacks, sizeof slots);
     std::string names;
-#define NAME(member) \
-    if (callbacks.member) names += std::string(names.empty() ? "" : " ") + #member;
-    NAME(VMInit) NAME(VMDeath) NAME(ThreadStart) NAME(ThreadEnd) NAME(ClassFileLoadHook) NAME(ClassLoad)
-    NAME(ClassPrepare) NAME(VMStart) NAME(Exception) NAME(ExceptionCatch) NAME(SingleStep) NAME(FramePop)
-    NAME(Breakpoint) NAME(FieldAccess) NAME(FieldModification) NAME(MethodEntry) NAME(MethodExit)
-    NAME(NativeMethodBind) NAME(CompiledMethodLoad) NAME(CompiledMethodUnload) NAME(DynamicCodeGenerated)
-    NAME(DataDumpRequest) NAME(MonitorWait) NAME(MonitorWaited) NAME(MonitorContendedEnter)
-    NAME(MonitorContendedEntered) NAME(GarbageCollectionStart) NAME(GarbageCollectionFinish) NAME(ObjectFree)
-    NAME(VMObjectAlloc)
-#undef NAME
+    for (size_t slot = 0; slot < std::size(slots); ++slot)
+        if (slots[slot]) names += (names.empty() ? "" : " ") + std::string(callback_slots[slot]);
     return names;
 }
 
@@ -77,7 +114,8 @@ static jint JNICALL di_set_hook(JVMDI_EventHook hook) {
 /* ---- Breakpoints and watches ------------------------------------------------------------------------------------ */
 
 /* Keeps what is set: setting twice is 40 (DUPLICATE), clearing what is not set 41 (NOT_FOUND). */
-static jint keep(DebugCall& call, bool set, std::set<std::pair<const void*, jlocation>>& kept, const void* id, jlocation at) {
+static jint keep(DebugCall& call, bool set, std::set<std::pair<const void*, jlocation>>& kept, const void* id,
+                 jlocation at) {
     if (set) return kept.insert({id, at}).second ? JVMTI_ERROR_NONE : call.refuse(JVMTI_ERROR_DUPLICATE);
     return kept.erase({id, at}) ? JVMTI_ERROR_NONE : call.refuse(JVMTI_ERROR_NOT_FOUND);
 }

@@ -115,11 +115,11 @@ static jint di_notify_frame_pop(Api api, jframeID frame) {
 
 /* V is the type of the value at the interface; Kept tells the JNI characters that it can hold. */
 template <class V> struct LocalType;
-#define T(V, type_name, characters, member)                                    \
-    template <> struct LocalType<V> {                                          \
-        static constexpr const char* name = type_name;                         \
-        static constexpr std::string_view holds = characters;                  \
-        static V& raw(Value& value) { return value.raw.member; }               \
+#define T(V, type_name, characters, member)                      \
+    template <> struct LocalType<V> {                            \
+        static constexpr const char* name = type_name;           \
+        static constexpr std::string_view holds = characters;    \
+        static V& raw(Value& value) { return value.raw.member; } \
     };
 T(jint, "LocalInt", "IZBCS", i)
 T(jlong, "LocalLong", "J", j)
@@ -199,7 +199,7 @@ void fill_frames(jvmtiInterface_1_& ti, JVMDI_Interface_1& di) {
     di.PopFrame = Di<pop_top_frame>::call;
     ti.NotifyFramePop = Ti<ti_notify_frame_pop>::call;
     di.NotifyFramePop = Di<di_notify_frame_pop>::call;
-#define T(name, V)                                \
+#define T(name, V)                                 \
     ti.GetLocal##name = Ti<ti_get_local<V>>::call; \
     di.GetLocal##name = Di<di_get_local<V>>::call; \
     ti.SetLocal##name = Ti<ti_set_local<V>>::call; \

@@ -81,7 +81,8 @@ static jint method_name(DebugCall& call, Method& method, char** name, char** sig
 
 /* ---- Tables ----------------------------------------------------------------------------------------------------- */
 
-template <class Entry> static jint give_table(DebugCall& call, const std::vector<Entry>& entries, jint* count, Entry** table) {
+template <class Entry>
+static jint give_table(DebugCall& call, const std::vector<Entry>& entries, jint* count, Entry** table) {
     *count = static_cast<jint>(entries.size());
     *table = copy_array(entries, call.name);
     return JVMTI_ERROR_NONE;
@@ -116,7 +117,8 @@ template <class Entry> static jint locals(DebugCall& call, Method& method, jint*
 static jint handlers(DebugCall& call, Method& method, jint* count, JVMDI_exception_handler_entry** table) {
     std::vector<JVMDI_exception_handler_entry> entries;
     for (const Handler& handler : method.handlers)
-        entries.push_back({handler.start, handler.end, handler.handler, static_cast<jclass>(call.give(handler.exception))});
+        entries.push_back(
+            {handler.start, handler.end, handler.handler, static_cast<jclass>(call.give(handler.exception))});
     return give_table(call, entries, count, table);
 }
 static jint thrown(DebugCall& call, Method& method, jint* count, jclass** exceptions) {

@@ -28,7 +28,8 @@ static Raw list_text(jint count, const jthread* threads) {
     return {text + "]"};
 }
 
-template <bool suspend, class Result> static jint change_list(Api api, jint count, const jthread* threads, Result* results) {
+template <bool suspend, class Result>
+static jint change_list(Api api, jint count, const jthread* threads, Result* results) {
     DebugCall call(api, suspend ? "SuspendThreadList" : "ResumeThreadList", list_text(count, threads));
     if (call.failed || !call.outputs(threads, results)) return call.code();
     for (jint i = 0; i < count; ++i) {

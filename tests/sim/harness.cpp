@@ -30,7 +30,8 @@ public:
         std::string all;
         char piece[4096];
         off_t at = 0;
-        for (ssize_t n; (n = pread(fd, piece, sizeof piece, at)) > 0; at += n) all.append(piece, static_cast<size_t>(n));
+        for (ssize_t n; (n = pread(fd, piece, sizeof piece, at)) > 0; at += n)
+            all.append(piece, static_cast<size_t>(n));
         return all;
     }
     void add_line(std::string line) const {

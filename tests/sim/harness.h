@@ -10,11 +10,11 @@ namespace sim {
 
 /* What became of a child process. */
 struct ChildResult {
-    int exit_status = -1;  /* -1 if a signal ended it */
-    int signal = 0;        /* 0 if it exited; SIGABRT after abort() */
-    bool timed_out = false; /* it was killed because it did not end */
-    std::string out;       /* its standard output: fully buffered, so what an abort loses is lost */
-    std::string err;       /* its standard error */
+    int exit_status = -1;             /* -1 if a signal ended it */
+    int signal = 0;                   /* 0 if it exited; SIGABRT after abort() */
+    bool timed_out = false;           /* it was killed because it did not end */
+    std::string out;                  /* its standard output: fully buffered, so what an abort loses is lost */
+    std::string err;                  /* its standard error */
     std::vector<std::string> reports; /* the lines that it reported */
 };
 

@@ -96,7 +96,9 @@ struct Method {
 
     bool is_static() const { return (modifiers & 0x8) != 0; }
     bool is_native() const { return (modifiers & 0x100) != 0; }
-    char return_type() const { return signature[signature.find(')') + 1] == '[' ? 'L' : signature[signature.find(')') + 1]; }
+    char return_type() const {
+        return signature[signature.find(')') + 1] == '[' ? 'L' : signature[signature.find(')') + 1];
+    }
     jmethodID id() { return reinterpret_cast<jmethodID>(this); }
     std::string label() const; /* "Foo.bar" */
 };
@@ -104,10 +106,10 @@ struct Method {
 /* What a method body sees. It may raise events, block and make JNI calls: the VM's lock is not held. */
 struct Invocation {
     Method* method;
-    Object* receiver;         /* null: static */
-    std::vector<Value> args;  /* typed by the method's signature */
-    std::string call;         /* the JNI function used, "CallIntMethodA" say */
-    Thread* thread;           /* the thread that runs it */
+    Object* receiver;               /* null: static */
+    std::vector<Value> args;        /* typed by the method's signature */
+    std::string call;               /* the JNI function used, "CallIntMethodA" say */
+    Thread* thread;                 /* the thread that runs it */
     void throws(Object* exception); /* leave `exception` pending when the body returns */
 };
 
@@ -132,7 +134,7 @@ struct String : Object {
 };
 
 struct Array : Object {
-    char element_type = 'I';           /* Z B C S I J F D L */
+    char element_type = 'I'; /* Z B C S I J F D L */
     jsize length = 0;
     std::vector<unsigned char> storage; /* primitive elements; read them with at<T>() */
     std::vector<Object*> objects;       /* elements of type L */
@@ -148,7 +150,7 @@ struct Class : Object {
     Class* super = nullptr;
     std::vector<Class*> interfaces;
     bool is_interface = false;
-    jint status = 7;                        /* bits: 1 verified, 2 prepared, 4 initialised, 8 error */
+    jint status = 7; /* bits: 1 verified, 2 prepared, 4 initialised, 8 error */
     jint modifiers = 1;
     std::optional<std::string> source_file; /* absent: error 101 */
     Object* loader = nullptr;
@@ -188,15 +190,15 @@ struct Thread : Object {
     ThreadGroup* group = nullptr;
     Object* context_loader = nullptr;
     Life life = Life::fresh;
-    jint suspend_count = 0;             /* bookkeeping only: nothing is stopped */
-    std::optional<jint> jvmti_state;    /* GetThreadState; absent: made from life, suspend_count, interrupted */
+    jint suspend_count = 0;          /* bookkeeping only: nothing is stopped */
+    std::optional<jint> jvmti_state; /* GetThreadState; absent: made from life, suspend_count, interrupted */
     jint jvmdi_status = JVMDI_THREAD_STATUS_RUNNING; /* first word of GetThreadStatus; the second tells suspend_count */
-    std::deque<std::unique_ptr<Frame>> frames; /* top first; Sim::push_frame() adds one */
-    std::vector<Object*> owned;         /* owned monitors */
-    Object* contended = nullptr;        /* current contended monitor */
-    Object* pending_async = nullptr;    /* exception of the last StopThread */
-    bool interrupted = false;           /* InterruptThread was called */
-    jint pops = 0;                      /* frames popped by PopFrame */
+    std::deque<std::unique_ptr<Frame>> frames;       /* top first; Sim::push_frame() adds one */
+    std::vector<Object*> owned;                      /* owned monitors */
+    Object* contended = nullptr;                     /* current contended monitor */
+    Object* pending_async = nullptr;                 /* exception of the last StopThread */
+    bool interrupted = false;                        /* InterruptThread was called */
+    jint pops = 0;                                   /* frames popped by PopFrame */
 };
 
 } // namespace sim

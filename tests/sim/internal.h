@@ -100,7 +100,7 @@ struct Sim::State {
     std::vector<std::unique_ptr<Running>> agent_threads;
     size_t running_agent_threads = 0;
 
-    std::set<std::pair<jint, Thread*>> enabled; /* event, thread; null thread: all */
+    std::set<std::pair<jint, Thread*>> enabled;              /* event, thread; null thread: all */
     std::set<std::pair<const void*, jlocation>> breakpoints; /* method, location */
     std::set<std::pair<const void*, jlocation>> watches;     /* field, 0 access or 1 modification */
 };
@@ -116,7 +116,7 @@ jint run_agent_thread(Thread* thread, const std::function<void(JNIEnv*)>& body);
 
 /* ---- References (sim_refs.cpp) ---------------------------------------------------------------------------------- */
 
-jobject new_local(Object* object);  /* in the calling thread's top frame; null for null */
+jobject new_local(Object* object); /* in the calling thread's top frame; null for null */
 jobject new_global(Object* object);
 /* The object of a reference that the agent passed in. Misuse is recorded and gives null. */
 Object* resolve(jobject reference, const std::string& use);
@@ -143,8 +143,7 @@ std::string show(const char* text);
 std::string show(const Value& value);
 inline std::string show(const Raw& raw) { return raw.text; }
 template <class N>
-    requires std::is_arithmetic_v<N>
-std::string show(N number) {
+requires std::is_arithmetic_v<N> std::string show(N number) {
     std::ostringstream out;
     if constexpr (sizeof(N) == 1)
         out << static_cast<int>(number);
@@ -185,7 +184,7 @@ public:
     JniCall(JNIEnv* env, const std::string& function, const A&... args) : Call("JNI." + function, args...) {
         enter(env, function);
     }
-    NativeThread* thread = nullptr; /* the calling thread */
+    NativeThread* thread = nullptr;                         /* the calling thread */
     template <class T = Object> T* get(jobject reference) { /* misuse unless it is a live T */
         Object* object = resolve(reference, name);
         T* cast = dynamic_cast<T*>(object);

@@ -5,7 +5,7 @@
 #include "sim/internal.h"
 
 /* T(name in JNI functions, C type, type character, member of jvalue) */
-#define SIM_PRIMITIVES(T)     \
+#define SIM_PRIMITIVES(T)        \
     T(Boolean, jboolean, 'Z', z) \
     T(Byte, jbyte, 'B', b)       \
     T(Char, jchar, 'C', c)       \
@@ -20,12 +20,12 @@ namespace sim {
 /* A JNI type: its name in function names, its character, and how a Value and a jvalue hold it. */
 template <class V> struct JniType;
 
-#define T(type_name, V, type_character, member)                        \
-    template <> struct JniType<V> {                                    \
-        static constexpr const char* name = #type_name;                \
-        static constexpr char character = type_character;              \
-        static V out(const Value& value) { return value.raw.member; }  \
-        static Value in(V v) { return Value(v); }                      \
+#define T(type_name, V, type_character, member)                       \
+    template <> struct JniType<V> {                                   \
+        static constexpr const char* name = #type_name;               \
+        static constexpr char character = type_character;             \
+        static V out(const Value& value) { return value.raw.member; } \
+        static Value in(V v) { return Value(v); }                     \
     };
 SIM_PRIMITIVES(T)
 #undef T

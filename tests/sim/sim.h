@@ -96,21 +96,21 @@ public:
     /* ---- The interfaces --------------------------------------------------------------------------------------- */
 
     const Mode mode;
-    JavaVM* vm();                  /* the invocation interface */
-    jvmtiEnv* jvmti();             /* the JVMTI environment, in every mode */
-    JVMDI_Interface_1* jvmdi();    /* the JVMDI table, in every mode */
-    JVMPI_Interface* jvmpi();      /* Enable-, Disable- and RequestEvent are logged; fail() sets their results */
-    JNIEnv* env();                 /* the calling thread's JNIEnv; null on a thread that is not attached */
+    JavaVM* vm();               /* the invocation interface */
+    jvmtiEnv* jvmti();          /* the JVMTI environment, in every mode */
+    JVMDI_Interface_1* jvmdi(); /* the JVMDI table, in every mode */
+    JVMPI_Interface* jvmpi();   /* Enable-, Disable- and RequestEvent are logged; fail() sets their results */
+    JNIEnv* env();              /* the calling thread's JNIEnv; null on a thread that is not attached */
 
     /* Result of JavaVM::GetEnv for an interface version. Set by the mode: JNI 0, the mode's debug interface 0, the other
      * one JNI_EVERSION (-3). A thread that is not attached always gets JNI_EDETACHED for JNI. */
     void set_getenv(jint version, jint result);
 
-    jint version;                  /* GetVersionNumber; 0x30010000, 0x30110000 or 0x20010003 by the mode */
+    jint version;                             /* GetVersionNumber; 0x30010000, 0x30110000 or 0x20010003 by the mode */
     jvmtiPhase phase = JVMTI_PHASE_LIVE;      /* GetPhase */
     jvmtiCapabilities potential_capabilities; /* GetPotentialCapabilities; all 33 of JVMTI 1.0 at first */
-    jvmtiCapabilities capabilities;           /* GetCapabilities; AddCapabilities adds to it, or gives 98; none at first */
-    JVMDI_capabilities jvmdi_capabilities;    /* 0 to 6, 10, 12 and 15 at first */
+    jvmtiCapabilities capabilities;        /* GetCapabilities; AddCapabilities adds to it, or gives 98; none at first */
+    JVMDI_capabilities jvmdi_capabilities; /* 0 to 6, 10, 12 and 15 at first */
     std::map<std::string, std::string> properties; /* System.getProperty; java.class.path, java.vm.version at first */
 
     /* ---- Making the heap --------------------------------------------------------------------------------------- */
@@ -120,33 +120,34 @@ public:
      * that JNI raises, array classes as needed. A new class is prepared, has the source "Foo.java" and is in loaded_classes. */
     Class& new_class(const std::string& name, Class* super = nullptr /* java/lang/Object */);
     Class& new_interface(const std::string& name);
-    Class& class_named(const std::string& name);   /* an existing class, or an array class made now; throws if unknown */
-    Object& new_object(Class& type);               /* of Thread and its subclasses: a fresh Thread */
+    Class& class_named(const std::string& name); /* an existing class, or an array class made now; throws if unknown */
+    Object& new_object(Class& type);             /* of Thread and its subclasses: a fresh Thread */
     Object& new_object(const std::string& class_name = "java/lang/Object", jint hash = -1 /* a new one */);
     Object& new_exception(const std::string& class_name, const std::string& message = "");
     String& new_string(const std::string& utf);
-    Array& new_array(char element_type, jsize length);            /* primitive elements, zero */
+    Array& new_array(char element_type, jsize length); /* primitive elements, zero */
     Array& new_object_array(Class& element, jsize length);
     ThreadGroup& new_group(const std::string& name, ThreadGroup* parent = nullptr);
     Thread& new_thread(const std::string& name, ThreadGroup* group = nullptr /* "main" */); /* alive, not attached */
-    Frame& push_frame(Thread& thread, Method& method, jlocation at); /* the new top frame */
-    void own(Thread& thread, Object& monitor, jint entries = 1);     /* makes `thread` the owner of `monitor` */
+    Frame& push_frame(Thread& thread, Method& method, jlocation at);                        /* the new top frame */
+    void own(Thread& thread, Object& monitor, jint entries = 1); /* makes `thread` the owner of `monitor` */
 
     std::vector<Class*> loaded_classes; /* GetLoadedClasses, in this order; replace it for a known answer */
     Thread* main_thread;                /* attached to the thread that made the Sim */
     ThreadGroup *system_group, *main_group;
-    Object* system_loader;              /* context class loader of new threads */
+    Object* system_loader; /* context class loader of new threads */
 
     /* ---- References -------------------------------------------------------------------------------------------- */
 
-    template <class R = jobject> R local(Object* object) { return static_cast<R>(make_local(object)); }   /* null gives null */
+    /* A new reference of the calling thread, or a global one; null gives null. */
+    template <class R = jobject> R local(Object* object) { return static_cast<R>(make_local(object)); }
     template <class R = jobject> R global(Object* object) { return static_cast<R>(make_global(object)); }
-    Object* object(jobject reference);  /* the object of a live reference (any thread); null for null or a dead one */
+    Object* object(jobject reference); /* the object of a live reference (any thread); null for null or a dead one */
     template <class T> T* object_as(jobject reference) { return dynamic_cast<T*>(object(reference)); }
-    bool is_global(jobject reference);  /* a live global reference */
-    bool is_local(jobject reference);   /* a live local reference */
-    size_t live_globals();              /* those made with global() included */
-    size_t live_locals();               /* over all threads, those made with local() included */
+    bool is_global(jobject reference);        /* a live global reference */
+    bool is_local(jobject reference);         /* a live local reference */
+    size_t live_globals();                    /* those made with global() included */
+    size_t live_locals();                     /* over all threads, those made with local() included */
     std::vector<std::string> global_labels(); /* labels of the objects that live global references name, sorted */
     std::vector<std::string> local_labels();
     bool delete_global_of_local_passes; /* true by mode for JVMTI 1.0 and JVMDI */
@@ -155,9 +156,9 @@ public:
     /* ---- Memory ------------------------------------------------------------------------------------------------ */
 
     /* Allocate(0) gives null and success; new memory is filled with 0xa5. */
-    std::vector<Block> live_blocks();       /* not yet deallocated, oldest first */
+    std::vector<Block> live_blocks(); /* not yet deallocated, oldest first */
     bool is_live_block(const void* block);
-    size_t block_size(const void* block);   /* 0 if it is no live block */
+    size_t block_size(const void* block); /* 0 if it is no live block */
     size_t live_bytes();
     size_t peak_bytes();
     size_t live_elements(); /* copies given by Get<Type>ArrayElements and GetStringUTFChars that were not released */
@@ -166,37 +167,37 @@ public:
 
     /* ---- The call log ------------------------------------------------------------------------------------------ */
 
-    std::vector<std::string> calls();                       /* every call since clear_calls(), in order */
+    std::vector<std::string> calls(); /* every call since clear_calls(), in order */
     std::vector<std::string> calls_of(const Globs& wanted);
     std::vector<std::string> calls_without(const Globs& unwanted); /* {"JNI.Exception*", "JavaVM.GetEnv"} */
     std::vector<std::string> calls_on(const std::string& thread);  /* those of one Java thread, by its label */
     size_t count_calls(const std::string& glob);
     void clear_calls();
-    void set_logging(bool on);                              /* off for long runs */
+    void set_logging(bool on); /* off for long runs */
 
     /* ---- Failures ---------------------------------------------------------------------------------------------- */
 
     /* Names as in the log: "JVMTI.Allocate", "JVMDI.Allocate", "JNI.FindClass"; vm_name("Allocate") is the mode's.
      * A failing function does nothing else: outputs stay untouched. n counts calls from now, 1 is the next. */
-    void fail(const std::string& name, jint code);                 /* every call gives the code */
-    void fail_nth(const std::string& name, int n, jint code);      /* the n-th call from now */
-    void null_in(const std::string& name, int n = 0);              /* JNI: gives null or 0, no exception; 0: every call */
+    void fail(const std::string& name, jint code);            /* every call gives the code */
+    void fail_nth(const std::string& name, int n, jint code); /* the n-th call from now */
+    void null_in(const std::string& name, int n = 0);         /* JNI: gives null or 0, no exception; 0: every call */
     void throw_in(const std::string& name, Object& exception, int n = 0); /* JNI: the same, exception pending */
-    void before(const std::string& name, std::function<void()> action);   /* runs at the start of every call, unlocked */
+    void before(const std::string& name, std::function<void()> action); /* runs at the start of every call, unlocked */
     void stop_failing(const std::string& name);
-    std::string vm_name(const std::string& function) const;        /* "JVMTI.<function>" or "JVMDI.<function>" */
+    std::string vm_name(const std::string& function) const; /* "JVMTI.<function>" or "JVMDI.<function>" */
 
     /* ---- Misuse ------------------------------------------------------------------------------------------------ */
 
-    void misuse(const std::string& text);     /* record one; the fixture fails the test if any is left at its end */
-    std::vector<std::string> take_misuse();   /* what was recorded, and forget it */
+    void misuse(const std::string& text);   /* record one; the fixture fails the test if any is left at its end */
+    std::vector<std::string> take_misuse(); /* what was recorded, and forget it */
     void on_misuse(std::function<void(const std::string&)> listener); /* called as each is recorded */
 
     /* ---- Threads ----------------------------------------------------------------------------------------------- */
 
     std::unique_ptr<Running> start(Thread& thread, std::function<void()> body); /* a real thread attached as `thread` */
     void run_on(Thread& thread, std::function<void()> body);                    /* start and join */
-    std::unique_ptr<Running> start_unattached(std::function<void()> body);      /* a native thread that the VM ignores */
+    std::unique_ptr<Running> start_unattached(std::function<void()> body); /* a native thread that the VM ignores */
     void attach(Thread& thread); /* the calling native thread becomes `thread`; ends what it was before */
     void detach();               /* the calling native thread leaves the VM: its local references die */
     Thread* this_thread();       /* the calling thread's Java thread, or null */
@@ -205,15 +206,15 @@ public:
      * THREAD_END if enabled. inlined: runs the body on the caller's native thread (green threads). recorded: logs only. */
     enum class AgentThreads { real, inlined, recorded };
     AgentThreads agent_threads = AgentThreads::real;
-    bool agent_threads_announced = true;  /* whether they raise THREAD_START and THREAD_END */
-    void join_agent_threads();            /* waits for those that ended or are about to; blocks while one runs */
+    bool agent_threads_announced = true; /* whether they raise THREAD_START and THREAD_END */
+    void join_agent_threads();           /* waits for those that ended or are about to; blocks while one runs */
     size_t running_agent_threads();
 
     /* ---- Exceptions -------------------------------------------------------------------------------------------- */
 
-    Object* pending();                    /* exception pending on the calling thread, or null */
-    void set_pending(Object* exception);  /* null clears it */
-    bool describe_clears = true;          /* ExceptionDescribe clears the exception, as VMs do */
+    Object* pending();                   /* exception pending on the calling thread, or null */
+    void set_pending(Object* exception); /* null clears it */
+    bool describe_clears = true;         /* ExceptionDescribe clears the exception, as VMs do */
 
     /* ---- Events: raised on the calling thread, through what the agent registered ------------------------------- */
 
@@ -241,10 +242,10 @@ public:
      * it lasts. For calling a callback or hook directly, with arguments of the test's choice. */
     void in_event(const std::function<void()>& body);
 
-    jvmtiEventCallbacks callbacks{};       /* as SetEventCallbacks left it */
-    jint callbacks_size = 0;               /* the size that was passed */
-    JVMDI_EventHook hook = nullptr;        /* as SetEventHook left it */
-    bool enabled(jint event);              /* by the number of the mode's interface, for all threads */
+    jvmtiEventCallbacks callbacks{};          /* as SetEventCallbacks left it */
+    jint callbacks_size = 0;                  /* the size that was passed */
+    JVMDI_EventHook hook = nullptr;           /* as SetEventHook left it */
+    bool enabled(jint event);                 /* by the number of the mode's interface, for all threads */
     bool enabled(jint event, Thread& thread); /* for all or for this one */
 
     /* ---- Locking ----------------------------------------------------------------------------------------------- */

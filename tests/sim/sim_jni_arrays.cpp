@@ -126,10 +126,10 @@ void fill_jni_arrays(JNINativeInterface_& table) {
     table.NewObjectArray = new_object_array;
     table.GetObjectArrayElement = get_object_element;
     table.SetObjectArrayElement = set_object_element;
-#define T(name, V, character, member)                                        \
-    table.New##name##Array = new_array<V, V##Array>;                         \
-    table.Get##name##ArrayElements = get_elements<V, V##Array>;              \
-    table.Release##name##ArrayElements = release_elements<V, V##Array>;      \
+#define T(name, V, character, member)                                   \
+    table.New##name##Array = new_array<V, V##Array>;                    \
+    table.Get##name##ArrayElements = get_elements<V, V##Array>;         \
+    table.Release##name##ArrayElements = release_elements<V, V##Array>; \
     table.Set##name##ArrayRegion = set_region<V, V##Array>;
     SIM_PRIMITIVES(T)
 #undef T

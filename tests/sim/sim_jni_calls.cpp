@@ -55,7 +55,8 @@ static std::vector<Value> arguments_of(jmethodID id, const jvalue* raw, const st
     std::vector<Value> args;
     if (!state().ids.count(id)) return args;
     size_t index = 0;
-    for (char type : parameter_types(reinterpret_cast<Method*>(id)->signature)) args.push_back(typed(type, raw[index++], use));
+    for (char type : parameter_types(reinterpret_cast<Method*>(id)->signature))
+        args.push_back(typed(type, raw[index++], use));
     return args;
 }
 
@@ -74,7 +75,8 @@ static Method* selected(Method* method, const Object* receiver) {
 }
 
 /* Runs a method's body, without the lock, and gives its value; a pending exception makes it a zero. */
-static Value run(JniCall& call, Method* method, Object* receiver, std::vector<Value> args, const std::string& function) {
+static Value run(JniCall& call, Method* method, Object* receiver, std::vector<Value> args,
+                 const std::string& function) {
     auto body = method->body;
     if (!body) return Value();
     Invocation invocation{method, receiver, std::move(args), function, call.thread->java};
@@ -114,7 +116,9 @@ static Value call_method(JNIEnv* env, const std::string& function, jobject holde
 
 /* One type's calls: instance and static, each in three forms. */
 template <class V> struct Calls {
-    static std::string name(const char* verb, const char* form) { return verb + std::string(JniType<V>::name) + "Method" + form; }
+    static std::string name(const char* verb, const char* form) {
+        return verb + std::string(JniType<V>::name) + "Method" + form;
+    }
     static V out(const Value& value) {
         if constexpr (std::is_same_v<V, jobject>)
             return value.raw.l;
@@ -193,21 +197,21 @@ void fill_jni_calls(JNINativeInterface_& table) {
     table.NewObject = new_object_plain;
     table.NewObjectV = new_object_list;
     table.NewObjectA = new_object_array_form;
-#define FORMS(name, instance_calls, static_calls)                \
-    table.Call##name##Method = instance_calls::plain;            \
-    table.Call##name##MethodV = instance_calls::list;            \
-    table.Call##name##MethodA = instance_calls::array;           \
-    table.CallStatic##name##Method = static_calls::plain;        \
-    table.CallStatic##name##MethodV = static_calls::list;        \
+#define FORMS(name, instance_calls, static_calls)         \
+    table.Call##name##Method = instance_calls::plain;     \
+    table.Call##name##MethodV = instance_calls::list;     \
+    table.Call##name##MethodA = instance_calls::array;    \
+    table.CallStatic##name##Method = static_calls::plain; \
+    table.CallStatic##name##MethodV = static_calls::list; \
     table.CallStatic##name##MethodA = static_calls::array;
     using VoidInstance = VoidCalls<jobject, false>;
     using VoidStatic = VoidCalls<jclass, true>;
     FORMS(Void, VoidInstance, VoidStatic)
-#define T(name, V, character, member)                              \
-    {                                                              \
-        using Instance = Calls<V>::Of<jobject, false>;             \
-        using Static = Calls<V>::Of<jclass, true>;                 \
-        FORMS(name, Instance, Static)                              \
+#define T(name, V, character, member)                  \
+    {                                                  \
+        using Instance = Calls<V>::Of<jobject, false>; \
+        using Static = Calls<V>::Of<jclass, true>;     \
+        FORMS(name, Instance, Static)                  \
     }
     SIM_PRIMITIVES(T)
     T(Object, jobject, 'L', l)

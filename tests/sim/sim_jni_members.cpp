@@ -79,10 +79,10 @@ static void JNICALL set_field(JNIEnv* env, Holder holder, jfieldID id, V value) 
 void fill_jni_members(JNINativeInterface_& table) {
     table.GetMethodID = get_method_id;
     table.GetStaticMethodID = get_static_method_id;
-#define T(name, V, character, member)                            \
-    table.Get##name##Field = get_field<V, false, jobject>;       \
-    table.GetStatic##name##Field = get_field<V, true, jclass>;   \
-    table.Set##name##Field = set_field<V, false, jobject>;       \
+#define T(name, V, character, member)                          \
+    table.Get##name##Field = get_field<V, false, jobject>;     \
+    table.GetStatic##name##Field = get_field<V, true, jclass>; \
+    table.Set##name##Field = set_field<V, false, jobject>;     \
     table.SetStatic##name##Field = set_field<V, true, jclass>;
     SIM_PRIMITIVES(T)
     T(Object, jobject, 'L', l)

@@ -91,8 +91,8 @@ void Call::begin(const std::string& arguments) {
 /* Functions that JNI allows while an exception is pending. */
 static bool allowed_with_exception(const std::string& function) {
     static const std::set<std::string> allowed = {
-        "ExceptionOccurred", "ExceptionDescribe", "ExceptionClear",        "ExceptionCheck", "PushLocalFrame",
-        "PopLocalFrame",     "DeleteLocalRef",    "DeleteGlobalRef",       "IsSameObject",   "ReleaseStringUTFChars",
+        "ExceptionOccurred", "ExceptionDescribe", "ExceptionClear",  "ExceptionCheck", "PushLocalFrame",
+        "PopLocalFrame",     "DeleteLocalRef",    "DeleteGlobalRef", "IsSameObject",   "ReleaseStringUTFChars",
     };
     return allowed.count(function) || fnmatch("Release*ArrayElements", function.c_str(), 0) == 0;
 }

@@ -88,8 +88,8 @@ protected:
     SimTestP() : SimTest(GetParam()) {}
 };
 
-#define SIM_MODES(suite, ...)                                                       \
-    INSTANTIATE_TEST_SUITE_P(Modes, suite, ::testing::Values(__VA_ARGS__),          \
+#define SIM_MODES(suite, ...)                                              \
+    INSTANTIATE_TEST_SUITE_P(Modes, suite, ::testing::Values(__VA_ARGS__), \
                              [](const auto& instance) { return ::sim::name_of(instance.param); })
 #define SIM_ALL_MODES(suite) SIM_MODES(suite, ::sim::Mode::jvmti10, ::sim::Mode::jvmti_newer, ::sim::Mode::jvmdi)
 

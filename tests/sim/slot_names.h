@@ -4,6 +4,7 @@
 
 namespace sim {
 
+// clang-format off
 constexpr const char* invocation_slots[] = {
     "reserved0", "reserved1", "reserved2", "DestroyJavaVM", "AttachCurrentThread", "DetachCurrentThread", "GetEnv",
     "AttachCurrentThreadAsDaemon",
@@ -118,6 +119,7 @@ constexpr const char* jvmdi_slots[] = {
     "SetOperandStack", "AllInstances", "References", "GetClassDefinition", "RedefineClasses", "GetVersionNumber",
     "GetCapabilities", "GetSourceDebugExtension", "IsMethodObsolete", "SuspendThreadList", "ResumeThreadList",
 };
+// clang-format on
 
 } // namespace sim
 
