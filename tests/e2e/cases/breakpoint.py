@@ -1,0 +1,56 @@
+"""A breakpoint on the main thread and on a worker: what the record says, and that the other threads really stand still."""
+import quor_java as java
+from quor_gdb import (attach_java_mode, call, check, check_equal, expect_exit, output, rest, run_to, start, word_size)
+
+BREAKPOINT = 2
+
+
+def check_record(stop, clazz, method, name):
+    place = stop.part("breakpoint")
+    check_equal(stop.kind, BREAKPOINT, "the record's kind")
+    check_equal(java.thread_name(place["thread"]), name, "the thread's name")
+    check_equal(int(place["clazz"]), int(clazz), "the class is the handle given when it was prepared")
+    check_equal(int(place["method"]), int(method), "the method")
+    check_equal(int(place["location"]), 0, "the location")
+    if word_size() == 4:
+        words = stop.words()
+        check_equal(len(words), 12, "the record's words")
+        found = [int(place[part]) & 0xFFFFFFFF for part in ("thread", "clazz", "method", "location")]
+        check_equal(words[:6], [BREAKPOINT, *found, 0], "the first words as a debugger reads them")
+    tid = call("TMap_handle2tid", place["thread"])
+    check(tid != 0, "the thread map knows the thread's id")
+    check_equal(int(call("TMap_tid2handle", tid)), int(place["thread"]), "the id leads back to the handle")
+
+
+def check_everything_stands(clazz, stop):
+    raising = int(stop.part("breakpoint")["thread"])
+    others = {java.thread_name(handle): handle for handle, _ in java.known_threads()}
+    check("counting" in others, "the counting thread is known")
+    for name, handle in others.items():
+        if int(handle) != int(java.agent_thread()):
+            check(java.thread_state(handle) & java.SUSPENDED, f"{name} is suspended")
+    check(any(int(handle) == raising for handle in others.values()), "the raising thread is among them")
+    before = java.static_int(clazz, "counter")
+    rest(100)
+    check_equal(java.static_int(clazz, "counter"), before, "the counter after 100 ms at the hook")
+    return before
+
+
+def case():
+    start("Breakpoints")
+    attach_java_mode()
+    clazz = java.prepared("Breakpoints")
+    reached = java.set_breakpoint(clazz, "reached")
+
+    stop = run_to("hook_bpt")
+    check_record(stop, clazz, reached, "main")
+    first = check_everything_stands(clazz, stop)
+
+    stop = run_to("hook_bpt")
+    check_record(stop, clazz, reached, "worker")
+    second = check_everything_stands(clazz, stop)
+    check(second != first, "the counter moved between the stops")
+
+    check_equal(call("agent_clear_breakpoint", 0, clazz, reached, 0), 0, "agent_clear_breakpoint")
+    expect_exit(7)
+    check_equal(output(), "sum 12\n", "the program's output")

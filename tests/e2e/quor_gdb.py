@@ -1,0 +1,348 @@
+"""Drives a JVM and the agent in it from gdb: start or attach, stop at hook points, call into the stopped process.
+
+Runs inside gdb. A case (cases/<stem>.py) defines case(), which uses these functions and quor_java's. Everything that waits
+has a time limit; a limit that passes dumps all stacks and fails the case. Sizes come from the agent's debug information.
+"""
+import contextlib
+import json
+import os
+import signal
+import subprocess
+import threading
+import time
+
+import gdb
+
+CONFIG = json.loads(os.environ["QUOR_E2E"])  # written by run_case.py
+LIMIT = 25  # seconds for one wait
+FIRST_CONTACT = "jquor_jvmdi_sync_hook"
+
+_SETTINGS = (
+    "set pagination off", "set confirm off", "set breakpoint pending on", "set debuginfod enabled off",
+    "set auto-load off", "set print thread-events off", "set print inferior-events off", "set print address off",
+    "set backtrace limit 40",
+    # The JVM uses these itself. SIGINT, SIGTRAP and SIGABRT keep stopping the process.
+    "handle SIGSEGV SIGBUS SIGFPE SIGILL SIGPIPE SIGUSR1 SIGUSR2 SIGQUIT SIGHUP SIGTERM nostop noprint pass",
+)
+
+
+class CaseFailed(Exception):
+    """A check that did not hold, or a wait that did not end."""
+
+
+class Process:
+    """What happened last to the process under gdb."""
+    stopped = None  # the last stop event
+    exit_status = None  # set when it has ended
+    checks = 0
+    hooks = {}  # gdb breakpoints by hook name
+    scratch = None  # memory in the process for out-parameters: [address, used]
+
+
+def check(condition, text):
+    """Fails the case unless the condition holds; `text` says what holds."""
+    Process.checks += 1
+    print(("ok      " if condition else "NOT SO  ") + text, flush=True)
+    if not condition:
+        raise CaseFailed(text)
+
+
+def check_equal(found, expected, text):
+    check(found == expected, f"{text}: {found!r}" if found == expected else f"{text}: {found!r}, not {expected!r}")
+
+
+def dump_stacks():
+    """Prints every thread's stack, as far as gdb can still reach the process."""
+    try:
+        if gdb.selected_inferior().pid:
+            gdb.execute("thread apply all bt")
+    except gdb.error as error:
+        print(f"no stacks: {error}")
+
+
+def _on_stop(event):
+    Process.stopped = event
+
+
+def _on_exit(event):
+    # gdb knows no exit code of a process that a signal ended
+    Process.exit_status = event.exit_code if hasattr(event, "exit_code") else "signal"
+
+
+def prepare():
+    for setting in _SETTINGS:
+        gdb.execute(setting)
+    gdb.events.stop.connect(_on_stop)
+    gdb.events.exited.connect(_on_exit)
+
+
+@contextlib.contextmanager
+def limit(seconds, what):
+    """Interrupts the process when the body takes longer, and fails the case."""
+    expired = threading.Event()
+    over = threading.Event()
+
+    def interrupt():
+        expired.set()
+        while not over.wait(1):  # again: gdb may have been about to resume
+            with contextlib.suppress(OSError):
+                os.kill(gdb_pid, signal.SIGINT)
+
+    gdb_pid = gdb.selected_inferior().pid
+    timer = threading.Timer(seconds, interrupt)
+    timer.daemon = True
+    timer.start()
+    try:
+        yield
+    except gdb.error as error:
+        dump_stacks()
+        raise CaseFailed(f"{what}: {error}") from error
+    finally:
+        over.set()
+        timer.cancel()
+    if expired.is_set():
+        dump_stacks()
+        raise CaseFailed(f"{what}: not within {seconds} seconds")
+
+
+# ---- Starting, attaching, ending ----
+
+def java_options(program, arguments=(), agent_options="", load="-agentlib", options=()):
+    agent = f"{load}:quor_agent" + (("=" if load == "-agentlib" else ":") + agent_options if agent_options else "")
+    return ["-Xmx64m", *CONFIG["options"], agent, *options, "-cp", CONFIG["classes"], program, *arguments]
+
+
+def _shell_quoted(words):
+    return " ".join("'" + word.replace("'", "'\\''") + "'" for word in words)
+
+
+def start(program, *arguments, agent_options="", load="-agentlib", options=(), until=FIRST_CONTACT):
+    """Starts a program under gdb and runs it to a hook (the agent's first contact), whose Stop it gives."""
+    gdb.execute(f"file {CONFIG['java']}", to_string=True)
+    gdb.execute(f"set environment LD_LIBRARY_PATH {CONFIG['agent_dir']}")
+    words = _shell_quoted(java_options(program, arguments, agent_options, load, options))
+    gdb.execute(f"set args {words} >{CONFIG['output']} 2>{CONFIG['errors']}")
+    return _run((until,) if until else (), LIMIT, start_first=True)
+
+
+def start_alone(program, *arguments, agent_options="", options=(), environment=None):
+    """Starts a program without gdb; gives its process id. alone_status() waits for its end."""
+    words = _shell_quoted([CONFIG["java"], *java_options(program, arguments, agent_options, options=options)])
+    # A shell is the parent, because gdb reaps any child of its own process.
+    script = (f"{words} >{CONFIG['output']} 2>{CONFIG['errors']} & echo $! >pid.new; mv pid.new alone.pid; wait $!; "
+              "echo $? >status.new; mv status.new alone.status")
+    for name in ("alone.pid", "alone.status"):
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(name)
+    env = dict(os.environ, LD_LIBRARY_PATH=CONFIG["agent_dir"], **(environment or {}))
+    subprocess.Popen(["sh", "-c", script], stdin=subprocess.DEVNULL, env=env)
+    return int(wait_for(lambda: read_file("alone.pid"), "the program's process id"))
+
+
+def alone_status(seconds=LIMIT):
+    """The exit status of the program that start_alone started, as a shell tells it (134: SIGABRT)."""
+    return int(wait_for(lambda: read_file("alone.status"), "the program's end", seconds))
+
+
+def attach(pid):
+    gdb.execute(f"attach {pid}", to_string=True)
+
+
+def detach():
+    """gdb leaves the process; its breakpoints go with it."""
+    for breakpoint in list(Process.hooks.values()):
+        breakpoint.delete()
+    Process.hooks.clear()
+    gdb.execute("detach", to_string=True)
+
+
+def attach_java_mode(stop=None):
+    """Takes hold of the Java side, at a hook of the agent thread. With `stop`, waits for the agent's answer there."""
+    check_equal(call("agent_attach_jquor", 0), 0, "agent_attach_jquor")
+    set_global("jquor_attached", 1)
+    return run_to(FIRST_CONTACT) if stop else None
+
+
+def expect_exit(status, seconds=LIMIT):
+    """Lets the process run without stops and checks how it ends."""
+    stop = _run((), seconds)
+    check(stop is None, "the program runs to its end")
+    check_equal(Process.exit_status, status, "the program's exit status")
+
+
+def expect_abort(seconds=LIMIT):
+    """Runs the process to its abort()."""
+    _run((), seconds, expected_signal="SIGABRT")
+    check_equal(getattr(Process.stopped, "stop_signal", None), "SIGABRT", "the process aborts with")
+    gdb.execute("kill", to_string=True)
+
+
+# ---- Output ----
+
+def read_file(name):
+    with contextlib.suppress(FileNotFoundError), open(name, encoding="utf-8", errors="replace") as file:
+        return file.read()
+    return ""
+
+
+def output():
+    return read_file(CONFIG["output"])
+
+
+def errors():
+    return read_file(CONFIG["errors"])
+
+
+def wait_for(condition, what, seconds=LIMIT):
+    """Waits, with the process free to run or gone, until condition() gives something true, which is the result."""
+    deadline = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > deadline:
+            dump_stacks()
+            raise CaseFailed(f"{what}: not within {seconds} seconds")
+        time.sleep(0.02)
+
+
+def wait_for_output(text, seconds=LIMIT):
+    return wait_for(lambda: text in output(), f"the output {text!r}", seconds)
+
+
+# ---- Stops ----
+
+class Stop:
+    """A stop at a hook: its name, the agent thread's env, and the event record in the process."""
+
+    def __init__(self, hook):
+        frame = gdb.selected_frame()
+        self.hook = hook
+        self.env = frame.read_var("env")
+        self.event = None if hook == FIRST_CONTACT else frame.read_var("event")
+        if self.event is not None:
+            self.kind = int(self.event["kind"])
+
+    def part(self, name):
+        """The event's data for its kind: a member of the record's union."""
+        return fetched(self.event["u"][name])
+
+    def words(self):
+        """The raw record as pointer-sized words, unsigned."""
+        size = self.event.dereference().type.sizeof
+        memory = gdb.selected_inferior().read_memory(int(self.event), size).tobytes()
+        return [int.from_bytes(memory[at:at + word_size()], "little") for at in range(0, size, word_size())]
+
+
+def hook_breakpoint(name):
+    """gdb's breakpoint on a hook; made on first use."""
+    if name not in Process.hooks:
+        Process.hooks[name] = gdb.Breakpoint(name)
+        Process.hooks[name].silent = True
+    return Process.hooks[name]
+
+
+def _run(hooks, seconds, start_first=False, expected_signal=None, condition=None):
+    for name in hooks:
+        hook_breakpoint(name)
+    for name, breakpoint in Process.hooks.items():
+        breakpoint.enabled = name in hooks
+        breakpoint.condition = condition if name in hooks else None
+    Process.stopped = None
+    Process.scratch_used = 0
+    if start_first:
+        gdb.execute("starti", to_string=True)
+    with limit(seconds, f"to {', '.join(hooks) or 'the end'}"):
+        gdb.execute("continue", to_string=True)
+    return _stopped_at(hooks, expected_signal)
+
+
+def _stopped_at(hooks, expected_signal):
+    if Process.exit_status is not None:
+        if hooks:
+            raise CaseFailed(f"the program ended with status {Process.exit_status} before {', '.join(hooks)}")
+        return None
+    if getattr(Process.stopped, "stop_signal", None) == expected_signal and expected_signal:
+        return None
+    name = gdb.selected_frame().name()
+    if not isinstance(Process.stopped, gdb.BreakpointEvent) or name not in hooks:
+        dump_stacks()
+        reason = getattr(Process.stopped, "stop_signal", Process.stopped)
+        raise CaseFailed(f"stopped in {name} by {reason}, not at {', '.join(hooks) or 'the end'}")
+    return Stop(name)
+
+
+def run_to(*hooks, seconds=LIMIT, condition=None):
+    """Continues to one of the hooks and gives the Stop. `condition`: a gdb expression that must hold there."""
+    return _run(hooks, seconds, condition=condition)
+
+
+# ---- Calls and memory ----
+
+def word_size():
+    return gdb.lookup_type("void").pointer().sizeof
+
+
+def call(name, *arguments, seconds=LIMIT):
+    """Calls a function of the agent, or a function pointer, in the selected thread. Integers are given as int."""
+    function = gdb.parse_and_eval(name) if isinstance(name, str) else name
+    if function.type.strip_typedefs().code == gdb.TYPE_CODE_PTR:
+        function = function.dereference()
+    with limit(seconds, f"call of {name}"):
+        result = function(*arguments)
+    return int(result) if result.type.strip_typedefs().code == gdb.TYPE_CODE_INT else result
+
+
+def get_global(name):
+    return fetched(gdb.parse_and_eval(name))
+
+
+def fetched(value):
+    """The value as it is now: gdb reads memory late, when the process may have gone on."""
+    value.fetch_lazy()
+    return value
+
+
+def set_global(name, value):
+    gdb.execute(f"set var {name} = {int(value)}")
+
+
+def poke_running(name, value):
+    """Writes an int global of the running process, as a debugger does that has not stopped it."""
+    return poke(gdb.selected_inferior().pid, int(gdb.parse_and_eval(f"&{name}")), value)
+
+
+def poke(pid, address, value):
+    with open(f"/proc/{pid}/mem", "r+b", buffering=0) as memory:
+        memory.seek(address)
+        memory.write(int(value).to_bytes(4, "little"))
+
+
+def out(type_name, count=1):
+    """Zeroed memory in the process for an out-parameter: a pointer to the type. Valid until the process continues."""
+    return out_bytes(gdb.lookup_type(type_name), count)
+
+
+def out_bytes(gdb_type, count=1):
+    capacity = 64 * 1024
+    if Process.scratch is None:
+        Process.scratch = int(call("(void* (*)(unsigned long)) malloc", capacity))
+    size = (gdb_type.sizeof * count + 15) & ~15
+    if Process.scratch_used + size > capacity:
+        raise CaseFailed("a stop uses too much scratch memory")
+    address = Process.scratch + Process.scratch_used
+    Process.scratch_used += size
+    gdb.selected_inferior().write_memory(address, bytes(size))
+    return gdb.Value(address).cast(gdb_type.pointer())
+
+
+def out_text(text):
+    data = text.encode() + b"\0"
+    pointer = out_bytes(gdb.lookup_type("char"), len(data))
+    gdb.selected_inferior().write_memory(int(pointer), data)
+    return pointer
+
+
+def rest(milliseconds):
+    """Lets every thread of the process run for a while, with the agent thread still at its hook."""
+    call("(int (*)(unsigned)) usleep", milliseconds * 1000)
