@@ -24,8 +24,13 @@ AGENT_API JVMDI_Interface_1* jvmdi;
 static JVMDI_Interface_1* jvmdi_interface __attribute__((unused));
 static JavaVM* j_vm __attribute__((unused));
 
-/* Gives the including source's JVMDI table; 0, or the result of the GetJavaVM or GetEnv that failed. */
+/* Gives the including source's JVMDI table; 0, or the result of the GetJavaVM or GetEnv that failed. A null `env`, of callers
+ * that have none, gives the table fetched at load. */
 static inline jint vm_own_jvmdi(JNIEnv* env, JVMDI_Interface_1** table) {
+    if (!env) {
+        *table = jvmdi;
+        return 0;
+    }
     if (!jvmdi_interface) {
         if (jint err = env->GetJavaVM(&j_vm)) return err;
         void* found = NULL;
@@ -37,8 +42,7 @@ static inline jint vm_own_jvmdi(JNIEnv* env, JVMDI_Interface_1** table) {
 }
 
 /* Makes `call` (a generic lambda over the interface) where both interfaces take the same arguments. */
-template <class Call>
-static inline jint vm_call(JNIEnv* env, Call call) {
+template <class Call> static inline jint vm_call(JNIEnv* env, Call call) {
     if (jvmti) return call(jvmti);
     JVMDI_Interface_1* table;
     if (jint err = vm_own_jvmdi(env, &table)) return err;
@@ -46,14 +50,12 @@ static inline jint vm_call(JNIEnv* env, Call call) {
 }
 
 /* The same through the table fetched at load. */
-template <class Call>
-static inline jint vm_call_loaded(Call call) {
+template <class Call> static inline jint vm_call_loaded(Call call) {
     return jvmti ? (jint)call(jvmti) : (jint)call(jvmdi);
 }
 
 /* Makes one of two calls where the interfaces take different arguments. */
-template <class TiCall, class DiCall>
-static inline jint vm_call_either(JNIEnv* env, TiCall ti_call, DiCall di_call) {
+template <class TiCall, class DiCall> static inline jint vm_call_either(JNIEnv* env, TiCall ti_call, DiCall di_call) {
     if (jvmti) return ti_call(jvmti);
     JVMDI_Interface_1* table;
     if (jint err = vm_own_jvmdi(env, &table)) return err;
@@ -62,8 +64,7 @@ static inline jint vm_call_either(JNIEnv* env, TiCall ti_call, DiCall di_call) {
 
 /* Memory. `block` receives `size` bytes that only vm_deallocate gives back. */
 
-template <class T>
-static inline jint vm_allocate(size_t size, T** block) {
+template <class T> static inline jint vm_allocate(size_t size, T** block) {
     unsigned char* memory = NULL;
     jint err = jvmti ? (jint)jvmti->Allocate((jlong)size, &memory) : jvmdi->Allocate((jlong)size, (jbyte**)&memory);
     *block = (T*)(void*)memory;

@@ -3,7 +3,9 @@
  */
 #include "support/agent_monitor.h"
 
-#include "child_process.h"
+#include "sim/harness.h"
+
+#include <gtest/gtest.h>
 
 #include <deque>
 #include <dlfcn.h>
@@ -14,11 +16,12 @@
 #include <sys/time.h>
 #include <vector>
 
+using sim::ChildResult;
+using sim::run_child;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
-/* What the next calls return; the last result stays. Only the tests here wait or signal, so there is nothing to fall back
- * on: an unexpected call gives 0. */
+/* What the next calls return, then 0: only the tests here wait and signal, so there is no real call to fall back on. */
 static std::deque<int> mutex_init_results, cond_init_results, wait_results, timedwait_results, signal_results;
 static std::deque<timeval> times;
 
@@ -90,7 +93,7 @@ static void expect_deadline(time_t seconds, long nanoseconds, const timespec& de
 static std::string failure(const char* text, int err) { return std::string(text) + strerror(err) + "\n"; }
 
 TEST(MonitorFailures, MutexThatCannotBeMadeEndsTheProcessBeforeTheConditionIsMade) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         monitor_t monitor;
         mutex_init_results = {EAGAIN};
         cond_init_results = {ENOMEM};
@@ -101,7 +104,7 @@ TEST(MonitorFailures, MutexThatCannotBeMadeEndsTheProcessBeforeTheConditionIsMad
 }
 
 TEST(MonitorFailures, ConditionThatCannotBeMadeEndsTheProcess) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         monitor_t monitor;
         cond_init_results = {ENOMEM};
         monitor_init(&monitor);

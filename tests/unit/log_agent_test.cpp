@@ -3,14 +3,23 @@
  */
 #include "support/log_agent.h"
 
-#include "child_process.h"
+#include "sim/harness.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <signal.h>
+#include <string>
+#include <sys/mman.h>
 #include <sys/ptrace.h>
 #include <sys/user.h>
+#include <sys/wait.h>
 #include <type_traits>
+#include <unistd.h>
 #include <vector>
+
+using sim::ChildResult;
+using sim::run_child;
 
 #define LOG_SOURCE "test.c"
 
@@ -37,7 +46,7 @@ TEST(LogAgent, MapHoldsTheTenCategoriesInOrderAllOff) {
 }
 
 TEST(LogAgent, TraceStatementWritesWhileItsCategoryIsOn) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(_log_map_agent);
         log_start(NULL, stdout);
         log_echo(1);
@@ -55,7 +64,7 @@ TEST(LogAgent, TraceStatementWritesWhileItsCategoryIsOn) {
 }
 
 TEST(LogAgent, TraceStatementShowsWholeWords) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(_log_map_agent);
         log_start(NULL, stdout);
         log_echo(1);
@@ -102,6 +111,13 @@ static void write_records(int out, int32_t stop_at) {
     _exit(0);
 }
 
+static std::string contents_of(int fd) {
+    std::string all;
+    char piece[4096];
+    for (ssize_t n; (n = pread(fd, piece, sizeof piece, (off_t)all.size())) > 0;) all.append(piece, (size_t)n);
+    return all;
+}
+
 /* Runs write_records in a child with a breakpoint instruction at the entry of log_bpt; gives what was written before each
  * stop there. */
 static std::vector<std::string> outputs_at_breakpoint(int32_t stop_at) {
@@ -117,12 +133,12 @@ static std::vector<std::string> outputs_at_breakpoint(int32_t stop_at) {
     std::vector<std::string> outputs;
     ptrace(PTRACE_CONT, child, NULL, NULL);
     while (waitpid(child, &status, 0) == child && WIFSTOPPED(status) && WSTOPSIG(status) == SIGTRAP) {
-        outputs.push_back(contents_of_fd(out));
+        outputs.push_back(contents_of(out));
         return_at_once(child);
         ptrace(PTRACE_CONT, child, NULL, NULL);
     }
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    EXPECT_EQ(10, std::ranges::count(contents_of_fd(out), '\n'));
+    EXPECT_EQ(10, std::ranges::count(contents_of(out), '\n'));
     close(out);
     return outputs;
 }

@@ -4,14 +4,20 @@
 
 #include "support/log.h"
 
-#include "child_process.h"
+#include "sim/harness.h"
+
+#include <gtest/gtest.h>
 
 #include <fstream>
 #include <sstream>
 #include <stdlib.h>
 #include <string>
+#include <unistd.h>
 
-/* Log state cannot be taken back, so each test works in a child: see run_in_child. */
+using sim::ChildResult;
+using sim::run_child;
+
+/* Log state cannot be taken back, so each test works in a child: see sim::run_child. */
 struct LogTest : testing::Test {
     LogTest() {
         char folder_template[] = "/tmp/quor-log-XXXXXX";

@@ -7,9 +7,9 @@ static const char all_off[] = "category 'One' off\ncategory 'Two' off\ncategory 
 
 /* Reads the option file in a child, then lists the categories on its standard output. */
 struct LogOptions : LogTest {
-    child_result read(const std::string& options) {
+    ChildResult read(const std::string& options) {
         write_options(options);
-        return run_in_child([this] {
+        return run_child([this](auto&) {
             _log_link(test_map);
             printf("%u\n", log_enable_from_file(option_path.c_str()));
             log_dump();
@@ -25,7 +25,7 @@ struct LogOptions : LogTest {
 /* ---- Reading at all ---- */
 
 TEST_F(LogOptions, NullPathChangesNothing) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_enable("One", 0, 0);
         printf("%u %d\n", log_enable_from_file(NULL), one_flag == one);
@@ -34,7 +34,7 @@ TEST_F(LogOptions, NullPathChangesNothing) {
 }
 
 TEST_F(LogOptions, UnreadableFileTurnsEveryCategoryOffSilently) {
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         _log_link(test_map);
         log_enable("One", 0, 0);
         log_enable("A_long_category", 0, 0);
@@ -46,7 +46,7 @@ TEST_F(LogOptions, UnreadableFileTurnsEveryCategoryOffSilently) {
 }
 
 TEST_F(LogOptions, EmptyLinesAndCommentsAreSkipped) {
-    const child_result result = read("\n# One\n   \t \nTwo # One SERIAL\n#\n");
+    const ChildResult result = read("\n# One\n   \t \nTwo # One SERIAL\n#\n");
     EXPECT_EQ(listing("off", "on", "off"), result.out);
     EXPECT_EQ("", result.err);
 }
@@ -56,7 +56,7 @@ TEST_F(LogOptions, LastLineNeedsNoNewline) {
 }
 
 TEST_F(LogOptions, LongLinesAreReadInPiecesOf255Characters) {
-    const child_result result = read(std::string(248, ' ') + "One\t\t\t\tTwo\n"); /* "Two" is a line of its own */
+    const ChildResult result = read(std::string(248, ' ') + "One\t\t\t\tTwo\n"); /* "Two" is a line of its own */
     EXPECT_EQ(listing("on", "on", "off"), result.out);
     EXPECT_EQ("", result.err);
 }
@@ -68,7 +68,7 @@ TEST_F(LogOptions, CommentEndsWithItsPiece) {
 /* ---- Categories ---- */
 
 TEST_F(LogOptions, HeaderOptionsAreSetByName) {
-    const child_result result = read("One SERIAL\nTwo\tTIMESTAMP   SRCLOC\nA_long_category SERIAL TIMESTAMP SRCLOC\n");
+    const ChildResult result = read("One SERIAL\nTwo\tTIMESTAMP   SRCLOC\nA_long_category SERIAL TIMESTAMP SRCLOC\n");
     EXPECT_EQ(listing("on SERIAL", "on TIMESTAMP SRCLOC", "on SERIAL TIMESTAMP SRCLOC"), result.out);
 }
 
@@ -81,20 +81,20 @@ TEST_F(LogOptions, OptionBothSetAndClearedIsClear) {
 }
 
 TEST_F(LogOptions, UnknownHeaderOptionsAreIgnored) {
-    const child_result result = read("One serial WHAT -WHAT SRCLOC --SRCLOC -\n");
+    const ChildResult result = read("One serial WHAT -WHAT SRCLOC --SRCLOC -\n");
     EXPECT_EQ(listing("on SRCLOC", "off", "off"), result.out);
     EXPECT_EQ("", result.err);
 }
 
 TEST_F(LogOptions, UnknownCategoryIsToldAndSkipped) {
-    const child_result result = read("Nine SERIAL\nOne\n");
+    const ChildResult result = read("Nine SERIAL\nOne\n");
     EXPECT_EQ("log_enable('Nine') unrecognized category\n", result.err);
     EXPECT_EQ(listing("on", "off", "off"), result.out);
 }
 
 TEST_F(LogOptions, HeaderOptionsAddUpOverReadings) {
     write_options("One SERIAL\nTwo SRCLOC\n");
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         _log_link(test_map);
         log_enable_from_file(option_path.c_str());
         write_options("One TIMESTAMP\n");
@@ -108,7 +108,7 @@ TEST_F(LogOptions, HeaderOptionsAddUpOverReadings) {
 
 TEST_F(LogOptions, StdoutOptionEchoes) {
     write_options("options -stdout\nOne\n");
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         _log_link(test_map);
         log_enable_from_file(option_path.c_str());
         _log_print(one, "x.c", 1);
@@ -120,7 +120,7 @@ TEST_F(LogOptions, StdoutOptionEchoes) {
 TEST_F(LogOptions, FileOptionOpensTheLog) {
     std::ofstream(log_path) << "old";
     write_options("options -file " + log_path + " -stdout\nOne SERIAL SRCLOC\nTwo TIMESTAMP -SERIAL\n");
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         _log_link(test_map);
         log_enable_from_file(option_path.c_str());
         _log_print(one, "x.c", 9);
@@ -132,7 +132,7 @@ TEST_F(LogOptions, FileOptionOpensTheLog) {
 
 TEST_F(LogOptions, SecondFileOptionReplacesTheLog) {
     write_options("options -file " + log_path + " -file " + folder + "/second\n");
-    run_in_child([this] {
+    run_child([this](auto&) {
         _log_link(test_map);
         log_enable_from_file(option_path.c_str());
         log_printf("text");
@@ -142,14 +142,14 @@ TEST_F(LogOptions, SecondFileOptionReplacesTheLog) {
 }
 
 TEST_F(LogOptions, FileOptionWithoutANameIsTold) {
-    const child_result result = read("options -file\nOne\n");
+    const ChildResult result = read("options -file\nOne\n");
     EXPECT_EQ(message("option -file expects filename"), result.err);
     EXPECT_EQ(listing("on", "off", "off"), result.out);
 }
 
 TEST_F(LogOptions, BadOptionIsToldAndTheRestStillCounts) {
     write_options("options -what -stdout\n");
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         _log_link(test_map);
         log_enable_from_file(option_path.c_str());
         log_printf("echoed");
@@ -159,7 +159,7 @@ TEST_F(LogOptions, BadOptionIsToldAndTheRestStillCounts) {
 }
 
 TEST_F(LogOptions, LogThatCannotBeOpenedEndsTheProcess) {
-    const child_result result = read("options -file " + folder + "/none/log\n");
+    const ChildResult result = read("options -file " + folder + "/none/log\n");
     EXPECT_EQ(1, result.exit_status);
     EXPECT_EQ("log_start(): couldn't open \"" + folder + "/none/log\" -- " + strerror(ENOENT) + "\n", result.err);
 }
@@ -175,7 +175,7 @@ static void init_and_record(const char* prefix, const char* input, const char* o
 
 TEST_F(LogOptions, InitUsesItsArgumentsWithoutAPrefix) {
     write_options("One\n");
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         setenv("(null)_LOG_STDOUT", "1", 1);
         init_and_record(NULL, option_path.c_str(), log_path.c_str());
     });
@@ -185,15 +185,15 @@ TEST_F(LogOptions, InitUsesItsArgumentsWithoutAPrefix) {
 
 TEST_F(LogOptions, InitUsesItsArgumentsWhereNoVariableIsSet) {
     write_options("One\n");
-    const child_result result =
-        run_in_child([this] { init_and_record("QUOR", option_path.c_str(), log_path.c_str()); });
+    const ChildResult result =
+        run_child([this](auto&) { init_and_record("QUOR", option_path.c_str(), log_path.c_str()); });
     EXPECT_EQ("One is on\n", text_of(log_path));
     EXPECT_EQ("", result.out);
 }
 
 TEST_F(LogOptions, InitPrefersTheVariables) {
     write_options("One\n");
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         setenv("QUOR_LOG_INPUT", option_path.c_str(), 1);
         setenv("QUOR_LOG_OUTPUT", log_path.c_str(), 1);
         setenv("QUOR_LOG_STDOUT", "", 1);
@@ -205,7 +205,7 @@ TEST_F(LogOptions, InitPrefersTheVariables) {
 }
 
 TEST_F(LogOptions, InitTakesSixteenCharactersOfThePrefix) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         setenv("ABCDEFGHIJKLMNOP_LOG_STDOUT", "1", 1);
         init_and_record("ABCDEFGHIJKLMNOPQRST", NULL, NULL);
     });
@@ -213,14 +213,14 @@ TEST_F(LogOptions, InitTakesSixteenCharactersOfThePrefix) {
 }
 
 TEST_F(LogOptions, InitWithNothingToGoByChangesNothing) {
-    const child_result result = run_in_child([] { init_and_record("QUOR", NULL, NULL); });
+    const ChildResult result = run_child([](auto&) { init_and_record("QUOR", NULL, NULL); });
     EXPECT_EQ(0, result.exit_status);
     EXPECT_EQ("", result.out + result.err);
 }
 
 TEST_F(LogOptions, InitLeavesALogThatTheOptionFileOpened) {
     write_options("options -file " + log_path + "\nOne\n");
-    run_in_child([this] { init_and_record("QUOR", option_path.c_str(), (folder + "/second").c_str()); });
+    run_child([this](auto&) { init_and_record("QUOR", option_path.c_str(), (folder + "/second").c_str()); });
     EXPECT_EQ("One is on\n", text_of(log_path));
     EXPECT_NE(0, access((folder + "/second").c_str(), F_OK));
 }

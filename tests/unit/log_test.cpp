@@ -23,7 +23,7 @@ static void record(log_category* category, const char* text) {
 /* ---- Linking and finding ---- */
 
 TEST_F(Log, LinkingTurnsTheCategoriesOff) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         one_flag = one;
         three_flag = three;
         _log_link(test_map);
@@ -33,7 +33,7 @@ TEST_F(Log, LinkingTurnsTheCategoriesOff) {
 }
 
 TEST_F(Log, LinkingTheSameMapAgainChangesNothing) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_enable("Two", LOG_SERIAL, 0);
         _log_link(test_map);
@@ -43,14 +43,14 @@ TEST_F(Log, LinkingTheSameMapAgainChangesNothing) {
 }
 
 TEST_F(Log, MapWithoutItsCookieEndsTheProcess) {
-    const child_result result = run_in_child([] { _log_link(test_map + 1); });
+    const ChildResult result = run_child([](auto&) { _log_link(test_map + 1); });
     EXPECT_EQ(1, result.exit_status);
     EXPECT_EQ("_log_link(): bad map. no magic cookie\n", result.err);
     EXPECT_EQ("", result.out);
 }
 
 TEST_F(Log, MapWithANamelessHeaderEndsTheProcess) {
-    const child_result result = run_in_child([] { _log_link(test_map + 4); });
+    const ChildResult result = run_child([](auto&) { _log_link(test_map + 4); });
     EXPECT_EQ(1, result.exit_status);
     EXPECT_EQ("_log_link(): bad map. no magic cookie\n", result.err);
 }
@@ -67,19 +67,19 @@ static void link_empty_maps(int count) {
 }
 
 TEST_F(Log, TenMapsCanBeLinked) {
-    const child_result result = run_in_child([] { link_empty_maps(10); });
+    const ChildResult result = run_child([](auto&) { link_empty_maps(10); });
     EXPECT_EQ(0, result.exit_status);
     EXPECT_EQ("", result.err);
 }
 
 TEST_F(Log, EleventhMapEndsTheProcess) {
-    const child_result result = run_in_child([] { link_empty_maps(11); });
+    const ChildResult result = run_child([](auto&) { link_empty_maps(11); });
     EXPECT_EQ(1, result.exit_status);
     EXPECT_EQ("_log_link(): too many maps. limit is 10\n", result.err);
 }
 
 TEST_F(Log, CategoryOfTheMapLinkedFirstIsFound) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         static log_category* other_flag;
         static log_category later[] = {
             {"log_cookie", NULL, 0}, {"Two", &other_flag, 0}, {"Later", &other_flag, 0}, {NULL, NULL, 0}};
@@ -94,7 +94,7 @@ TEST_F(Log, CategoryOfTheMapLinkedFirstIsFound) {
 /* ---- Turning on and off ---- */
 
 TEST_F(Log, FlagOfACategoryThatIsOnHoldsItsRecord) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_enable("Two", 0, 0);
         printf("%d %d %d\n", one_flag == NULL, two_flag == two, three_flag == NULL);
@@ -105,7 +105,7 @@ TEST_F(Log, FlagOfACategoryThatIsOnHoldsItsRecord) {
 }
 
 TEST_F(Log, HeaderOptionsAddUpAndAreClearedAfterTheyAreSet) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_enable("One", LOG_SERIAL, 0);
         log_enable("One", LOG_SRCLOC, 0);
@@ -119,7 +119,7 @@ TEST_F(Log, HeaderOptionsAddUpAndAreClearedAfterTheyAreSet) {
 }
 
 TEST_F(Log, UnknownCategoryIsToldOnStandardError) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_enable("Nine", LOG_SERIAL, 0);
     });
@@ -128,7 +128,7 @@ TEST_F(Log, UnknownCategoryIsToldOnStandardError) {
 }
 
 TEST_F(Log, DisablingAnUnknownCategoryDoesNothing) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_enable("One", 0, 0);
         log_disable("Nine");
@@ -139,7 +139,7 @@ TEST_F(Log, DisablingAnUnknownCategoryDoesNothing) {
 }
 
 TEST_F(Log, DumpShowsTheLowSixteenOptionBitsInOrder) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_enable("One", 7, 0);
         log_enable("Two", 0x38008 | LOG_TIMESTAMP, 0);
@@ -155,7 +155,7 @@ TEST_F(Log, DumpShowsTheLowSixteenOptionBitsInOrder) {
 /* ---- Headers ---- */
 
 TEST_F(Log, PlainHeaderIsThePaddedName) {
-    run_in_child([this] {
+    run_child([this](auto&) {
         start();
         record(one, "text");
         record(three, "text");
@@ -164,7 +164,7 @@ TEST_F(Log, PlainHeaderIsThePaddedName) {
 }
 
 TEST_F(Log, HeaderPartsStandInTheirOrder) {
-    run_in_child([this] {
+    run_child([this](auto&) {
         start();
         log_enable("A_long_category", LOG_SERIAL | LOG_SRCLOC | LOG_TIMESTAMP, 0);
         record(three, "text");
@@ -175,7 +175,7 @@ TEST_F(Log, HeaderPartsStandInTheirOrder) {
 }
 
 TEST_F(Log, OptionsOfAllRecordsAddToThoseOfTheCategory) {
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         start();
         log_enable("One", LOG_SERIAL, 0);
         log_set_flags(LOG_SRCLOC);
@@ -188,7 +188,7 @@ TEST_F(Log, OptionsOfAllRecordsAddToThoseOfTheCategory) {
 }
 
 TEST_F(Log, OnlyRecordsWithASerialAreCounted) {
-    run_in_child([this] {
+    run_child([this](auto&) {
         start();
         log_enable("One", LOG_SERIAL, 0);
         record(one, "a");
@@ -203,7 +203,7 @@ TEST_F(Log, OnlyRecordsWithASerialAreCounted) {
 }
 
 TEST_F(Log, SerialsGoOnWhileThereIsNoStream) {
-    run_in_child([this] {
+    run_child([this](auto&) {
         _log_link(test_map);
         log_enable("One", LOG_SERIAL, 0);
         record(one, "lost");
@@ -215,7 +215,7 @@ TEST_F(Log, SerialsGoOnWhileThereIsNoStream) {
 }
 
 TEST_F(Log, LongSerialIsNotCut) {
-    run_in_child([this] {
+    run_child([this](auto&) {
         _log_link(test_map);
         log_enable("One", LOG_SERIAL, 0);
         for (int i = 0; i < 123456; i++) _log_print(one, "x.c", 1);
@@ -227,7 +227,7 @@ TEST_F(Log, LongSerialIsNotCut) {
 
 /* The source name in a header under a limit. */
 static std::string shown(Log& log, const char* file, const int32_t* max) {
-    run_in_child([&] {
+    run_child([&](auto&) {
         log.start();
         if (max) log_set_file_max(*max);
         log_enable("One", LOG_SRCLOC, 0);
@@ -260,7 +260,7 @@ TEST_F(Log, SourceNameLimitCanBeChanged) {
 }
 
 TEST_F(Log, TimestampIsTheTimeToTheSecondWithoutTheYear) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         time_t before, after;
         std::string shown_time;
         do { /* both ends in the same second */
@@ -280,7 +280,7 @@ TEST_F(Log, TimestampIsTheBufferOfCtime) {
 }
 
 TEST_F(Log, HeaderCanBeWrittenToAnyStream) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_enable("One", LOG_SERIAL | LOG_SRCLOC, 0);
         log_print_hdrx(stderr, one, "x.c", -3);
@@ -292,7 +292,7 @@ TEST_F(Log, HeaderCanBeWrittenToAnyStream) {
 /* ---- Texts and streams ---- */
 
 TEST_F(Log, TextGetsANewlineAfterItsOwn) {
-    run_in_child([this] {
+    run_child([this](auto&) {
         start();
         _log_print(one, "x.c", 1);
         _log_format("tid = %d   thread = %x\n", 7, 0xabu);
@@ -302,7 +302,7 @@ TEST_F(Log, TextGetsANewlineAfterItsOwn) {
 }
 
 TEST_F(Log, FileIsCurrentAfterEachText) {
-    run_in_child([this] {
+    run_child([this](auto&) {
         start();
         record(one, "text");
         log_printf("more");
@@ -312,7 +312,7 @@ TEST_F(Log, FileIsCurrentAfterEachText) {
 }
 
 TEST_F(Log, EchoIsWrittenWhileItIsOn) {
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         _log_link(test_map);
         log_start(log_path.c_str(), stdout);
         record(one, "file only");
@@ -329,7 +329,7 @@ TEST_F(Log, EchoIsWrittenWhileItIsOn) {
 }
 
 TEST_F(Log, EchoIsFlushedWithEachText) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_start(NULL, stdout);
         log_echo(1);
@@ -340,7 +340,7 @@ TEST_F(Log, EchoIsFlushedWithEachText) {
 }
 
 TEST_F(Log, NothingIsWrittenWithoutAStream) {
-    const child_result result = run_in_child([] {
+    const ChildResult result = run_child([](auto&) {
         _log_link(test_map);
         log_echo(1);
         log_enable("One", 0, 0);
@@ -354,7 +354,7 @@ TEST_F(Log, StartRemovesAnOldLog) {
     const std::string other_name = folder + "/second";
     std::ofstream(log_path) << "old";
     ASSERT_EQ(0, link(log_path.c_str(), other_name.c_str()));
-    run_in_child([this] {
+    run_child([this](auto&) {
         start();
         record(one, "new");
     });
@@ -363,7 +363,7 @@ TEST_F(Log, StartRemovesAnOldLog) {
 }
 
 TEST_F(Log, LogFileIsNotInheritedByPrograms) {
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         start();
         struct stat log_file, open_file;
         stat(log_path.c_str(), &log_file);
@@ -377,7 +377,7 @@ TEST_F(Log, LogFileIsNotInheritedByPrograms) {
 }
 
 TEST_F(Log, StartDoesNothingOnceThereIsAFile) {
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         start();
         log_start((folder + "/second").c_str(), stdout);
         log_echo(1);
@@ -389,7 +389,7 @@ TEST_F(Log, StartDoesNothingOnceThereIsAFile) {
 }
 
 TEST_F(Log, StartDoesNothingOnceThereIsAnEchoStream) {
-    run_in_child([this] {
+    run_child([this](auto&) {
         log_start(NULL, stdout);
         start();
     });
@@ -398,13 +398,13 @@ TEST_F(Log, StartDoesNothingOnceThereIsAnEchoStream) {
 
 TEST_F(Log, LogThatCannotBeOpenedEndsTheProcess) {
     const std::string path = folder + "/none/log";
-    const child_result result = run_in_child([&] { log_start(path.c_str(), NULL); });
+    const ChildResult result = run_child([&](auto&) { log_start(path.c_str(), NULL); });
     EXPECT_EQ(1, result.exit_status);
     EXPECT_EQ("log_start(): couldn't open \"" + path + "\" -- " + strerror(ENOENT) + "\n", result.err);
 }
 
 TEST_F(Log, FinishEndsTheOutputAndLeavesTheCategoriesOn) {
-    const child_result result = run_in_child([this] {
+    const ChildResult result = run_child([this](auto&) {
         _log_link(test_map);
         log_start(log_path.c_str(), stdout);
         log_echo(1);
@@ -421,7 +421,7 @@ TEST_F(Log, FinishEndsTheOutputAndLeavesTheCategoriesOn) {
 }
 
 TEST_F(Log, ANewLogCanBeStartedAfterFinish) {
-    run_in_child([this] {
+    run_child([this](auto&) {
         start();
         record(one, "first");
         log_finish();

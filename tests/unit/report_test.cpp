@@ -1,8 +1,13 @@
 #include "support/report.h"
 
-#include "child_process.h"
+#include "sim/harness.h"
+
+#include <gtest/gtest.h>
 
 #include <signal.h>
+
+using sim::ChildResult;
+using sim::run_child;
 
 TEST(Report, FailureNamesTheErrorAndGivesItBack) {
     testing::internal::CaptureStdout();
@@ -12,14 +17,14 @@ TEST(Report, FailureNamesTheErrorAndGivesItBack) {
 }
 
 TEST(Report, FatalMessageReachesTheOutputBeforeTheAbort) {
-    const child_result result = run_in_child([] { agent_fatal("AgentThread: %d of %s\n", 3, "five"); });
+    const ChildResult result = run_child([](auto&) { agent_fatal("AgentThread: %d of %s\n", 3, "five"); });
     EXPECT_EQ(SIGABRT, result.signal);
     EXPECT_EQ("AgentThread: 3 of five\n", result.out);
     EXPECT_EQ("", result.err);
 }
 
 TEST(Report, FatalErrorNamesTheErrorBeforeTheAbort) {
-    const child_result result = run_in_child([] { agent_fatal_error("AgentThread: failed -- %s\n", 98); });
+    const ChildResult result = run_child([](auto&) { agent_fatal_error("AgentThread: failed -- %s\n", 98); });
     EXPECT_EQ(SIGABRT, result.signal);
     EXPECT_EQ("AgentThread: failed -- NOT_AVAILABLE\n", result.out);
 }
