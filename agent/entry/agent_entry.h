@@ -73,8 +73,8 @@ AGENT_API jint agent_get_threads(JNIEnv* env, jint* count, jthread** threads);
  * loader are URefs, kept until it resumes. `tid` receives the thread's id, 0 if the thread map does not hold it.
  * Under JVMTI `status` is the thread's state and `suspend_status` -1, whatever the result. 0; 100; the VM's code. VM
  * GetThreadInfo, then GetThreadStatus or GetThreadState. */
-AGENT_API jint agent_get_threadinfo(JNIEnv* env, jthread thread, JVMDI_thread_info* info, agent_tid_t* tid, jint* status,
-                                    jint* suspend_status);
+AGENT_API jint agent_get_threadinfo(JNIEnv* env, jthread thread, JVMDI_thread_info* info, agent_tid_t* tid,
+                                    jint* status, jint* suspend_status);
 
 /* Thread groups, with the VM's code. What is handed over stays as the VM gave it: references are its own, arrays and
  * names the debugger's to release (VM Deallocate). VM GetTopThreadGroups, GetThreadGroupInfo,
@@ -268,11 +268,13 @@ AGENT_API jint agent_notifyframepop(JNIEnv* env, jframeID frame, jthread thread,
 AGENT_API jint agent_get_locals(JNIEnv* env, jframeID frame, jint* count, jint** values, jthread thread, jint depth);
 
 /* One local variable (VM GetLocal<Type>). An object comes as its URef, kept until the process resumes. */
-AGENT_API jint agent_get_localobject(JNIEnv* env, jframeID frame, jint slot, jobject* value, jthread thread, jint depth);
+AGENT_API jint agent_get_localobject(JNIEnv* env, jframeID frame, jint slot, jobject* value, jthread thread,
+                                     jint depth);
 AGENT_API jint agent_get_localint(JNIEnv* env, jframeID frame, jint slot, jint* value, jthread thread, jint depth);
 AGENT_API jint agent_get_locallong(JNIEnv* env, jframeID frame, jint slot, jlong* value, jthread thread, jint depth);
 AGENT_API jint agent_get_localfloat(JNIEnv* env, jframeID frame, jint slot, jfloat* value, jthread thread, jint depth);
-AGENT_API jint agent_get_localdouble(JNIEnv* env, jframeID frame, jint slot, jdouble* value, jthread thread, jint depth);
+AGENT_API jint agent_get_localdouble(JNIEnv* env, jframeID frame, jint slot, jdouble* value, jthread thread,
+                                     jint depth);
 
 /* Set it (VM SetLocal<Type>). A long or a double is two words on i386, low word first; an object is any reference
  * that was handed out. */
