@@ -6,21 +6,21 @@
 #ifndef QUOR_JNI_TYPES_H
 #define QUOR_JNI_TYPES_H
 
-#define JNI_NUMBERS(MEMBER)  \
-    MEMBER(byte, Byte)       \
-    MEMBER(char, Char)       \
-    MEMBER(short, Short)     \
-    MEMBER(int, Int)         \
-    MEMBER(long, Long)       \
-    MEMBER(float, Float)     \
+#define JNI_NUMBERS(MEMBER) \
+    MEMBER(byte, Byte)      \
+    MEMBER(char, Char)      \
+    MEMBER(short, Short)    \
+    MEMBER(int, Int)        \
+    MEMBER(long, Long)      \
+    MEMBER(float, Float)    \
     MEMBER(double, Double)
 
-#define JNI_PRIMITIVES(MEMBER)  \
-    MEMBER(boolean, Boolean)    \
+#define JNI_PRIMITIVES(MEMBER) \
+    MEMBER(boolean, Boolean)   \
     JNI_NUMBERS(MEMBER)
 
-#define JNI_TYPES(MEMBER)   \
-    JNI_PRIMITIVES(MEMBER)  \
+#define JNI_TYPES(MEMBER)  \
+    JNI_PRIMITIVES(MEMBER) \
     MEMBER(object, Object)
 
 #endif
