@@ -1,0 +1,86 @@
+/* load_fixture.h: what the tests of loading and attaching share: a folder with a settings file, environment variables, the
+ * log on standard output, and the calls that an aborting child had made.
+ */
+#ifndef QUOR_TEST_LOAD_FIXTURE_H
+#define QUOR_TEST_LOAD_FIXTURE_H
+
+#include "sim/sim_test.h"
+#include "support/log_agent.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+
+using sim::capture_stderr;
+using sim::capture_stdout;
+using sim::ChildResult;
+using sim::Mode;
+
+/* The current folder of the test, empty at first so that no C.agent of somebody else is read, and around it a process in
+ * which nothing is loaded yet. */
+class OwnFolder {
+public:
+    OwnFolder() : before(std::filesystem::current_path()) {
+        char path[] = "/tmp/quor-load-XXXXXX";
+        folder = mkdtemp(path);
+        std::filesystem::current_path(folder);
+        for (const char* name : {"__QUOR_USE_JVMDI", "_QUOR_VM_TESTING"}) unsetenv(name);
+        jvmti = nullptr;
+        jvmdi = nullptr;
+    }
+    ~OwnFolder() {
+        std::filesystem::current_path(before);
+        std::filesystem::remove_all(folder);
+        log_finish();
+    }
+    OwnFolder(const OwnFolder&) = delete;
+    OwnFolder& operator=(const OwnFolder&) = delete;
+
+    static void write_settings(const std::string& text) { std::ofstream("C.agent") << text; }
+    /* Makes loading turn a category on, with its records on standard output. */
+    static void log_at_load(const std::string& category) { write_settings("options -stdout\n" + category + "\n"); }
+
+private:
+    std::filesystem::path before, folder;
+};
+
+/* Turns a category on, with its records on standard output. */
+static inline void log_now(const char* category) {
+    _log_link(_log_map_agent);
+    log_start(nullptr, stdout);
+    log_echo(1);
+    log_enable(category, 0, 0);
+}
+
+/* A record of LogJVMDI as it stands in the log. */
+static inline std::string logged(const std::string& text) { return "LogJVMDI   " + text + "\n"; }
+
+/* An option string, which loading changes. */
+class Options {
+public:
+    explicit Options(std::string text) : storage(std::move(text)) {}
+    char* text() { return storage.data(); }
+    const std::string& whole() const { return storage; }
+
+private:
+    std::string storage;
+};
+
+/* Makes the calling process, a child, write the calls that it has made to standard error when it aborts. */
+static inline void list_calls_at_abort(const sim::Globs& wanted) {
+    static sim::Globs globs;
+    globs = wanted;
+    std::signal(SIGABRT, [](int) {
+        for (const std::string& call : sim::Sim::current()->calls_of(globs)) std::fprintf(stderr, "%s\n", call.c_str());
+    });
+}
+
+static inline void expect_abort(const ChildResult& result, const std::string& message) {
+    EXPECT_EQ(SIGABRT, result.signal);
+    EXPECT_EQ(message, result.out);
+}
+
+#endif
