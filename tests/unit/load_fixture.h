@@ -19,6 +19,16 @@ using sim::capture_stdout;
 using sim::ChildResult;
 using sim::Mode;
 
+/* Ends the logging that a test began. */
+struct LogOffAtEnd {
+    ~LogOffAtEnd() {
+        log_finish();
+        log_echo(0);
+        for (const log_category* category = _log_map_agent + 1; category->name; category++)
+            log_disable(category->name);
+    }
+};
+
 /* The current folder of the test, empty at first so that no C.agent of somebody else is read, and around it a process in
  * which nothing is loaded yet. */
 class OwnFolder {
@@ -34,7 +44,6 @@ public:
     ~OwnFolder() {
         std::filesystem::current_path(before);
         std::filesystem::remove_all(folder);
-        log_finish();
     }
     OwnFolder(const OwnFolder&) = delete;
     OwnFolder& operator=(const OwnFolder&) = delete;
@@ -45,6 +54,7 @@ public:
 
 private:
     std::filesystem::path before, folder;
+    LogOffAtEnd log_off;
 };
 
 /* Turns a category on, with its records on standard output. */
