@@ -36,7 +36,8 @@ class Process:
     exit_status = None  # set when it has ended
     checks = 0
     hooks = {}  # gdb breakpoints by hook name
-    scratch = None  # memory in the process for out-parameters: [address, used]
+    scratch = None  # address of memory in the process for out-parameters
+    scratch_used = 0
 
 
 def check(condition, text):
@@ -108,7 +109,8 @@ def limit(seconds, what):
 # ---- Starting, attaching, ending ----
 
 def java_options(program, arguments=(), agent_options="", load="-agentlib", options=()):
-    agent = f"{load}:quor_agent" + (("=" if load == "-agentlib" else ":") + agent_options if agent_options else "")
+    named, separator = ("-agentlib:", "=") if load == "-agentlib" else ("-Xrun", ":")
+    agent = f"{named}quor_agent" + (separator + agent_options if agent_options else "")
     return ["-Xmx64m", *CONFIG["options"], agent, *options, "-cp", CONFIG["classes"], program, *arguments]
 
 
@@ -116,13 +118,15 @@ def _shell_quoted(words):
     return " ".join("'" + word.replace("'", "'\\''") + "'" for word in words)
 
 
-def start(program, *arguments, agent_options="", load="-agentlib", options=(), until=FIRST_CONTACT):
+def start(program, *arguments, agent_options="", load="-agentlib", options=(), until=FIRST_CONTACT,
+          expected_signal=None):
     """Starts a program under gdb and runs it to a hook (the agent's first contact), whose Stop it gives."""
+    _forget_process()
     gdb.execute(f"file {CONFIG['java']}", to_string=True)
     gdb.execute(f"set environment LD_LIBRARY_PATH {CONFIG['agent_dir']}")
     words = _shell_quoted(java_options(program, arguments, agent_options, load, options))
     gdb.execute(f"set args {words} >{CONFIG['output']} 2>{CONFIG['errors']}")
-    return _run((until,) if until else (), LIMIT, start_first=True)
+    return _run((until,) if until else (), LIMIT, start_first=True, expected_signal=expected_signal)
 
 
 def start_alone(program, *arguments, agent_options="", options=(), environment=None):
@@ -144,7 +148,12 @@ def alone_status(seconds=LIMIT):
     return int(wait_for(lambda: read_file("alone.status"), "the program's end", seconds))
 
 
+def _forget_process():
+    Process.stopped = Process.exit_status = Process.scratch = None
+
+
 def attach(pid):
+    _forget_process()
     gdb.execute(f"attach {pid}", to_string=True)
 
 
@@ -156,25 +165,48 @@ def detach():
     gdb.execute("detach", to_string=True)
 
 
-def attach_java_mode(stop=None):
-    """Takes hold of the Java side, at a hook of the agent thread. With `stop`, waits for the agent's answer there."""
+def select_agent_thread():
+    """Selects the agent thread of a process that was stopped anywhere: only there may the debugger call the agent."""
+    tid = int(get_global("tid_debug_agent")) % (1 << 8 * word_size())
+    for thread in gdb.selected_inferior().threads():
+        if int.from_bytes(thread.handle(), "little") == tid:
+            thread.switch()
+            return
+    raise CaseFailed("the agent thread is not among gdb's threads")
+
+
+def attach_java_mode():
+    """Takes hold of the Java side, on the agent thread; the agent answers later, at its first contact's hook."""
     check_equal(call("agent_attach_jquor", 0), 0, "agent_attach_jquor")
     set_global("jquor_attached", 1)
-    return run_to(FIRST_CONTACT) if stop else None
 
 
-def expect_exit(status, seconds=LIMIT):
-    """Lets the process run without stops and checks how it ends."""
-    stop = _run((), seconds)
-    check(stop is None, "the program runs to its end")
+def expect_exit(status, seconds=LIMIT, never=(), perhaps=()):
+    """Lets the process run to its end and checks how it ends. It must reach none of the hooks `never` meanwhile; those of
+    `perhaps` it may."""
+    stop = _run((*never, *perhaps), seconds, may_end=True)
+    while stop and stop.hook in perhaps:
+        stop = _run((*never, *perhaps), seconds, may_end=True)
+    check(stop is None, f"the program runs to its end without {', '.join(never) or 'a stop'}")
     check_equal(Process.exit_status, status, "the program's exit status")
 
 
-def expect_abort(seconds=LIMIT):
-    """Runs the process to its abort()."""
-    _run((), seconds, expected_signal="SIGABRT")
+def start_to_abort(program, *arguments, **how):
+    """Starts a program whose start-up ends in abort()."""
+    start(program, *arguments, until=None, expected_signal="SIGABRT", **how)
     check_equal(getattr(Process.stopped, "stop_signal", None), "SIGABRT", "the process aborts with")
     gdb.execute("kill", to_string=True)
+
+
+def debugger_process(answer=None):
+    """Starts debugger.py, which notes the handshake's signal in debugger.log and answers through ./fifo; its id."""
+    for name in ("debugger.log", "debugger.ready"):
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(name)
+    script = os.path.join(os.path.dirname(os.path.abspath(__file__)), "debugger.py")
+    fifo = [] if answer is None else ["fifo", answer.hex()]
+    subprocess.Popen([CONFIG["python"], script, "debugger.log", "debugger.ready", *fifo], stdin=subprocess.DEVNULL)
+    return int(wait_for(lambda: read_file("debugger.ready").strip(), "the debugger's process"))
 
 
 # ---- Output ----
@@ -216,16 +248,18 @@ class Stop:
     """A stop at a hook: its name, the agent thread's env, and the event record in the process."""
 
     def __init__(self, hook):
-        frame = gdb.selected_frame()
         self.hook = hook
-        self.env = frame.read_var("env")
-        self.event = None if hook == FIRST_CONTACT else frame.read_var("event")
+        self.event = gdb.selected_frame().read_var("event") if hook.startswith("hook_") else None
         if self.event is not None:
             self.kind = int(self.event["kind"])
 
     def part(self, name):
         """The event's data for its kind: a member of the record's union."""
         return fetched(self.event["u"][name])
+
+    def outcome(self):
+        """What a USER_DEFINED event tells of an invocation."""
+        return fetched(self.event["u"].address.cast(gdb.lookup_type("AgentInvokRet").pointer()).dereference())
 
     def words(self):
         """The raw record as pointer-sized words, unsigned."""
@@ -242,7 +276,7 @@ def hook_breakpoint(name):
     return Process.hooks[name]
 
 
-def _run(hooks, seconds, start_first=False, expected_signal=None, condition=None):
+def _run(hooks, seconds, start_first=False, expected_signal=None, condition=None, may_end=False):
     for name in hooks:
         hook_breakpoint(name)
     for name, breakpoint in Process.hooks.items():
@@ -254,12 +288,12 @@ def _run(hooks, seconds, start_first=False, expected_signal=None, condition=None
         gdb.execute("starti", to_string=True)
     with limit(seconds, f"to {', '.join(hooks) or 'the end'}"):
         gdb.execute("continue", to_string=True)
-    return _stopped_at(hooks, expected_signal)
+    return _stopped_at(hooks, expected_signal, may_end or not hooks)
 
 
-def _stopped_at(hooks, expected_signal):
+def _stopped_at(hooks, expected_signal, may_end):
     if Process.exit_status is not None:
-        if hooks:
+        if not may_end:
             raise CaseFailed(f"the program ended with status {Process.exit_status} before {', '.join(hooks)}")
         return None
     if getattr(Process.stopped, "stop_signal", None) == expected_signal and expected_signal:
@@ -307,12 +341,12 @@ def set_global(name, value):
     gdb.execute(f"set var {name} = {int(value)}")
 
 
-def poke_running(name, value):
-    """Writes an int global of the running process, as a debugger does that has not stopped it."""
-    return poke(gdb.selected_inferior().pid, int(gdb.parse_and_eval(f"&{name}")), value)
+def address_of(name):
+    return int(gdb.parse_and_eval(f"&{name}"))
 
 
 def poke(pid, address, value):
+    """Writes an int of the running process, as a debugger does that does not stop it for that."""
     with open(f"/proc/{pid}/mem", "r+b", buffering=0) as memory:
         memory.seek(address)
         memory.write(int(value).to_bytes(4, "little"))

@@ -21,11 +21,14 @@ def _call_ok(name, *arguments):
 
 # ---- Classes ----
 
-def prepared(name, *more, seconds=25):
-    """Continues until the named class (or one of several) is prepared; gives its handle."""
-    signatures = [f"L{each.replace('.', '/')};" for each in (name, *more)]
-    condition = " || ".join(f'$_streq(prep_list.array[prep_list.count - 1].signature, "{s}")' for s in signatures)
-    return run_to("hook_class_prepare", condition=condition, seconds=seconds).part("class_event")["clazz"]
+def is_prepared(name):
+    """The gdb condition for hook_class_prepare that the class at hand is the named one."""
+    return f'$_streq(prep_list.array[prep_list.count - 1].signature, "L{name};")'
+
+
+def prepared(name):
+    """Continues until the named class is prepared; gives its handle."""
+    return run_to("hook_class_prepare", condition=is_prepared(name)).part("class_event")["clazz"]
 
 
 def class_named(name):
@@ -38,6 +41,13 @@ def signature(clazz):
     info = out("class_info")
     _call_ok("agent_get_classinfo", clazz, info)
     return text_of(info["signature"])
+
+
+def class_of(reference):
+    """The class of an object."""
+    clazz = out("jclass")
+    _call_ok("agent_get_objectclass", reference, clazz)
+    return fetched(clazz.dereference())
 
 
 # ---- Methods, lines, fields ----
@@ -58,6 +68,15 @@ def method(clazz, name):
     raise CaseFailed(f"no method {name}")
 
 
+def method_name(of_method):
+    """The method's name as the VM tells it; None for no method."""
+    if not int(of_method):
+        return None
+    name = out_bytes(gdb.lookup_type("char").pointer())
+    jvmti("GetMethodName", of_method, name, 0, 0)
+    return text_of(name.dereference())
+
+
 def lines(clazz, of_method):
     """(location, line) pairs of a method."""
     count, table = out("jint"), out_bytes(gdb.lookup_type("JVMDI_line_number_entry").pointer())
@@ -67,8 +86,9 @@ def lines(clazz, of_method):
             for i in range(int(count.dereference()))]
 
 
-def line_at(clazz, of_method, location):
-    return max((start, line) for start, line in lines(clazz, of_method) if start <= int(location))[1]
+def line_in(table, location):
+    """The line of a location by the method's table, which may list its entries in any order."""
+    return max((start, line) for start, line in table if start <= int(location))[1]
 
 
 def set_breakpoint(clazz, name, location=0):

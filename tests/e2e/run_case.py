@@ -76,7 +76,7 @@ def main():
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir(parents=True)
     folder = folder.resolve()
-    config = dict(variant, stem=stem, output=str(folder / "program.out"), errors=str(folder / "program.err"))
+    config = dict(variant, stem=stem, python=sys.executable, output=str(folder / "program.out"), errors=str(folder / "program.err"))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
     command = [*GDB, "-iex", f"python import sys; sys.path.insert(0, {str(HERE)!r})", "-ex", "python import in_gdb"]

@@ -1,0 +1,20 @@
+"""gdb attaches, stops and leaves again and again while the program starts and ends threads all the time."""
+from quor_gdb import (alone_status, attach, attach_java_mode, call, check_equal, detach, output, run_to, set_global,
+                      start_alone, wait_for_output)
+
+ROUNDS = 4
+
+
+def case():
+    pid = start_alone("ThreadStorm", "12000")
+    wait_for_output("ready")
+    for _ in range(ROUNDS):
+        attach(pid)
+        set_global("controlc_hit", 1)  # the agent thread may be busy: at a hook it can be called
+        run_to("hook_controlc")
+        attach_java_mode()
+        run_to("jquor_jvmdi_sync_hook")
+        check_equal(call("agent_detach_jquor", 0), 0, "agent_detach_jquor")
+        detach()
+    check_equal(alone_status(), 6, "the program's own exit status")
+    check_equal(output(), "ready\nall ended\n", "the program's output")

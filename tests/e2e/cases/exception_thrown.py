@@ -1,0 +1,61 @@
+"""Thrown exceptions reach the debugger as its filters say: of a named class, of every class, or none."""
+import quor_java as java
+from quor_gdb import attach_java_mode, call, check, check_equal, expect_exit, out_text, output, run_to, start
+
+EXCEPTION = 4
+
+
+def start_with_filter(name):
+    start("Tour")
+    attach_java_mode()
+    clazz = java.prepared("Tour")
+    java.set_breakpoint(clazz, "begin")
+    run_to("hook_bpt")
+    if name is not None:
+        check_equal(call("agent_set_thrownexception_filter", 0, out_text(name)), 0, f"a filter for {name!r}")
+    java.enable_event(EXCEPTION)
+    return clazz
+
+
+def check_thrown(stop, name):
+    check_equal(stop.kind, EXCEPTION, "the record's kind")
+    event = stop.part("exception")
+    check_equal(java.signature(java.class_of(event["exception"])), name, "the class of the thrown object")
+    check_equal(java.thread_name(event["thread"]), "main", "the thread")
+    check_equal(java.signature(event["clazz"]), "LTour$Thrower;", "the class that throws")
+    check_equal(java.method_name(event["method"]), "fail", "the method that throws")
+    check_equal(java.method_name(event["catch_method"]), "attempt", "the method that will catch")
+
+
+def named_class():
+    start_with_filter("Tour$Expected")
+    check_thrown(run_to("hook_exception_thrown"), "LTour$Expected;")
+    check("Other" in output(), "the other exception has gone by")
+    expect_exit(3, never=("hook_exception_thrown",))
+
+
+def every_class():
+    clazz = start_with_filter("")
+    seen = []
+    while "LTour$Expected;" not in seen:
+        stop = run_to("hook_exception_thrown")
+        event = stop.part("exception")
+        seen.append(java.signature(java.class_of(event["exception"])))
+        if java.method_name(event["method"]) == "fail":
+            check_thrown(stop, seen[-1])
+    check("LTour$Other;" in seen, "both of the program's exceptions are shown")
+    check_equal(call("agent_clear_thrownexception_filter", 0, out_text("")), 0, "clearing the filter")
+    check(int(clazz) != 0, "the program's class")
+    expect_exit(3, never=("hook_exception_thrown",))
+
+
+def no_filter():
+    start_with_filter(None)
+    expect_exit(3, never=("hook_exception_thrown",))
+    check_equal(output(), "42\nOther\nExpected\n", "the program's output")
+
+
+def case():
+    named_class()
+    every_class()
+    no_filter()

@@ -1,0 +1,30 @@
+"""The start-up handshake without a FIFO: the debugger attaches when it is signalled, and sets a flag."""
+import re
+
+from quor_gdb import (alone_status, attach, check, check_equal, debugger_process, detach, output, read_file,
+                      set_global, start_alone, wait_for)
+
+
+def answered():
+    pid = start_alone("Tour", agent_options=f"sync={debugger_process()}")
+    wait_for(lambda: read_file("debugger.log") == "signal 16\n", "the signal to the debugger's process")
+    attach(pid)
+    set_global("attached", 1)
+    detach()
+    check_equal(alone_status(), 3, "the program's own exit status")
+    lines = output().splitlines()
+    check(re.fullmatch(r"uslept \.\.\. attached = \d+", lines[0]), "the wait is told line by line")
+    check_equal(lines[-3:], ["42", "Other", "Expected"], "the program's output")
+
+
+def unanswered():
+    start_alone("Tour", agent_options=f"sync={debugger_process()}")
+    check_equal(alone_status(), 134, "the status when nobody answers: abort")
+    lines = output().splitlines()
+    check_equal(lines[:-1], ["uslept ... attached = 0"] * 1000, "a thousand turns of waiting")
+    check_equal(lines[-1], "AgentThread: JVM_OnLoad(): debugger not attaching", "the last line")
+
+
+def case():
+    answered()
+    unanswered()

@@ -1,0 +1,72 @@
+"""The VM ends properly whatever the debugger is doing."""
+import quor_java as java
+from quor_gdb import (attach_java_mode, call, check, check_equal, expect_exit, get_global, output, run_to, set_global,
+                      start)
+
+VM_DEATH = 99
+
+
+def begin():
+    start("Exits")
+    attach_java_mode()
+    clazz = java.prepared("Exits")
+    java.set_breakpoint(clazz, "loaded")
+    run_to("hook_bpt")
+    return clazz
+
+
+def not_attached():
+    start("Exits")
+    expect_exit(9)
+
+
+def attached():
+    begin()
+    expect_exit(9)
+
+
+def at_breakpoints_of_other_threads():
+    clazz = begin()
+    java.set_breakpoint(clazz, "reached")
+    run_to("hook_bpt")
+    expect_exit(9)
+
+
+def called_by_the_debugger():
+    clazz = begin()
+    java.set_breakpoint(clazz, "reached")
+    thread = run_to("hook_bpt").part("breakpoint")["thread"]
+    check("leaving" not in output(), "the program is still busy")
+    check_equal(call("agent_invoke_static_method", 0, thread, clazz, java.method(clazz, "leave"), ord("V"), 0, 0, 0, 0), 0,
+                "agent_invoke_static_method of leave")
+    expect_exit(10)
+
+
+def with_a_controlc_request():
+    begin()
+    set_global("controlc_hit", 1)
+    expect_exit(9, perhaps=("hook_controlc",))
+
+
+def with_vm_death_shown():
+    clazz = begin()
+    java.set_breakpoint(clazz, "reached")
+    java.enable_event(VM_DEATH)
+    run_to("notify_event_processing_done", condition="vm_init_done == 0")  # the VM still waits for the agent
+    check("leaving" in output(), "the program has asked for its end")
+    check_equal(int(get_global("terminate_debug_agent")), 1, "the agent thread was told to end")
+    expect_exit(9)
+
+
+def after_the_detach():
+    clazz = begin()
+    java.set_breakpoint(clazz, "reached")
+    check_equal(call("agent_detach_jquor", 0), 0, "agent_detach_jquor")
+    expect_exit(9, never=("hook_bpt",))
+
+
+def case():
+    for stage in (not_attached, attached, at_breakpoints_of_other_threads, called_by_the_debugger, with_a_controlc_request,
+                  with_vm_death_shown, after_the_detach):
+        print(f"-- {stage.__name__}")
+        stage()

@@ -1,0 +1,45 @@
+"""A thread's start and its end, and how the thread map follows them."""
+import quor_java as java
+from quor_gdb import attach_java_mode, check, check_equal, expect_exit, run_to, start
+
+THREAD_START, THREAD_END = 6, 7
+
+
+def known_names():
+    return [java.thread_name(handle) for handle, _ in java.known_threads()]
+
+
+def run_to_thread(hook, name):
+    while True:
+        stop = run_to(hook)
+        if java.thread_name(stop.part("thread_change")["thread"]) == name:
+            return stop
+
+
+def case():
+    start("Tour")
+    attach_java_mode()
+    clazz = java.prepared("Tour")
+    java.set_breakpoint(clazz, "between")
+    check("late" not in known_names(), "a thread that has not started is unknown")
+
+    stop = run_to_thread("hook_thread_start", "late")
+    check_equal(stop.kind, THREAD_START, "the record's kind at the start")
+    handle = int(stop.part("thread_change")["thread"])
+    check(handle in [int(known) for known, _ in java.known_threads()], "the thread map holds the record's handle")
+    tids = {int(known): tid for known, tid in java.known_threads()}
+
+    stop = run_to("hook_bpt")
+    check_equal(int(stop.part("breakpoint")["thread"]), handle, "an event of the thread names it by the same handle")
+
+    stop = run_to_thread("hook_thread_stop", "late")
+    check_equal(stop.kind, THREAD_END, "the record's kind at the end")
+    check_equal(int(stop.part("thread_change")["thread"]), handle, "the handle at the end")
+    check("late" in known_names(), "the ending thread is still known while its end is shown")
+    for other, _ in java.known_threads():
+        check(not java.thread_state(other) & java.SUSPENDED, f"{java.thread_name(other)} is not suspended meanwhile")
+
+    stop = run_to("hook_bpt")
+    check_equal(java.thread_name(stop.part("breakpoint")["thread"]), "main", "the last breakpoint is main's")
+    check(tids[handle] not in [tid for _, tid in java.known_threads()], "the ended thread is forgotten")
+    expect_exit(3)
