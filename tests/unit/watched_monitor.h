@@ -28,6 +28,7 @@ static std::mutex guard;
 static std::vector<Failure> failures;
 static std::vector<const monitor_t*> waited;            /* the monitor of each untimed wait, in order                 */
 static std::vector<std::pair<jint, std::string>> timed; /* milliseconds and caller of each timed wait, in order   */
+static std::atomic<int> waits;                          /* untimed waits that were begun */
 static std::atomic<int> waiting;                        /* threads that are inside an untimed wait or about to be     */
 static std::atomic<int> timed_waiting;                  /* the same for timed waits                                   */
 static thread_local int held;                           /* monitors that the calling thread holds                     */
@@ -92,6 +93,7 @@ uint32_t monitor_wait(monitor_t* monitor, const char* name) {
         monitors::waited.push_back(monitor);
     }
     monitors::waiting++;
+    monitors::waits++;
     monitors::require(pthread_cond_wait(&monitor->cond, &monitor->mutex));
     monitors::waiting--;
     return 1;
