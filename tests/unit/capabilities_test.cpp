@@ -186,9 +186,8 @@ TEST_P(Capabilities, RefusalTellsThreeDifferentSets) {
     std::string lines = refusal_line(MONITOR_EVENTS, given, possessed);
     for (int n = 0; n < COUNT; n++) lines += refusal_line(n, given, possessed);
     expect_abort(result, "enable_jvmticapabilities() from Agent_OnLoad failed -- ILLEGAL_ARGUMENT\n" + lines);
-    EXPECT_NE(std::string::npos,
-              result.out.find("\n               can_tag_objects: potential 1 added 0 got 0\n"
-                              "can_generate_field_modificatio: potential 1 added 1 got 0\n"));
+    EXPECT_NE(std::string::npos, result.out.find("\n               can_tag_objects: potential 1 added 0 got 0\n"
+                                                 "can_generate_field_modificatio: potential 1 added 1 got 0\n"));
 }
 
 /* ---- The correction of JVMDI ---- */
@@ -202,9 +201,8 @@ TEST_F(JvmdiCapabilities, ListOperationsOfTheFirstVersionsAreNotBelieved) {
     const struct {
         uint32_t version;
         bool believed;
-    } cases[] = {{0x2000ffff, true},  {0x20010000, false}, {0x20010001, false}, {0x20010002, false},
-                 {0x20010003, true},  {0x20010004, true},  {0x20020000, true},  {0, true},
-                 {0xffffffff, true},  {0x30010000, true}};
+    } cases[] = {{0x2000ffff, true}, {0x20010000, false}, {0x20010001, false}, {0x20010002, false}, {0x20010003, true},
+                 {0x20010004, true}, {0x20020000, true},  {0, true},           {0xffffffff, true},  {0x30010000, true}};
     for (const auto& c : cases) {
         jvmdi_version = static_cast<jint>(c.version);
         JVMDI_capabilities capabilities;
@@ -257,13 +255,10 @@ static const std::string HEAD = logged("This VM supports the following features:
 
 TEST_F(JvmdiCapabilities, ReportNamesEachBit) {
     log_now("LogJVMDI");
-    const char* const names[] = {"can_watch_field_modifications",
-                                 "can_watch_field_access",
-                                 "can_get_bytecodes",
-                                 "can_get_synthetic_attribute",
-                                 "can_get_owned_monitor_info",
-                                 "can_get_current_contended_monitor",
-                                 "can_get_monitor_info"};
+    const char* const names[] = {
+        "can_watch_field_modifications", "can_watch_field_access",     "can_get_bytecodes",
+        "can_get_synthetic_attribute",   "can_get_owned_monitor_info", "can_get_current_contended_monitor",
+        "can_get_monitor_info"};
     for (unsigned n = 0; n < 7; n++) EXPECT_EQ(HEAD + logged(names[n]), jvmdi_report(1u << n));
     EXPECT_EQ(HEAD, jvmdi_report(0xffffff80));
     EXPECT_EQ(HEAD, jvmdi_report(0));

@@ -24,8 +24,7 @@ struct LogOffAtEnd {
     ~LogOffAtEnd() {
         log_finish();
         log_echo(0);
-        for (const log_category* category = _log_map_agent + 1; category->name; category++)
-            log_disable(category->name);
+        for (const log_category* category = _log_map_agent + 1; category->name; category++) log_disable(category->name);
     }
 };
 
