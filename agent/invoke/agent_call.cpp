@@ -200,12 +200,23 @@ static void fill_outcome(JNIEnv* env, const invoke_request* request, jvalue valu
     }
 }
 
+/* A debugger that found another event in the queue may have given up before the target thread gets here; that must
+ * last, or the call would run on with its events dropped. */
+static void begin_invocation(tmap_record* record, jint sync) {
+    jint state = INVOKE_NONE;
+    if (!sync)
+        shared_store(record->invocation_state, INVOKE_NONE);
+    else
+        __atomic_compare_exchange_n(&record->invocation_state, &state, (jint)INVOKE_RUNNING, false, __ATOMIC_ACQ_REL,
+                                    __ATOMIC_ACQUIRE);
+}
+
 void service_invoke_request(JNIEnv* env, tmap_record* record, JVMDI_Event* result) {
     reset_outcome(result);
     if (!record) return;
     invoke_request* request = find_invoke_method(record->handle);
     if (!request) return;
-    shared_store(record->invocation_state, request->sync ? INVOKE_RUNNING : INVOKE_NONE);
+    begin_invocation(record, request->sync);
     const jvalue value = call_method(env, request);
     const jint state = shared_load(record->invocation_state);
     const bool abandoned = request->sync && state != INVOKE_RUNNING && state != INVOKE_ABORTED;
