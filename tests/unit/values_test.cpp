@@ -393,3 +393,22 @@ TEST_P(Values, ThatAreObjectsAreHeldByNewArrays) {
     EXPECT_NE(std::string::npos, GetCapturedStderr().find("NegativeArraySize"));
     EXPECT_EQ(nullptr, sim.pending());
 }
+
+TEST_P(Values, ThatTheVmGivesBesideAnExceptionAreNotHandedOut) {
+    sim::Array& array = sim.new_object_array(foo, 1);
+    array.objects[0] = &other;
+    jintArray ints = (jintArray)reference;
+    jbooleanArray booleans = (jbooleanArray)reference;
+    sim.before("JNI.ExceptionOccurred", [this] { sim.set_pending(&exception); });
+    CaptureStderr();
+
+    EXPECT_EQ(nullptr, agent_get_objarray_element(NULL, sim.local<jobjectArray>(&array), 0));
+    EXPECT_EQ(nullptr, agent_new_intarray(NULL, 1, &ints));
+    EXPECT_EQ(nullptr, agent_new_booleanarray(NULL, 1, &booleans));
+    EXPECT_EQ(nullptr, agent_new_objectarray(NULL, 1, clazz, NULL));
+
+    EXPECT_EQ(4, occurrences("told to", GetCapturedStderr()));
+    EXPECT_EQ(nullptr, ints);
+    EXPECT_EQ(nullptr, booleans);
+    EXPECT_EQ(strings(), recorded());
+}
