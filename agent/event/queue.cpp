@@ -29,34 +29,6 @@ jint event_queue_init() {
     return 0;
 }
 
-static void share_outcome(vm_shared_references* shared, AgentInvokRet* outcome) {
-    shared->share(&outcome->exception);
-    const bool is_reference = outcome->return_type == 'L' || outcome->return_type == '[';
-    if (outcome->status == INVOKE_STATUS_RETURNED && is_reference) shared->share(&outcome->value.l);
-}
-
-jint add_event(JNIEnv* env, void* event, event_handler handler) {
-    tmap_record* record = TMap_tid2tm(agent_self());
-    if (record) {
-        const jint state = shared_load(record->invocation_state);
-        if (state == INVOKE_ABANDONED) {
-            shared_store(record->invocation_state, INVOKE_ABORTED);
-            env->Throw((jthrowable)java_lang_throwable);
-        }
-        if (state != INVOKE_NONE) return 0;
-    }
-    JVMDI_Event result;
-    memset(&result, 0, sizeof result);
-    vm_shared_references shared(env);
-    for (;;) {
-        if (jint err = add_event_helper(env, event, handler, &result, record)) return err;
-        shared.release(); /* of an outcome that was just delivered */
-        if (outcome_of(&result)->status == 0) return 0;
-        share_outcome(&shared, outcome_of(&result));
-        event = &result;
-    }
-}
-
 /* Makes a block of entries the free list; the caller holds the list's monitor. */
 static jint allocate_entries() {
     queue_entry* block;
@@ -110,8 +82,10 @@ static jint append(queue_entry* entry) {
     return 0;
 }
 
-jint add_event_helper(JNIEnv* env, void* event, event_handler handler, JVMDI_Event* result, tmap_record* record) {
-    const agent_tid_t tid = record ? record->tid : agent_self();
+/* What add_event_helper does; with `may_end` the thread's record may be gone when its event was processed, and is then null. */
+static jint post(JNIEnv* env, void* event, event_handler handler, JVMDI_Event* result, tmap_record** record,
+                 bool may_end) {
+    const agent_tid_t tid = *record ? (*record)->tid : agent_self();
     if (tid == shared_load(tid_debug_agent))
         return report_failure("add_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
     queue_entry* entry = NULL;
@@ -125,9 +99,57 @@ jint add_event_helper(JNIEnv* env, void* event, event_handler handler, JVMDI_Eve
     if (jint err = append(entry)) return err;
     while (entry->event)
         if (!monitor_wait(&entry->done, "add_event")) return JVMDI_ERROR_INTERNAL;
-    service_invoke_request(env, record, result);
+    if (may_end) *record = TMap_tid2tm(tid);
+    service_invoke_request(env, *record, result);
     if (!monitor_unlock(&entry->done, "add_event")) return JVMDI_ERROR_INTERNAL;
     return put_free_entry(entry);
+}
+
+static void share_outcome(vm_shared_references* shared, AgentInvokRet* outcome) {
+    shared->share(&outcome->exception);
+    const bool is_reference = outcome->return_type == 'L' || outcome->return_type == '[';
+    if (outcome->status == INVOKE_STATUS_RETURNED && is_reference) shared->share(&outcome->value.l);
+}
+
+/* An outcome that was queued behind another thread's event is shown as an event although the debugger has just stopped waiting
+ * for it: that invocation is over, and the thread's next event must be neither dropped nor answered with an exception. */
+static void forget_abandonment(tmap_record* record) {
+    if (record && shared_load(record->invocation_state) == INVOKE_ABANDONED)
+        shared_store(record->invocation_state, INVOKE_NONE);
+}
+
+static bool ends_thread(const void* event, event_handler handler) {
+    return handler == (event_handler)process_jvmdi_event && ((const JVMDI_Event*)event)->kind == JVMDI_EVENT_THREAD_END;
+}
+
+jint add_event(JNIEnv* env, void* event, event_handler handler) {
+    tmap_record* record = TMap_tid2tm(agent_self());
+    if (record) {
+        const jint state = shared_load(record->invocation_state);
+        if (state == INVOKE_ABANDONED) {
+            shared_store(record->invocation_state, INVOKE_ABORTED);
+            env->Throw((jthrowable)java_lang_throwable);
+        }
+        if (state != INVOKE_NONE) return 0;
+    }
+    const bool may_end = ends_thread(event, handler);
+    JVMDI_Event result;
+    memset(&result, 0, sizeof result);
+    vm_shared_references shared(env);
+    for (;;) {
+        if (jint err = post(env, event, handler, &result, &record, may_end)) return err;
+        shared.release(); /* of an outcome that was just delivered */
+        if (outcome_of(&result)->status == 0) {
+            forget_abandonment(record);
+            return 0;
+        }
+        share_outcome(&shared, outcome_of(&result));
+        event = &result;
+    }
+}
+
+jint add_event_helper(JNIEnv* env, void* event, event_handler handler, JVMDI_Event* result, tmap_record* record) {
+    return post(env, event, handler, result, &record, false);
 }
 
 /* Waits, with the queue's monitor held, for an entry or a control-C request, and answers attach requests meanwhile. The

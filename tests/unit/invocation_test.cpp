@@ -411,6 +411,32 @@ TEST_P(AbandonedInvocations, AreUnwoundByTheirNextEventAndTheirOutcomeIsShownAsA
     EXPECT_EQ(INVOKE_NONE, state);
 }
 
+TEST_P(AbandonedInvocations, ThatAreOverAlreadyAreShownAndTheThreadsNextEventsTooWithoutAnException) {
+    sim::Method& quick = method_that("quick", [](Invocation&) { return jint{42}; });
+    /* holds the waiting debugger up until the outcome is queued, behind the disturber's event */
+    monitors::before_lock = [&](const std::string& caller) {
+        if (caller != "process_invokemethod_event") return;
+        EXPECT_TRUE(wait_for([] { return monitors::waits == 3; }));
+    };
+    auto running = stop_worker(
+        [&](jobject thread) {
+            disturber = start_known(sim.new_thread("disturber"), [&] { sim.raise_single_step(bar, 9, FORCE); });
+            EXPECT_TRUE(wait_for([] { return monitors::waits == 2; }));
+            invoke(thread, quick, SYNCHRONOUS, &result);
+        },
+        [&] {
+            sim.raise_breakpoint(bar, 2, FORCE);
+            EXPECT_EQ(nullptr, sim.pending());
+        });
+    EXPECT_EQ(INVOKE_STATUS_THREW, result.status);
+    hooks::during = nullptr;
+    for (int i = 0; i < 3; i++) process_next_event();
+    running->join();
+    monitors::before_lock = nullptr;
+    EXPECT_EQ((strings{"hook_bpt", "hook_step", "hook_invoke_method", "hook_bpt"}), hooks::names());
+    EXPECT_EQ(0u, sim.count_calls("JNI.Throw"));
+}
+
 /* ---- Requests ---- */
 
 TEST_P(Invocations, RequestsOfOneThreadAreServedNewestFirstOneAnEvent) {

@@ -32,6 +32,8 @@ static std::atomic<int> waits;                          /* untimed waits that we
 static std::atomic<int> waiting;                        /* threads that are inside an untimed wait or about to be     */
 static std::atomic<int> timed_waiting;                  /* the same for timed waits                                   */
 static thread_local int held;                           /* monitors that the calling thread holds                     */
+/* If set, runs before each lock, with the caller's name, on the locking thread. */
+static std::function<void(const std::string&)> before_lock;
 /* If set, runs in place of each timed wait, which then counts as timed out. */
 static std::function<void()> in_timed_wait;
 
@@ -73,6 +75,7 @@ uint32_t monitor_init(monitor_t* monitor) {
 }
 
 uint32_t monitor_lock(monitor_t* monitor, const char* name) {
+    if (monitors::before_lock) monitors::before_lock(name);
     if (monitors::fails("lock", name)) return 0;
     monitors::require(pthread_mutex_lock(&monitor->mutex));
     monitors::held++;
