@@ -1,5 +1,6 @@
-/* entry_fixture.h: what the tests of threads, monitors, frames and results kept alive share: the agent ready for queries
- * (query_fixture.h), with the monitor capabilities and an agent thread, and a view of what is recorded for release.
+/* entry_fixture.h: what the tests of threads, monitors, frames and results kept alive share: the agent ready for
+ * queries (query_fixture.h), with the monitor capabilities and an agent thread, and a view of what is recorded for
+ * release.
  */
 #ifndef QUOR_TEST_ENTRY_FIXTURE_H
 #define QUOR_TEST_ENTRY_FIXTURE_H
@@ -42,12 +43,14 @@ struct EntryTest : QueryTest {
         return handle;
     }
 
-    /* What waits for release, newest first: "label object", with "table entry of" for an entry of the reference table. */
+    /* What waits for release, newest first: "label object", or "label table entry of object" for the entry of an object
+     * in the reference table. */
     strings recorded() {
         strings found;
         for (const resource_record* record = reslist; record; record = record->next) {
             EXPECT_TRUE(record->release == freeRef || record->release == freeURef);
-            found.push_back(std::string(record->description) + (record->release == freeURef ? " table entry of " : " ") +
+            found.push_back(std::string(record->description) +
+                            (record->release == freeURef ? " table entry of " : " ") +
                             sim.object(record->reference)->label);
         }
         return found;
@@ -76,12 +79,12 @@ struct EntryTest : QueryTest {
     /* How many blocks of memory a VM function gave that nobody has given back. */
     size_t blocks_from(const std::string& function) {
         const std::vector<sim::Block> blocks = sim.live_blocks();
-        return (size_t)std::count_if(blocks.begin(), blocks.end(), [&](const sim::Block& block) {
-            return block.origin == sim.vm_name(function);
-        });
+        return (size_t)std::count_if(blocks.begin(), blocks.end(),
+                                     [&](const sim::Block& block) { return block.origin == sim.vm_name(function); });
     }
 
-    /* Makes the n-th call of a VM function fail and gives what `query` returns then; what it printed goes to `printed`. */
+    /* Makes the n-th call of a VM function fail and gives what `query` returns then; what it printed goes to
+     * `printed`. */
     template <class Query>
     jint result_of_failing(const std::string& function, int n, Query query, std::string* printed = nullptr) {
         jint result = -1;

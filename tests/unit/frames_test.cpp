@@ -94,7 +94,8 @@ TEST_P(Frames, FailedStepEndsTheQuery) {
     for (size_t i = 0; i < steps.size(); i++) {
         sim.clear_calls();
         std::string printed;
-        EXPECT_EQ(SOME_ERROR, result_of_failing(steps[i], 1, [&] { return ask_current(); }, &printed));
+        EXPECT_EQ(SOME_ERROR, result_of_failing(
+                                  steps[i], 1, [&] { return ask_current(); }, &printed));
         EXPECT_EQ("", printed);
         EXPECT_EQ(i + 1, made_queries().size()) << steps[i] << " is the last";
         EXPECT_EQ(NULL, clazz);
@@ -117,8 +118,8 @@ TEST_P(Frames, CallerIsGivenAsSoonAsItIsKnown) {
 
 TEST_P(Frames, AreCountedByTheVm) {
     jint count = -1;
-    EXPECT_EQ(SOME_ERROR, result_of_failing("GetFrameCount", 1,
-                                            [&] { return agent_get_framecount(sim.env(), handle, &count); }));
+    EXPECT_EQ(SOME_ERROR,
+              result_of_failing("GetFrameCount", 1, [&] { return agent_get_framecount(sim.env(), handle, &count); }));
     EXPECT_EQ(-1, count);
     sim.clear_calls();
     EXPECT_EQ(0, agent_get_framecount(sim.env(), handle, &count));
@@ -141,9 +142,8 @@ TEST_P(Frames, AreNamedToTheVmForTheirPop) {
     EXPECT_CALLS(made_calls(), frame_call("NotifyFramePop", 1));
     EXPECT_TRUE(bottom.notify_pop);
     EXPECT_FALSE(top.notify_pop);
-    EXPECT_EQ(SOME_ERROR, result_of_failing("NotifyFramePop", 1, [&] {
-                  return agent_notifyframepop(sim.env(), top.id(), handle, 0);
-              }));
+    EXPECT_EQ(SOME_ERROR, result_of_failing("NotifyFramePop", 1,
+                                            [&] { return agent_notifyframepop(sim.env(), top.id(), handle, 0); }));
     EXPECT_FALSE(top.notify_pop);
 }
 
@@ -217,9 +217,9 @@ TEST_P(Locals, ThatAreObjectsComeAsOneURefUntilTheProcessResumes) {
     EXPECT_EQ(first, second);
     EXPECT_EQ(&object, sim.object(first));
     EXPECT_EQ(first, URef_find(sim.env(), first));
-    EXPECT_EQ((strings{"local " + object.label, "keep_alive uref table entry of " + object.label,
-                       "local " + object.label}),
-              recorded());
+    EXPECT_EQ(
+        (strings{"local " + object.label, "keep_alive uref table entry of " + object.label, "local " + object.label}),
+        recorded());
     resume();
     EXPECT_FALSE(sim.is_global(first));
     EXPECT_FALSE(has_uref(object));
@@ -277,9 +277,10 @@ TEST_P(AllLocals, AreReadAsIntsSlotBySlot) {
     sim.clear_calls();
     EXPECT_EQ(0, ask());
     EXPECT_EQ((std::vector<jint>{100, 101, 102}), given());
-    EXPECT_CALLS(made_calls(), frame_call("GetFrameLocation", 1), sim.vm_name("GetMaxLocals(") +
-                 (on_jvmdi() ? "Foo, Foo.run)" : "Foo.run)"), allocation_of(3), frame_call("GetLocalInt", 1, ", 0"),
-                 frame_call("GetLocalInt", 1, ", 1"), frame_call("GetLocalInt", 1, ", 2"));
+    EXPECT_CALLS(made_calls(), frame_call("GetFrameLocation", 1),
+                 sim.vm_name("GetMaxLocals(") + (on_jvmdi() ? "Foo, Foo.run)" : "Foo.run)"), allocation_of(3),
+                 frame_call("GetLocalInt", 1, ", 0"), frame_call("GetLocalInt", 1, ", 1"),
+                 frame_call("GetLocalInt", 1, ", 2"));
     EXPECT_EQ(strings(), recorded());
 }
 
@@ -359,7 +360,9 @@ TEST_P(AllLocals, AreNoneAfterAFailedQuery) {
         count = 9;
         values = &count;
         std::string printed;
-        EXPECT_EQ(SOME_ERROR, result_of_failing(function, 1, [&] { return ask(); }, &printed)) << function;
+        EXPECT_EQ(SOME_ERROR, result_of_failing(
+                                  function, 1, [&] { return ask(); }, &printed))
+            << function;
         EXPECT_EQ("", printed);
         EXPECT_EQ(0, count) << function;
         EXPECT_EQ(NULL, values) << function;
@@ -373,12 +376,14 @@ TEST_P(AllLocals, WithoutMemoryLeaveARecordThatTheNextCallCanUse) {
     EXPECT_EQ(0, ask());
     fill(4);
     std::string printed;
-    EXPECT_EQ(SOME_ERROR, result_of_failing("Deallocate", 1, [&] { return ask(); }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              "Deallocate", 1, [&] { return ask(); }, &printed));
     EXPECT_EQ(FAILURE_OF("Deallocate"), printed);
     EXPECT_TRUE(sim.is_live_block(own_record().locals));
     EXPECT_EQ(2, own_record().locals_count);
 
-    EXPECT_EQ(SOME_ERROR, result_of_failing("Allocate", 1, [&] { return ask(); }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              "Allocate", 1, [&] { return ask(); }, &printed));
     EXPECT_EQ(FAILURE_OF("Allocate"), printed);
     EXPECT_EQ(NULL, own_record().locals);
     EXPECT_EQ(0, own_record().locals_count);

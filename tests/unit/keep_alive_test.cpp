@@ -35,9 +35,9 @@ TEST_P(KeepAlive, GivesOneURefForTheSameObjectAndRecordsItsEntryOnce) {
     const jobject first = keep_alive(sim.env(), local, "field");
     const jobject second = keep_alive(sim.env(), sim.local(&object), "local");
     EXPECT_EQ(first, second);
-    EXPECT_EQ((strings{"local " + object.label, "keep_alive uref table entry of " + object.label,
-                       "field " + object.label}),
-              recorded());
+    EXPECT_EQ(
+        (strings{"local " + object.label, "keep_alive uref table entry of " + object.label, "field " + object.label}),
+        recorded());
 }
 
 TEST_P(KeepAlive, ReleasesTheTableEntryBeforeTheReference) {

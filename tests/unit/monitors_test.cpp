@@ -136,7 +136,8 @@ TEST_P(OwnedMonitors, AreRefusedToACallerThatTheMapDoesNotHold) {
 
 TEST_P(OwnedMonitors, GiveTheCodeOfAFailedQuery) {
     std::string printed;
-    EXPECT_EQ(SOME_ERROR, result_of_failing("GetOwnedMonitorInfo", 1, [&] { return ask(); }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              "GetOwnedMonitorInfo", 1, [&] { return ask(); }, &printed));
     EXPECT_EQ("", printed);
     EXPECT_EQ(NULL, own_record().owned_monitors);
     EXPECT_EQ(strings(), recorded());
@@ -217,9 +218,11 @@ TEST_P(ContendedMonitor, IsLeftAloneForTheAgentThreadByOneFunctionOnly) {
 
 TEST_P(ContendedMonitor, GivesTheCodeOfAFailedQueryAndOneFunctionPrintsIt) {
     std::string printed;
-    EXPECT_EQ(SOME_ERROR, result_of_failing("GetCurrentContendedMonitor", 1, [&] { return ask_current(handle); }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              "GetCurrentContendedMonitor", 1, [&] { return ask_current(handle); }, &printed));
     EXPECT_EQ("", printed);
-    EXPECT_EQ(SOME_ERROR, result_of_failing("GetCurrentContendedMonitor", 1, [&] { return ask(handle); }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              "GetCurrentContendedMonitor", 1, [&] { return ask(handle); }, &printed));
     EXPECT_EQ(FAILURE_OF("GetCurrentContendedMonitorInfo"), printed);
     EXPECT_EQ(untouched, monitor);
     EXPECT_EQ(strings(), recorded());
@@ -477,12 +480,14 @@ TEST_P(MonitorList, LeavesOutAThreadWhoseMonitorsCannotBeHad) {
     const int nth = (int)(worker_at - order.begin()) + 1;
     std::string printed;
     const size_t blocks = sim.live_blocks().size();
-    EXPECT_EQ(0, result_of_failing("GetOwnedMonitorInfo", nth, [&] { return ask(); }, &printed));
+    EXPECT_EQ(0, result_of_failing(
+                     "GetOwnedMonitorInfo", nth, [&] { return ask(); }, &printed));
     EXPECT_EQ(FAILURE_OF("GetOwnedMonitorInfo"), printed);
     EXPECT_EQ((strings{"gate of second"}), listed());
     EXPECT_EQ(blocks, sim.live_blocks().size()) << "the node is given back";
 
-    EXPECT_EQ(0, result_of_failing("Allocate", nth, [&] { return ask(); }, &printed));
+    EXPECT_EQ(0, result_of_failing(
+                     "Allocate", nth, [&] { return ask(); }, &printed));
     EXPECT_EQ(FAILURE_OF("Allocate"), printed);
     EXPECT_EQ((strings{"gate of second"}), listed());
 }
@@ -492,7 +497,8 @@ TEST_P(MonitorList, GivesTheCodeOfAFailedUsage) {
     sim.own(worker, gate);
     std::string printed;
     const std::string usage = on_jvmdi() ? "GetMonitorInfo" : "GetObjectMonitorUsage";
-    EXPECT_EQ(SOME_ERROR, result_of_failing(usage, 2, [&] { return ask(); }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              usage, 2, [&] { return ask(); }, &printed));
     EXPECT_EQ(FAILURE_OF("GetMonitorInfo"), printed);
     EXPECT_EQ(-1, count);
     EXPECT_EQ(NULL, list);
@@ -502,8 +508,8 @@ TEST_P(MonitorList, GivesTheCodeOfAFailedUsage) {
     EXPECT_EQ(2, count);
 }
 
-/* Each call of the allocator in turn: the message, the code where the result is not merely shorter, and a next call that
- * works. The call that fails by chance in the reference table, which does not look, is left out. */
+/* Each call of the allocator in turn: the message, the code where the result is not merely shorter, and a next call
+ * that works. */
 TEST_P(MonitorList, SurvivesEachFailureOfMemory) {
     sim.own(worker, lock);
     lock.monitor.waiters = {&second};
@@ -518,7 +524,8 @@ TEST_P(MonitorList, SurvivesEachFailureOfMemory) {
             SCOPED_TRACE(function + " " + std::to_string(n));
             sim.own(worker, labelled("more"));
             std::string printed;
-            const jint result = result_of_failing(function, n, [&] { return ask(); }, &printed);
+            const jint result = result_of_failing(
+                function, n, [&] { return ask(); }, &printed);
             EXPECT_EQ(function == "Allocate" ? FAILURE_OF("Allocate") : FAILURE_OF("Deallocate"), printed);
             const bool in_walk = function == "Allocate" && n <= 3; /* a thread is left out */
             EXPECT_EQ(in_walk ? 0 : SOME_ERROR, result);
@@ -616,7 +623,8 @@ TEST_P(MonitorInfo, LeavesNoReferenceBehindOnANewerVm) {
 TEST_P(MonitorInfo, GivesTheCodeOfAFailedHashCode) {
     std::string printed;
     sim.clear_calls();
-    EXPECT_EQ(SOME_ERROR, result_of_failing("GetObjectHashCode", 1, [&] { return ask(); }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              "GetObjectHashCode", 1, [&] { return ask(); }, &printed));
     EXPECT_EQ("", printed);
     EXPECT_EQ(0u, sim.count_calls(sim.vm_name(usage())));
     EXPECT_EQ(handle, info.owner);
@@ -625,7 +633,8 @@ TEST_P(MonitorInfo, GivesTheCodeOfAFailedHashCode) {
 TEST_P(MonitorInfo, GivesTheCodeOfJvmtisFailureAndNotOfJvmdis) {
     sim.own(worker, lock);
     std::string printed;
-    const jint result = result_of_failing(usage(), 1, [&] { return ask(); }, &printed);
+    const jint result = result_of_failing(
+        usage(), 1, [&] { return ask(); }, &printed);
     EXPECT_EQ("", printed);
     if (on_jvmti()) {
         EXPECT_EQ(SOME_ERROR, result);

@@ -68,8 +68,7 @@ TEST_P(ThreadList, GrowsBy512ForThe513thAndKeepsTheOthers) {
     EXPECT_EQ(513u, after.size());
     EXPECT_FALSE(sim.is_live_block(old));
     EXPECT_EQ(1024 * sizeof(jthread), sim.block_size(threads));
-    for (agent_tid_t tid : {200000, 200001})
-        EXPECT_EQ(1, std::count(after.begin(), after.end(), TMap_tid2handle(tid)));
+    for (agent_tid_t tid : {200000, 200001}) EXPECT_EQ(1, std::count(after.begin(), after.end(), TMap_tid2handle(tid)));
     EXPECT_EQ(510, std::count(after.begin(), after.end(), agent_thread));
 }
 
@@ -154,11 +153,11 @@ TEST_P(ThreadInfo, KeepsGroupAndLoaderAliveUntilTheProcessResumes) {
     EXPECT_EQ(0, ask());
     EXPECT_TRUE(sim.is_global(info.thread_group));
     EXPECT_TRUE(sim.is_global(info.context_class_loader));
-    EXPECT_EQ((strings{"keep_alive uref table entry of " + sim.system_loader->label,
-                       "context_class_loader " + sim.system_loader->label,
-                       "keep_alive uref table entry of " + sim.main_group->label,
-                       "thread_group " + sim.main_group->label}),
-              recorded());
+    EXPECT_EQ(
+        (strings{"keep_alive uref table entry of " + sim.system_loader->label,
+                 "context_class_loader " + sim.system_loader->label,
+                 "keep_alive uref table entry of " + sim.main_group->label, "thread_group " + sim.main_group->label}),
+        recorded());
 
     const JVMDI_thread_info first = info;
     EXPECT_EQ(0, ask(own_record().handle));
@@ -185,7 +184,8 @@ TEST_P(ThreadInfo, GivesEachInterfacesOwnStatus) {
     worker.jvmdi_status = JVMDI_THREAD_STATUS_SLEEPING;
     worker.suspend_count = 1;
     EXPECT_EQ(0, ask());
-    EXPECT_EQ(on_jvmdi() ? JVMDI_THREAD_STATUS_SLEEPING : JVMTI_THREAD_STATE_ALIVE | JVMTI_THREAD_STATE_SLEEPING, status);
+    EXPECT_EQ(on_jvmdi() ? JVMDI_THREAD_STATUS_SLEEPING : JVMTI_THREAD_STATE_ALIVE | JVMTI_THREAD_STATE_SLEEPING,
+              status);
     EXPECT_EQ(on_jvmdi() ? JVMDI_SUSPEND_STATUS_SUSPENDED : -1, suspend_status);
 }
 
@@ -280,18 +280,21 @@ TEST_P(ThreadGroups, ShowTheirChildrenAsTheVmGivesThem) {
 TEST_P(ThreadGroups, GiveTheCodesOfFailedQueries) {
     JVMDI_thread_group_info info{};
     std::string printed;
-    EXPECT_EQ(SOME_ERROR, result_of_failing("GetTopThreadGroups", 1, [&] {
-                  return agent_get_topthreadgroups(sim.env(), &group_count, &groups);
-              }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              "GetTopThreadGroups", 1,
+                              [&] { return agent_get_topthreadgroups(sim.env(), &group_count, &groups); }, &printed));
     EXPECT_EQ("", printed);
-    EXPECT_EQ(SOME_ERROR, result_of_failing("GetThreadGroupInfo", 1, [&] {
-                  return agent_get_threadgroupinfo(sim.env(), main_group, &info);
-              }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              "GetThreadGroupInfo", 1,
+                              [&] { return agent_get_threadgroupinfo(sim.env(), main_group, &info); }, &printed));
     EXPECT_EQ("", printed);
-    EXPECT_EQ(SOME_ERROR, result_of_failing("GetThreadGroupChildren", 1, [&] {
-                  return agent_get_threadgroupchildren(sim.env(), main_group, &thread_count, &threads, &group_count,
-                                                       &groups);
-              }, &printed));
+    EXPECT_EQ(SOME_ERROR, result_of_failing(
+                              "GetThreadGroupChildren", 1,
+                              [&] {
+                                  return agent_get_threadgroupchildren(sim.env(), main_group, &thread_count, &threads,
+                                                                       &group_count, &groups);
+                              },
+                              &printed));
     EXPECT_EQ("", printed);
     EXPECT_EQ(-1, group_count);
     EXPECT_EQ(-1, thread_count);
