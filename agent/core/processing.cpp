@@ -34,8 +34,7 @@ jint filter_jvmdi_event(JNIEnv* env, JVMDI_Event* event) {
 }
 
 /* Replaces a reference by its object's URef. */
-template <class T>
-static void own(JNIEnv* env, T* reference) {
+template <class T> static void own(JNIEnv* env, T* reference) {
     jint created;
     *reference = (T)URef_from_local(env, *reference, &created);
 }
@@ -79,20 +78,32 @@ void adopt_unannounced_thread(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) 
     if (handle) TMap_start(handle, tid);
 }
 
-/* Shows the event with all other Java threads stopped. */
-static void show(JNIEnv* env, JVMDI_Event* event, event_hook hook) {
-    agent_suspend_all(env);
-    hook(env, event);
-    resume_after_event(env);
+/* Whether the event was raised on the agent thread, by what the debugger does with it while it stands at a hook: a class
+ * look-up runs Java code, say. The outcome of an invocation or a control-C stop, charged to any thread, is not. */
+static bool is_raised_in_stop(const JVMDI_Event* event, agent_tid_t tid) {
+    return tid == shared_load(tid_debug_agent) && event->kind != JVMDI_EVENT_USER_DEFINED;
 }
 
-static void show_exception(JNIEnv* env, JVMDI_Event* event, event_hook hook) {
+/* Shows the event with all other Java threads stopped. A newer VM runs Java code for much that a debugger asks, and would
+ * not survive the use of what the outer stop handed out and this one released: there the outer stop goes on as it was. */
+static void show(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
+    const bool keep_stop = vm_is_newer() && is_raised_in_stop(event, tid);
+    const bool held = agent_has_suspended();
+    agent_suspend_all(env);
+    hook(env, event);
+    if (!keep_stop)
+        resume_after_event(env);
+    else if (!held)
+        agent_resume_all(env);
+}
+
+static void show_exception(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
     if (event->u.exception.exception) {
         /* so that the debugger finds the class in the table */
         jclass clazz = env->GetObjectClass(event->u.exception.exception);
         own(env, &clazz);
     }
-    show(env, event, hook);
+    show(env, event, tid, hook);
 }
 
 static void show_thread_start(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
@@ -100,7 +111,7 @@ static void show_thread_start(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, 
     AGENT_LOG(LogJVMDI_VM_thread, "process_jvmdi_event: case JVMDI_EVENT_THREAD_START, tid = %d thread =%x\n", tid,
               thread);
     TMap_start(thread, tid);
-    show(env, event, hook);
+    show(env, event, tid, hook);
 }
 
 /* The dying thread is not stopped, and neither is any other. */
@@ -138,21 +149,23 @@ void process_jvmdi_event(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
     const event_row* row = event_row_of(event->kind);
     const event_hook hook = row ? row->hook : NULL;
     switch (event->kind) {
-    case JVMDI_EVENT_EXCEPTION: show_exception(env, event, hook); break;
+    case JVMDI_EVENT_EXCEPTION: show_exception(env, event, tid, hook); break;
     case JVMDI_EVENT_EXCEPTION_CATCH:
-        if (event->u.exception_catch.exception) show(env, event, hook);
+        if (event->u.exception_catch.exception) show(env, event, tid, hook);
         break;
-    case JVMDI_EVENT_USER_DEFINED: show(env, event, event->u.user.key == CONTROLC_STATUS ? hook_controlc : hook); break;
+    case JVMDI_EVENT_USER_DEFINED:
+        show(env, event, tid, event->u.user.key == CONTROLC_STATUS ? hook_controlc : hook);
+        break;
     case JVMDI_EVENT_THREAD_START: show_thread_start(env, event, tid, hook); break;
     case JVMDI_EVENT_THREAD_END: show_thread_end(env, event, tid, hook); break;
     case JVMDI_EVENT_CLASS_UNLOAD:
-        show(env, event, hook);
+        show(env, event, tid, hook);
         URef_delete(env, event->u.class_event.clazz);
         break;
     case JVMDI_EVENT_METHOD_ENTRY: hook(env, event); break;
     case JVMDI_EVENT_VM_DEATH: process_vm_death(); break;
     default:
-        if (hook) show(env, event, hook);
+        if (hook) show(env, event, tid, hook);
         break;
     }
 }

@@ -58,8 +58,8 @@ AGENT_API jint cb_suspend_resume_list_create(void* env, tmap_record* record, voi
 AGENT_API jint cb_suspend_list();
 AGENT_API jint cb_resume_list();
 
-/* True, on any thread but the agent thread, while the agent holds the Java threads suspended; not exported. */
-bool agent_holds_threads();
+/* True from agent_suspend_all to agent_resume_all; not exported. */
+bool agent_has_suspended();
 
 /* ---- Threads, thread groups and monitors (threads.cpp, monitors.cpp) ---- */
 

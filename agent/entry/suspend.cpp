@@ -19,7 +19,7 @@ static agent_tid_t* S_R_threadList_tid;
 static jint S_R_curCount;
 static jint S_R_threadListSize;
 
-bool agent_holds_threads() { return shared_load(suspended) == 1 && agent_self() != shared_load(tid_debug_agent); }
+bool agent_has_suspended() { return shared_load(suspended) == 1; }
 
 /* The monitors of the global lock step, in the order of taking them. */
 static monitor_t* const acquire_order[] = {&tmap_lock, &URef_monitor, &prep_list.monitor, &invoke_method_list_monitor};

@@ -1,5 +1,6 @@
 #include "registry/agent_uref.h"
 
+#include "core/agent_main.h"
 #include "entry/agent_entry.h"
 #include "support/report.h"
 #include "vm/vm_call.h"
@@ -7,6 +8,7 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 uref_record* refmap[UREF_BUCKETS];
 monitor_t URef_monitor;
@@ -15,14 +17,25 @@ static jint nfinds; /* look-ups ever made; read by nobody but a debugger */
 
 jint URef_init() { return (jint)monitor_init(&URef_monitor); }
 
+/* A newer VM ends while threads are still at work in the agent, and refuses their calls from then on. The process is about
+ * to end with the program's own status: a thread that cannot do without the VM waits for that. */
+[[noreturn]] static void await_process_end() {
+    for (;;) pause();
+}
+
 jint hashf(jobject ref) {
     jint hash = 0;
     if (jint err = vm_get_object_hash_code(ref, &hash)) {
+        if (err == JVMDI_ERROR_VM_DEAD && vm_is_newer()) await_process_end();
         report_failure("AgentThread: JVMDI_GetObjectHashCode() failed -- %s\n", err);
         exit(1);
     }
     /* the most negative number has no absolute value; it is a multiple of 1024 */
     return hash == INT32_MIN ? 0 : abs(hash) % UREF_BUCKETS;
+}
+
+static bool may_be_suspended() {
+    return vm_is_newer() && agent_has_suspended() && agent_self() != shared_load(tid_debug_agent);
 }
 
 /* Takes the table's lock for a caller that has made no other arrangement.
@@ -34,7 +47,7 @@ jint hashf(jobject ref) {
 static bool lock_table(jobject ref, const char* name) {
     for (int rounds = 0;; rounds++) {
         if (!monitor_lock(&URef_monitor, name)) return false;
-        if (rounds == 3 || !agent_holds_threads() || !vm_is_newer()) return true;
+        if (rounds == 3 || !may_be_suspended()) return true;
         monitor_unlock(&URef_monitor, name);
         hashf(ref);
     }

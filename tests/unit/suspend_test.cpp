@@ -425,15 +425,12 @@ TEST_P(Suspend, LockFailuresNameTheFunction) {
               printed_with_failing_locks([&] { agent_resume_all(env); }));
 }
 
-TEST_P(Suspend, OnlyTheAgentThreadDoesNotCountAsHeld) {
-    EXPECT_FALSE(agent_holds_threads());
+TEST_P(Suspend, TellsFromSuspendingToResumingThatThreadsAreHeld) {
+    EXPECT_FALSE(agent_has_suspended());
     agent_suspend_all(env);
-    EXPECT_TRUE(agent_holds_threads());
-    tid_debug_agent = agent_self();
-    EXPECT_FALSE(agent_holds_threads());
-    tid_debug_agent = AGENT_TID;
+    EXPECT_TRUE(agent_has_suspended());
     agent_resume_all(env);
-    EXPECT_FALSE(agent_holds_threads());
+    EXPECT_FALSE(agent_has_suspended());
 }
 
 /* ---- The log ---- */
