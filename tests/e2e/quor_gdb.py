@@ -35,6 +35,7 @@ class Process:
     stopped = None  # the last stop event
     exit_status = None  # set when it has ended
     checks = 0
+    called = set()  # names of the agent's functions that the case has called
     hooks = {}  # gdb breakpoints by hook name
     scratch = None  # address of memory in the process for out-parameters
     scratch_used = 0
@@ -319,6 +320,8 @@ def word_size():
 
 def call(name, *arguments, seconds=LIMIT):
     """Calls a function of the agent, or a function pointer, in the selected thread. Integers are given as int."""
+    if isinstance(name, str):
+        Process.called.add(name)
     function = gdb.parse_and_eval(name) if isinstance(name, str) else name
     if function.type.strip_typedefs().code == gdb.TYPE_CODE_PTR:
         function = function.dereference()
@@ -355,6 +358,11 @@ def poke(pid, address, value):
 def out(type_name, count=1):
     """Zeroed memory in the process for an out-parameter: a pointer to the type. Valid until the process continues."""
     return out_bytes(gdb.lookup_type(type_name), count)
+
+
+def forget_outs():
+    """Lets the memory of all out-parameters so far be used again, for a case that asks much at one stop."""
+    Process.scratch_used = 0
 
 
 def out_bytes(gdb_type, count=1):
