@@ -149,6 +149,7 @@ TEST_P(Filters, OfMethodsNameTheMethodAndItsSignature) {
     EXPECT_EQ(0, passes_class(clazz));
     EXPECT_EQ(0, agent_set_methodbpt(NULL, "bar", "(J)"));
     EXPECT_EQ(0, passes_class(clazz));
+    EXPECT_EQ(0, agent_clr_methodbpt(NULL, "bar", "(J)"));
 }
 
 TEST_P(Filters, OfThrownExceptionsNameTheirClass) {
@@ -161,6 +162,7 @@ TEST_P(Filters, OfThrownExceptionsNameTheirClass) {
 
     EXPECT_EQ(0, agent_clear_thrownexception_filter(NULL, "java/lang/Exception"));
     EXPECT_EQ(0, passes_throw());
+    EXPECT_EQ(0, agent_clear_thrownexception_filter(NULL, "java/lang/Error"));
 }
 
 TEST_P(Filters, OfUncaughtExceptionsShowTheCatchOfTheExceptionThatLeftTheMethod) {
