@@ -26,10 +26,10 @@ def invoke(thread, clazz, name, return_type, sync=1, **values):
     return fetched(result.dereference())
 
 
-def invoke_on(thread, clazz, receiver, name, return_type, **values):
+def invoke_on(thread, clazz, receiver, name, return_type, sync=1, **values):
     result = out("AgentInvokRet")
     code = call("agent_invoke_method", 0, thread, receiver, java.method(clazz, name), ord(return_type), len(values),
-                arguments(**values), 1, result)
+                arguments(**values), sync, result)
     check_equal(code, 0, f"agent_invoke_method of {name}")
     return fetched(result.dereference())
 
