@@ -32,8 +32,7 @@ jint agent_get_versionnumber(JNIEnv* env, jint* version) {
 
 /* ---- Queries that only JVMDI has ---- */
 
-template <class Call>
-static jint jvmdi_only(JNIEnv* env, Call call) {
+template <class Call> static jint jvmdi_only(JNIEnv* env, Call call) {
     return vm_call_either(
         current_env(env), [](jvmtiEnv*) { return JVMDI_ERROR_NOT_IMPLEMENTED; }, call);
 }
@@ -57,8 +56,7 @@ jint agent_get_maxstack(JNIEnv* env, jclass clazz, jmethodID method, jint* size)
 
 /* Makes `query`, whose answer arrives in *answer, and parks the answer in `slot` of the calling thread's record, whose
  * earlier answers are released first. */
-template <class T, class Query>
-static jint parked(T* tmap_record::*slot, T** answer, Query query) {
+template <class T, class Query> static jint parked(T* tmap_record::*slot, T** answer, Query query) {
     tmap_record* record = TMap_tid2local(agent_self());
     if (!record) return JVMDI_ERROR_NULL_POINTER;
     if (jint err = query(record)) return err;

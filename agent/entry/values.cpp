@@ -22,8 +22,7 @@ static jobject checked_and_kept(JNIEnv* env, jobject made, const char* label) {
 
 /* ---- Getters of instance fields ---- */
 
-template <class V>
-static V field(JNIEnv* env, jobject object, jfieldID id, V (JNIEnv::*get)(jobject, jfieldID)) {
+template <class V> static V field(JNIEnv* env, jobject object, jfieldID id, V (JNIEnv::*get)(jobject, jfieldID)) {
     return (current_env(env)->*get)(object, id);
 }
 
@@ -46,8 +45,7 @@ jobject agent_get_field_object(JNIEnv* env, jobject object, jfieldID id) {
 
 /* ---- Getters of static fields ---- */
 
-template <class V>
-static V static_field(JNIEnv* env, jclass clazz, jfieldID id, V (JNIEnv::*get)(jclass, jfieldID)) {
+template <class V> static V static_field(JNIEnv* env, jclass clazz, jfieldID id, V (JNIEnv::*get)(jclass, jfieldID)) {
     return (current_env(env)->*get)(clazz, id);
 }
 
@@ -130,11 +128,17 @@ static Array new_array(JNIEnv* env, jint length, Array* array, Array (JNIEnv::*m
     return *array = (Array)checked_and_kept(env, (env->*make)(length), label);
 }
 
-#define NEW_ARRAY(name, Name)                                                                           \
+#define NEW_ARRAY(name, Name, label)                                                                    \
     AGENT_API j##name##Array agent_new_##name##array(JNIEnv* env, jint length, j##name##Array* array) { \
-        return new_array(env, length, array, &JNIEnv::New##Name##Array, #name "array");                 \
+        return new_array(env, length, array, &JNIEnv::New##Name##Array, label);                         \
     }
-JNI_NUMBERS(NEW_ARRAY)
+NEW_ARRAY(byte, Byte, "bytearray")
+NEW_ARRAY(char, Char, "chararray")
+NEW_ARRAY(short, Short, "shortarray")
+NEW_ARRAY(int, Int, "intarray")
+NEW_ARRAY(long, Long, "longarray")
+NEW_ARRAY(float, Float, "floatarray")
+NEW_ARRAY(double, Double, "doublearray")
 
 jbooleanArray agent_new_booleanarray(JNIEnv* env, jint length, jbooleanArray* array) {
     env = current_env(env);
