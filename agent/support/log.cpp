@@ -124,8 +124,10 @@ static uint32_t header_flags(log_category* category) { return shared_load(catego
 void log_print_hdrx(FILE* stream, log_category* category, const char* file, int32_t line) {
     const uint32_t flags = header_flags(category);
     if (flags & LOG_SERIAL) fprintf(stream, "%.5d ", shared_load(serial));
-    fprintf(stream, "%-11s", category->name);
-    if (flags & LOG_SRCLOC) fprintf(stream, "\"%s\":%d ", shown_file(file), line);
+    if (flags & LOG_SRCLOC)
+        fprintf(stream, "%-11s\"%s\":%d ", category->name, shown_file(file), line);
+    else
+        fprintf(stream, "%-11s", category->name);
     if (flags & LOG_TIMESTAMP) fprintf(stream, "%s: ", log_timestamp());
 }
 
