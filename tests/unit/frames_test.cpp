@@ -21,7 +21,7 @@ struct FrameTest : EntryTest {
 /* ---- Walking the stack ---- */
 
 struct Frames : FrameTest {
-    jframeID const untouched = bottom.id();
+    jframeID const untouched = (jframeID)(void*)&run; /* no frame */
     jframeID frame = untouched;
     jclass clazz = NULL;
     jmethodID method = NULL;
@@ -304,6 +304,15 @@ TEST_P(AllLocals, ReuseALargerArray) {
     EXPECT_EQ(first, values);
     EXPECT_EQ((std::vector<jint>{100, 101}), given());
     EXPECT_EQ(5, own_record().locals_count);
+    EXPECT_EQ(0u, sim.count_calls("JV*.*llocate"));
+}
+
+TEST_P(AllLocals, ReuseAnArrayOfTheSameSize) {
+    fill(3);
+    EXPECT_EQ(0, ask());
+    sim.clear_calls();
+    EXPECT_EQ(0, ask());
+    EXPECT_EQ(3, count);
     EXPECT_EQ(0u, sim.count_calls("JV*.*llocate"));
 }
 

@@ -417,6 +417,16 @@ TEST_P(MonitorList, ReusesALargerArray) {
     EXPECT_EQ(NULL, list[0].waiters);
 }
 
+TEST_P(MonitorList, ReusesAnArrayOfTheSameSize) {
+    sim.own(worker, lock);
+    EXPECT_EQ(0, ask());
+    sim.clear_calls();
+    EXPECT_EQ(0, ask());
+    EXPECT_EQ((strings{"lock of worker"}), listed());
+    const strings allocations = sim.calls_of({"JV*.Allocate"});
+    EXPECT_EQ(3u, allocations.size()) << "the nodes of main, worker and second";
+}
+
 TEST_P(MonitorList, ReplacesASmallerArray) {
     sim.own(worker, lock);
     EXPECT_EQ(0, ask());
