@@ -20,10 +20,17 @@ struct filter {
 
 static filter* filter_list; /* newest first */
 
+/* A filter that was removed. A walk that stands on it still needs its link into the list, so the retired have links of their
+ * own. */
+struct retirement {
+    filter* of;
+    retirement* next;
+};
+
 /* The list has no lock, and a thread that walks it may be suspended in the VM in the middle of the walk, while the debugger
  * clears a filter. So what is removed while somebody walks is given back only when nobody does. */
 static jint filter_walkers;
-static filter* retired_filters;
+static retirement* retired_filters;
 
 static char* text_of(uintptr_t field) { return (char*)field; }
 
@@ -59,18 +66,28 @@ jint event_setfilter_ex(JNIEnv*, uint32_t kind, uintptr_t first, uintptr_t secon
     return add_filter({kind, NULL, first, second, 0});
 }
 
-static void release_filter(filter* removed) {
-    if (removed->kind <= FILTER_CAUGHT) free_strings(removed);
+static void release_filter(JNIEnv* env, filter* removed) {
+    if (removed->kind <= FILTER_CAUGHT)
+        free_strings(removed);
+    else if (removed->third)
+        URef_delete(env, (jobject)removed->third);
     vm_deallocate(removed);
 }
 
-static void retire_filter(filter* removed) {
-    removed->next = retired_filters;
-    retired_filters = removed;
-    if (shared_load(filter_walkers) != 0) return;
-    while (filter* next = retired_filters) {
+/* Whether a thread is in the middle of a walk. Written as an addition, which takes its turn with those of the walkers: one that
+ * comes later sees the list without what was removed before this call. */
+static bool is_being_walked() { return __atomic_add_fetch(&filter_walkers, 0, __ATOMIC_SEQ_CST) != 0; }
+
+static void retire_filter(JNIEnv* env, filter* removed) {
+    retirement* added = (retirement*)malloc(sizeof *added);
+    if (!added) return; /* rather lost than used after it is freed */
+    *added = {removed, retired_filters};
+    retired_filters = added;
+    if (is_being_walked()) return;
+    while (retirement* next = retired_filters) {
         retired_filters = next->next;
-        release_filter(next);
+        release_filter(env, next->of);
+        free(next);
     }
 }
 
@@ -90,7 +107,7 @@ static bool same_text(uintptr_t field, const char* text) {
     return field && text ? strcmp(text_of(field), text) == 0 : !field && !text;
 }
 
-jint event_clearfilter_br(JNIEnv*, uint32_t kind, const char* class_name, const char* method_name,
+jint event_clearfilter_br(JNIEnv* env, uint32_t kind, const char* class_name, const char* method_name,
                           const char* signature) {
     filter* removed = unlink_filter([=](const filter* candidate) {
         if (shared_load(candidate->kind) != kind) return false;
@@ -98,7 +115,7 @@ jint event_clearfilter_br(JNIEnv*, uint32_t kind, const char* class_name, const 
             return same_text(candidate->second, method_name) && same_text(candidate->third, signature);
         return (kind == FILTER_CLASSLOAD || kind == FILTER_THROWN) && same_text(candidate->first, class_name);
     });
-    if (removed) retire_filter(removed);
+    if (removed) retire_filter(env, removed);
     return 0;
 }
 
@@ -106,9 +123,7 @@ jint event_clearfilter_ex(JNIEnv* env, uint32_t kind, uintptr_t first, uintptr_t
     filter* removed = unlink_filter([=](const filter* candidate) {
         return shared_load(candidate->kind) == kind && candidate->first == first && candidate->second == second;
     });
-    if (!removed) return 0;
-    if (removed->third) URef_delete(env, (jobject)removed->third);
-    retire_filter(removed);
+    if (removed) retire_filter(env, removed);
     return 0;
 }
 
