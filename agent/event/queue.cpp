@@ -111,13 +111,6 @@ static void share_outcome(vm_shared_references* shared, AgentInvokRet* outcome) 
     if (outcome->status == INVOKE_STATUS_RETURNED && is_reference) shared->share(&outcome->value.l);
 }
 
-/* An outcome that was queued behind another thread's event is shown as an event although the debugger has just stopped waiting
- * for it: that invocation is over, and the thread's next event must be neither dropped nor answered with an exception. */
-static void forget_abandonment(tmap_record* record) {
-    if (record && shared_load(record->invocation_state) == INVOKE_ABANDONED)
-        shared_store(record->invocation_state, INVOKE_NONE);
-}
-
 static bool ends_thread(const void* event, event_handler handler) {
     return handler == (event_handler)process_jvmdi_event && ((const JVMDI_Event*)event)->kind == JVMDI_EVENT_THREAD_END;
 }
@@ -139,10 +132,7 @@ jint add_event(JNIEnv* env, void* event, event_handler handler) {
     for (;;) {
         if (jint err = post(env, event, handler, &result, &record, may_end)) return err;
         shared.release(); /* of an outcome that was just delivered */
-        if (outcome_of(&result)->status == 0) {
-            forget_abandonment(record);
-            return 0;
-        }
+        if (outcome_of(&result)->status == 0) return 0;
         share_outcome(&shared, outcome_of(&result));
         event = &result;
     }
@@ -171,9 +161,18 @@ static queue_entry* take_head() {
     return entry;
 }
 
+/* A call whose outcome was queued behind another thread's event is over, although the debugger, which found that event first,
+ * has then given it up: what the thread does next must be neither dropped nor answered with an exception. */
+static void forget_abandonment(const JVMDI_Event* event, agent_tid_t tid) {
+    tmap_record* record = event->kind == JVMDI_EVENT_USER_DEFINED ? TMap_tid2tm(tid) : NULL;
+    if (record && shared_load(record->invocation_state) == INVOKE_ABANDONED)
+        shared_store(record->invocation_state, INVOKE_NONE);
+}
+
 static void process_entry(JNIEnv* env, queue_entry* entry) {
     if (entry->handler == (event_handler)process_jvmdi_event) {
         JVMDI_Event* event = (JVMDI_Event*)entry->event;
+        forget_abandonment(event, entry->tid);
         adopt_unannounced_thread(env, event, entry->tid);
         preprocess_jvmdi_references(env, event);
     }

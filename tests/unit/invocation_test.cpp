@@ -415,7 +415,7 @@ TEST_P(AbandonedInvocations, ThatAreOverAlreadyAreShownAndTheThreadsNextEventsTo
     sim::Method& quick = method_that("quick", [](Invocation&) { return jint{42}; });
     /* holds the waiting debugger up until the outcome is queued, behind the disturber's event */
     monitors::before_lock = [&](const std::string& caller) {
-        if (caller != "process_invokemethod_event") return;
+        if (caller != "process_invokemethod_event" || monitors::waits > 2) return;
         EXPECT_TRUE(wait_for([] { return monitors::waits == 3; }));
     };
     auto running = stop_worker(
@@ -429,10 +429,15 @@ TEST_P(AbandonedInvocations, ThatAreOverAlreadyAreShownAndTheThreadsNextEventsTo
             EXPECT_EQ(nullptr, sim.pending());
         });
     EXPECT_EQ(INVOKE_STATUS_THREW, result.status);
-    hooks::during = nullptr;
+    AgentInvokRet again = {};
+    hooks::during = [&](const hooks::Call& call) {
+        if (call.hook == "hook_invoke_method") invoke(shown(2).thread, quick, SYNCHRONOUS, &again);
+    };
     for (int i = 0; i < 3; i++) process_next_event();
     running->join();
+    disturber->join();
     monitors::before_lock = nullptr;
+    EXPECT_EQ(INVOKE_STATUS_RETURNED, again.status);
     EXPECT_EQ((strings{"hook_bpt", "hook_step", "hook_invoke_method", "hook_bpt"}), hooks::names());
     EXPECT_EQ(0u, sim.count_calls("JNI.Throw"));
 }
