@@ -23,8 +23,10 @@ enum { JVMTI_CALLBACKS_SIZE = 35 * sizeof(void*) };
 void set_jvmti_events(jvmtiEventMode mode, std::initializer_list<jint> events);
 void set_jvmdi_events(jint mode, std::initializer_list<jint> events);
 
-/* On a newer VM: the threads that exist before the agent hears of threads never announce themselves. Gives the thread of a
- * queued event its URef and its thread record if it has none. */
-void adopt_unannounced_thread(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid);
+/* On a newer VM: the threads that exist before the agent hears of threads never announce themselves, and neither does a
+ * virtual thread, which raises what events it does on its carrier. Gives the thread of a queued event its URef if it has
+ * none, and, unless its native thread is a carrier's, a thread record. A virtual thread's URef is the result: it is to be
+ * deleted when the event was processed, since nothing else tells when that thread ends. Null otherwise. */
+jthread adopt_unannounced_thread(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid);
 
 #endif

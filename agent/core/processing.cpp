@@ -69,13 +69,17 @@ void preprocess_jvmdi_references(JNIEnv* env, JVMDI_Event* event) {
     if (event->kind == JVMDI_EVENT_CLASS_PREPARE) note_prepared_class(env, place.clazz);
 }
 
-void adopt_unannounced_thread(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
+jthread adopt_unannounced_thread(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
     const event_row* row = event_row_of(event->kind);
-    if (!vm_is_newer() || !row || !(row->references & FIND_THREAD)) return;
-    if (TMap_tid2tm(tid)) return;
-    jthread handle = event->u.breakpoint.thread;
-    own(env, &handle);
+    if (!vm_is_newer() || !row || !(row->references & FIND_THREAD)) return NULL;
+    const jthread thread = event->u.breakpoint.thread;
+    const tmap_record* record = TMap_tid2tm(tid);
+    if (record && env->IsSameObject(record->handle, thread)) return NULL;
+    jint created = 0;
+    const jthread handle = URef_from_local(env, thread, &created);
+    if (record) return created ? handle : NULL;
     if (handle) TMap_start(handle, tid);
+    return NULL;
 }
 
 /* Whether the event was raised on the agent thread, by what the debugger does with it while it stands at a hook: a class

@@ -3,6 +3,7 @@
 #include "core/agent_main.h"
 #include "core/core_state.h"
 #include "invoke/agent_call.h"
+#include "registry/agent_uref.h"
 #include "vm/vm_memory.h"
 #include "vm/vm_newer.h"
 
