@@ -158,13 +158,15 @@ static size_t utf_length(JNIEnv* env, jstring text) {
     return (size_t)length;
 }
 
-/* Appends a string's text at `end`; gives the new end. */
-static char* append_text(JNIEnv* env, jstring text, char* end) {
+/* Appends a string's text at `end`, not beyond `last`, where its NUL may stand; gives the new end. A VM that could not tell
+ * the length of a text gave it no room. */
+static char* append_text(JNIEnv* env, jstring text, char* end, const char* last) {
     const char* chars = env->GetStringUTFChars(text, NULL);
     clear_exception(env);
     if (!chars) return end;
-    const size_t length = strlen(chars);
-    memcpy(end, chars, length + 1);
+    const size_t length = end < last ? strnlen(chars, (size_t)(last - end)) : 0;
+    memcpy(end, chars, length);
+    end[length] = '\0';
     env->ReleaseStringUTFChars(text, chars);
     clear_exception(env);
     return end + length;
@@ -173,13 +175,14 @@ static char* append_text(JNIEnv* env, jstring text, char* end) {
 static const char* fetch_vmversion(const property_source& source) {
     const jstring version = get_property(source, "java.vm.version");
     if (!version) return NULL;
+    const size_t length = utf_length(source.env, version);
     char* text;
-    if (jint err = vm_allocate(utf_length(source.env, version) + 1, &text)) {
+    if (jint err = vm_allocate(length + 1, &text)) {
         report_failure("get_vmversion: Allocate failed -- %s\n", err);
         return NULL;
     }
     *text = '\0';
-    append_text(source.env, version, text);
+    append_text(source.env, version, text, text + length);
     return text;
 }
 
@@ -189,16 +192,21 @@ static const char* fetch_classpath(const property_source& source) {
     const jstring classes = get_property(source, "java.class.path");
     const jstring boot = get_property(source, "oro.boot.class.path");
     if (!classes && !boot) return NULL;
+    const size_t room = utf_length(env, classes) + utf_length(env, boot) + SPARE;
     char* text;
-    if (jint err = vm_allocate(utf_length(env, classes) + utf_length(env, boot) + SPARE, &text)) {
+    if (jint err = vm_allocate(room, &text)) {
         report_failure("get_classpath: Allocate failed -- %s\n", err);
         return NULL;
     }
+    const char* last = text + room - 2; /* a ':' and a NUL may follow */
     char* end = text;
     *end = '\0';
-    if (classes) end = append_text(env, classes, end);
-    if (classes && boot) *end++ = ':';
-    if (boot) append_text(env, boot, end);
+    if (classes) end = append_text(env, classes, end, last);
+    if (classes && boot) {
+        *end++ = ':';
+        *end = '\0';
+    }
+    if (boot) append_text(env, boot, end, last);
     return text;
 }
 
