@@ -460,3 +460,20 @@ TEST_P(Properties, EveryExceptionIsDescribedAndCleared) {
             EXPECT_EQ("java/lang/Error: no\n", result.err) << name;
         }
 }
+
+/* The room was made without the length that could not be had; what fits is kept. */
+TEST_P(Properties, TextOfUnknownLengthIsCutToItsRoom) {
+    sim.properties["java.class.path"] = "/a/long/class/path";
+    sim.properties["oro.boot.class.path"] = "/boot";
+    sim.null_in("JNI.GetStringUTFLength");
+    EXPECT_STREQ("/a/long/:", get_classpath(env)); /* of the ten bytes beside the texts */
+    EXPECT_STREQ("", get_vmversion(env));
+}
+
+TEST_P(Properties, TextWhoseCharactersCannotBeHadIsLeftOut) {
+    sim.properties["oro.boot.class.path"] = "/boot";
+    sim.null_in("JNI.GetStringUTFChars", 2);
+    EXPECT_STREQ("/classes:", get_classpath(env));
+    sim.null_in("JNI.GetStringUTFChars", 1);
+    EXPECT_STREQ("", get_vmversion(env));
+}
