@@ -188,6 +188,18 @@ TEST_P(FilterList, ClassOfTheWatchedMethodCountsToo) {
     EXPECT_EQ(0, passes_catch());
 }
 
+TEST_P(FilterList, MethodThatCatchesItsOwnExceptionArmsNothingWhateverClassesTheEventNames) {
+    watch();
+    JVMDI_Event event = {};
+    event.kind = JVMDI_EVENT_EXCEPTION;
+    event.u.exception.clazz = sim.local<jclass>(&foo);
+    event.u.exception.method = event.u.exception.catch_method = bar.id();
+    event.u.exception.catch_clazz = sim.local<jclass>(&other);
+    event.u.exception.exception = thrown;
+    EXPECT_EQ(0, filter_jvmdi_event_throw(env, &event));
+    EXPECT_EQ(0, passes_catch());
+}
+
 TEST_P(FilterList, ClassesOfMethodsAreAskedOfJvmtiOnly) {
     watch();
     passes_throw();
