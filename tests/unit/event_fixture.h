@@ -36,7 +36,16 @@ struct ReadyTest : sim::SimTestP {
         hooks::noted.clear();
         hooks::during = nullptr;
     }
-    ~ReadyTest() override { hooks::during = nullptr; }
+    ~ReadyTest() override {
+        hooks::during = nullptr;
+        for (const auto& [kind, name] : filters) event_clearfilter_br(sim.env(), kind, name, NULL, NULL);
+    }
+
+    /* Sets a filter of a class name, for as long as the test runs. */
+    void set_filter(uint32_t kind, const char* class_name) {
+        EXPECT_EQ(0, event_setfilter_br(sim.env(), kind, class_name, NULL, NULL));
+        filters.push_back({kind, class_name});
+    }
 
     /* The object's URef; null if it has none. */
     jobject uref_of(sim::Object& object) { return URef_find(sim.env(), sim.local(&object)); }
@@ -97,6 +106,9 @@ struct ReadyTest : sim::SimTestP {
 
     sim::Class& foo;
     sim::Method& bar; /* an instance method of foo */
+
+private:
+    std::vector<std::pair<uint32_t, const char*>> filters;
 };
 
 struct EventTest : ReadyTest {

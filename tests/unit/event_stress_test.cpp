@@ -79,7 +79,7 @@ SIM_ALL_MODES(EventStress);
 
 TEST_P(EventStress, NoEventOfManyThreadsIsLostOrShownTwice) {
     hooks::during = [this](const hooks::Call& call) { debug(call); };
-    event_setfilter_br(sim.env(), FILTER_THROWN, "", NULL, NULL);
+    set_filter(FILTER_THROWN, "");
     auto agent = start_agent();
     std::vector<std::unique_ptr<sim::Running>> posters;
     for (int i = 0; i < POSTERS; i++) posters.push_back(sim.start(sim.new_thread("poster"), [this] { live(); }));

@@ -52,7 +52,7 @@ TEST_P(Intake, QueuedEventIsProcessedOnTheAgentThreadWhileItsThreadWaits) {
 TEST_P(Intake, EventOfTheAgentThreadItselfIsProcessedAtOnceWithTheReferencesItCameWith) {
     sim.raise_breakpoint(bar, 7, FORCE);
     ASSERT_EQ(strings{"hook_bpt"}, hooks::names());
-    const auto& seen = hooks::calls()[0].event.u.breakpoint;
+    const auto seen = hooks::calls()[0].event.u.breakpoint;
     EXPECT_NE(agent_thread, seen.thread);
     EXPECT_EQ(on_jvmti(), seen.clazz == nullptr) << "JVMTI's class is not looked up";
     EXPECT_EQ(bar.id(), seen.method);
