@@ -171,14 +171,16 @@ static void forget_abandonment(const JVMDI_Event* event, agent_tid_t tid) {
 }
 
 static void process_entry(JNIEnv* env, queue_entry* entry) {
+    jthread virtual_thread = NULL; /* known for this event only */
     if (entry->handler == (event_handler)process_jvmdi_event) {
         JVMDI_Event* event = (JVMDI_Event*)entry->event;
         forget_abandonment(event, entry->tid);
-        adopt_unannounced_thread(env, event, entry->tid);
+        virtual_thread = adopt_unannounced_thread(env, event, entry->tid);
         preprocess_jvmdi_references(env, event);
     }
     pending_notify_event = entry;
     entry->handler(env, entry->event, entry->tid);
+    if (virtual_thread) URef_delete(env, virtual_thread);
 }
 
 jint process_next_event() {
