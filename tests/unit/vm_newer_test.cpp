@@ -205,7 +205,7 @@ struct Adoption : NewerVm {
     }
     void adopt(jint kind, sim::Object* thread) {
         JVMDI_Event event = event_of(kind, thread);
-        adopt_unannounced_thread(env, &event, TID);
+        EXPECT_EQ(nullptr, adopt_unannounced_thread(env, &event, TID));
     }
 };
 SIM_ALL_MODES(Adoption);
@@ -239,7 +239,10 @@ TEST_P(Adoption, LeavesAKnownThreadAlone) {
     adopt(JVMDI_EVENT_BREAKPOINT, &worker);
     EXPECT_EQ(record, TMap_tid2tm(TID));
     EXPECT_EQ(nullptr, record->next);
-    EXPECT_CALLS(sim.calls());
+    if (newer())
+        EXPECT_CALLS(sim.calls(), "JNI.IsSameObject(worker, worker)");
+    else
+        EXPECT_CALLS(sim.calls());
 }
 
 TEST_P(Adoption, EntersNothingForAnEventWithoutAThread) {
@@ -276,4 +279,42 @@ TEST_P(AdoptionByANewerVm, OfAThreadWhoseFirstEventIsItsEndLeavesNothing) {
     EXPECT_EQ(strings{"hook_thread_stop"}, hooks::names());
     EXPECT_EQ(nullptr, uref_of(worker));
     EXPECT_EQ(globals, sim.live_globals());
+}
+
+/* A virtual thread raises its events on the native thread of its carrier. */
+TEST_P(AdoptionByANewerVm, OfAVirtualThreadLastsForOneEvent) {
+    sim::Thread& carried = sim.new_thread("virtual");
+    strings shown;
+    hooks::during = [&](const hooks::Call& call) {
+        EXPECT_EQ(uref_of(carried), call.event.u.breakpoint.thread);
+        shown.push_back(call.hook + " of " + sim.object(call.event.u.breakpoint.thread)->label);
+    };
+    auto running = start_known(worker, [&] {
+        const jobject carrier = TMap_tid2handle(agent_self());
+        sim.in_event([&] {
+            JVMDI_Event event = event_of(JVMDI_EVENT_BREAKPOINT, &carried);
+            event.u.breakpoint.method = bar.id();
+            jvmti_event_hook(sim.env(), &event, agent_self());
+        });
+        EXPECT_EQ(carrier, TMap_tid2handle(agent_self()));
+    });
+    process_next_event();
+    running->join();
+    EXPECT_EQ(strings{"hook_bpt of virtual"}, shown);
+    EXPECT_EQ(nullptr, uref_of(carried));
+    EXPECT_EQ(nullptr, TMap_handle2tm(uref_of(worker)));
+}
+
+TEST_P(AdoptionByANewerVm, GivesAVirtualThreadsHandleBackOnceOnly) {
+    TMap_start(make_uref(worker), TID);
+    sim::Thread& carried = sim.new_thread("virtual");
+    JVMDI_Event event = event_of(JVMDI_EVENT_BREAKPOINT, &carried);
+    const jthread handle = adopt_unannounced_thread(env, &event, TID);
+    EXPECT_NE(nullptr, handle);
+    EXPECT_EQ(uref_of(carried), handle);
+    EXPECT_EQ(nullptr, adopt_unannounced_thread(env, &event, TID)) << "it is somebody else's";
+    URef_delete(env, handle);
+    event = event_of(JVMDI_EVENT_THREAD_END, &carried);
+    EXPECT_EQ(nullptr, adopt_unannounced_thread(env, &event, TID)) << "the end of a thread deletes its handle";
+    EXPECT_NE(nullptr, uref_of(carried));
 }
