@@ -77,7 +77,8 @@ jthread adopt_unannounced_thread(JNIEnv* env, JVMDI_Event* event, agent_tid_t ti
     if (record && env->IsSameObject(record->handle, thread)) return NULL;
     jint created = 0;
     const jthread handle = URef_from_local(env, thread, &created);
-    if (record) return created && event->kind != JVMDI_EVENT_THREAD_END ? handle : NULL; /* that one deletes it itself */
+    const bool deletes_handle = event->kind == JVMDI_EVENT_THREAD_END;
+    if (record) return created && !deletes_handle ? handle : NULL;
     if (handle) TMap_start(handle, tid);
     return NULL;
 }

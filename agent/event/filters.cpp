@@ -20,8 +20,8 @@ struct filter {
 
 static filter* filter_list; /* newest first */
 
-/* A filter that was removed. A walk that stands on it still needs its link into the list, so the retired have links of their
- * own. */
+/* A filter that was removed. A walk that stands on it still needs its link into the list, so the retired have links of
+ * their own. */
 struct retirement {
     filter* of;
     retirement* next;
@@ -74,8 +74,8 @@ static void release_filter(JNIEnv* env, filter* removed) {
     vm_deallocate(removed);
 }
 
-/* Whether a thread is in the middle of a walk. Written as an addition, which takes its turn with those of the walkers: one that
- * comes later sees the list without what was removed before this call. */
+/* Whether a thread is in the middle of a walk. Written as an addition, which takes its turn with those of the walkers:
+ * one that comes later sees the list without what was removed before this call. */
 static bool is_being_walked() { return __atomic_add_fetch(&filter_walkers, 0, __ATOMIC_SEQ_CST) != 0; }
 
 static void retire_filter(JNIEnv* env, filter* removed) {
