@@ -1,4 +1,4 @@
-/* The universal reference table: one URef for each object, its records and their locking, and what a newer VM asks for. */
+/* The universal reference table: one URef for each object, its records, its locking, and what a newer VM asks for. */
 
 /* Here instead of in the agent's archive, so that the tests see the count of look-ups. */
 #include "registry/agent_uref.cpp"

@@ -1,4 +1,8 @@
 /* The filters of exception events and of classes: what they let through, how they are armed, set and cleared. */
+
+/* Here instead of in the agent's archive, so that a test's end can give back filters that nothing clears. */
+#include "event/filters.cpp"
+
 #include "query_fixture.h"
 
 #include <atomic>
@@ -14,6 +18,9 @@ struct FilterList : QueryTest {
           error(sim.new_exception("java/lang/Error")), thrown(sim.local(&error)), watched(sim.global<jclass>(&foo)),
           earlier_blocks(sim.live_blocks().size()) {
         sim.clear_calls();
+    }
+    ~FilterList() override {
+        while (filter_list) retire_filter(env, unlink_filter([](const filter*) { return true; }));
     }
 
     /* Filters by name; a filter for exceptions that leave Foo.bar. */

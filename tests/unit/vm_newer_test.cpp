@@ -153,8 +153,8 @@ TEST_P(NewerVm, RaisingThreadSharesTheReferencesThatItsEventHas) {
     sim::Object& holder = sim.new_object(foo);
     sim::Object& value = sim.new_object();
     sim::Field& field = foo.add_field("field", "Ljava/lang/Object;");
-    event_setfilter_br(env, FILTER_THROWN, "", nullptr, nullptr);
-    event_setfilter_br(env, FILTER_CAUGHT, "", nullptr, nullptr);
+    event_setfilter_br(env, FILTER_THROWN, nullptr, nullptr, nullptr);
+    event_setfilter_br(env, FILTER_CAUGHT, nullptr, nullptr, nullptr);
     const struct {
         const char* kind;
         std::function<void()> raise;
