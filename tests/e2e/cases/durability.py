@@ -9,8 +9,8 @@ from quor_gdb import (CONFIG, Process, attach_java_mode, call, check, check_equa
                       run_to, start)
 
 WARM, ALL = 1_000, 10_000
-# The VM goes on allocating for its own purposes. Over nine thousand stops this is less than what one leaked word a stop
-# would come to.
+# The VM goes on allocating for its own purposes, least of all when it compiles nothing. Over nine thousand stops this is less
+# than what one leaked word a stop would come to.
 SLACK = 32 * 1024
 
 
@@ -36,7 +36,8 @@ def heap(when):
 
 
 def case():
-    start("Durability", CONFIG["probe"], str(WARM), str(ALL))
+    gdb.execute("set environment MALLOC_ARENA_MAX 1")  # the figure is that of one arena
+    start("Durability", CONFIG["probe"], str(WARM), str(ALL), options=("-Xint",))
     attach_java_mode()
     clazz = java.prepared("Durability")
     java.set_breakpoint(clazz, "stop")

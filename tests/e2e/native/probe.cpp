@@ -36,7 +36,8 @@ static void read_monitors(JNIEnv* env) {
     monitor_entry* monitors = NULL;
     if (!succeeded(agent_get_monitorlist(env, &count, &monitors)) || count < 1) failures++;
     JVMDI_monitor_info info;
-    if (count > 0) succeeded(agent_get_monitorinfo(env, monitors[0].monitor, &info));
+    if (count > 0 && succeeded(agent_get_monitorinfo(env, monitors[0].monitor, &info)))
+        jvmti->Deallocate((unsigned char*)info.waiters); /* the array is the caller's */
 }
 
 /* The variables of one frame by its table, which names their types. */
