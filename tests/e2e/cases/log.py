@@ -2,7 +2,7 @@
 import re
 
 import quor_java as java
-from quor_gdb import attach_java_mode, check, check_equal, expect_exit, read_file, run_to, start
+from quor_gdb import attach_java_mode, check, expect_exit, read_file, run_to, start
 
 OPTIONS = """\
 options -file agent.log   # opened anew
