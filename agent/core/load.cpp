@@ -109,8 +109,7 @@ static void begin_load(JavaVM* vm, char* options) {
 }
 
 /* GetEnv for one of the interfaces; the pointer is null when it fails. */
-template <class T>
-static jint get_interface(T** interface, jint version) {
+template <class T> static jint get_interface(T** interface, jint version) {
     void* found = NULL;
     const jint err = javavm->GetEnv(&found, version);
     *interface = err ? NULL : (T*)found;

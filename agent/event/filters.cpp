@@ -92,8 +92,7 @@ static void retire_filter(JNIEnv* env, filter* removed) {
 }
 
 /* Unlinks the first filter that `matches`; null when there is none. */
-template <class Matches>
-static filter* unlink_filter(Matches matches) {
+template <class Matches> static filter* unlink_filter(Matches matches) {
     for (filter** link = &filter_list; *link; link = &(*link)->next) {
         filter* candidate = *link;
         if (!matches(candidate)) continue;
@@ -183,8 +182,7 @@ static bool names_class_of(JNIEnv* env, const filter* candidate, jobject object)
 }
 
 /* Walks the list from its head until `delivers` says so. */
-template <class Delivers>
-static jint walk_filters(Delivers delivers) {
+template <class Delivers> static jint walk_filters(Delivers delivers) {
     __atomic_add_fetch(&filter_walkers, 1, __ATOMIC_SEQ_CST);
     filter* candidate = shared_load(filter_list);
     while (candidate && !delivers(candidate)) candidate = shared_load(candidate->next);

@@ -24,8 +24,7 @@ static tmap_record** find_link(agent_tid_t tid) {
 }
 
 /* The first record, in bucket order, that `wanted` accepts. */
-template <class Wanted>
-static tmap_record* first_record(Wanted wanted) {
+template <class Wanted> static tmap_record* first_record(Wanted wanted) {
     for (tmap_record* bucket : tmap)
         for (tmap_record* record = bucket; record; record = record->next)
             if (wanted(record)) return record;
@@ -111,8 +110,7 @@ tmap_record* TMap_tid2local(agent_tid_t tid) {
 }
 
 /* Gives back what one field holds, and forgets it; 0, or the code of the failed Deallocate. */
-template <class T>
-static jint release(T*& field) {
+template <class T> static jint release(T*& field) {
     if (!field) return 0;
     if (jint err = deallocate_or_report(field)) return err;
     field = NULL;

@@ -26,16 +26,14 @@ static inline agent_tid_t agent_self() {
 
 /* Reads a word that another thread, or the debugger through the process's memory, may write at any time. The word is
  * really read at every call, and keeps its plain type and size for whoever looks at it from outside. */
-template <class T>
-static inline T shared_load(const T& word) {
+template <class T> static inline T shared_load(const T& word) {
     T value;
     __atomic_load(&word, &value, __ATOMIC_ACQUIRE);
     return value;
 }
 
 /* Writes such a word. */
-template <class T, class V>
-static inline void shared_store(T& word, V value) {
+template <class T, class V> static inline void shared_store(T& word, V value) {
     T stored = value;
     __atomic_store(&word, &stored, __ATOMIC_RELEASE);
 }

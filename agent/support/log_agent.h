@@ -26,18 +26,16 @@ AGENT_API log_category* _log_map_agent;
 
 /* The trace statement: when `category` is on, one record with the header's source file LOG_SOURCE (a constant of each source
  * that logs) and the text. Integer conversions of `format` are as wide as a pointer (words.h). The flag is read once. */
-#define AGENT_LOG(category, format, ...)                                                                                \
-    do {                                                                                                                \
-        if (log_category* agent_log_category = shared_load(category)) {                                                 \
-            _log_print(agent_log_category, LOG_SOURCE, __LINE__);                                                       \
-            log_words<format>(__VA_ARGS__);                                                                             \
-        }                                                                                                               \
+#define AGENT_LOG(category, format, ...)                                \
+    do {                                                                \
+        if (log_category* agent_log_category = shared_load(category)) { \
+            _log_print(agent_log_category, LOG_SOURCE, __LINE__);       \
+            log_words<format>(__VA_ARGS__);                             \
+        }                                                               \
     } while (0)
 
 /* True when a category is on. */
-static inline bool log_is_on(log_category* const& category) {
-    return shared_load(category) != NULL;
-}
+static inline bool log_is_on(log_category* const& category) { return shared_load(category) != NULL; }
 
 template <format_literal Format, class... Args> static inline void log_words(Args... args) {
     _log_format(widened<Format>.text, as_word(args)...);

@@ -12,8 +12,7 @@
 #include <type_traits>
 
 /* A string literal as a template argument. */
-template <size_t N>
-struct format_literal {
+template <size_t N> struct format_literal {
     char text[N];
     constexpr format_literal(const char (&literal)[N]) {
         for (size_t i = 0; i < N; i++) text[i] = literal[i];
@@ -21,8 +20,7 @@ struct format_literal {
 };
 
 /* The literal with "%d", "%u" and "%x" (flags and width included) widened to "%ld", "%lu" and "%lx". */
-template <size_t N>
-struct wide_format {
+template <size_t N> struct wide_format {
     char text[2 * N];
     constexpr wide_format(const format_literal<N>& from) : text() {
         size_t out = 0;
@@ -42,14 +40,12 @@ struct wide_format {
     }
 };
 
-template <format_literal F>
-inline constexpr wide_format widened{F};
+template <format_literal F> inline constexpr wide_format widened{F};
 
 static inline const char* as_word(const char* text) { return text; }
 static inline uintptr_t as_word(const void* reference) { return (uintptr_t)reference; }
 /* Numbers become long; a 64-bit number (a location, say) stays one, its conversion is "%lld". */
-template <class T>
-static inline auto as_word(T number) requires std::is_integral_v<T> {
+template <class T> static inline auto as_word(T number) requires std::is_integral_v<T> {
     if constexpr (sizeof(T) > sizeof(long))
         return number;
     else

@@ -6,8 +6,7 @@
 #include "vm/vm_call.h"
 
 /* vm_allocate; a failure prints "AgentThread: JVMDI_Allocate() failed -- ..." and its code is returned. */
-template <class T>
-static inline jint allocate_or_report(size_t size, T** block) {
+template <class T> static inline jint allocate_or_report(size_t size, T** block) {
     jint err = vm_allocate(size, block);
     return err ? report_failure("AgentThread: JVMDI_Allocate() failed -- %s\n", err) : 0;
 }
