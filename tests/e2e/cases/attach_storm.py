@@ -1,4 +1,6 @@
 """gdb attaches, stops and leaves again and again while the program starts and ends threads all the time."""
+import re
+
 from quor_gdb import (alone_status, attach, attach_java_mode, call, check_equal, detach, output, run_to, set_global,
                       start_alone, wait_for_output)
 
@@ -17,4 +19,6 @@ def case():
         check_equal(call("agent_detach_jquor", 0), 0, "agent_detach_jquor")
         detach()
     check_equal(alone_status(), 6, "the program's own exit status")
-    check_equal(output(), "ready\nall ended\n", "the program's output")
+    # A thread that starts or ends during a stop is met in another state than the stop left it: the agent says so and goes on.
+    said = re.compile(r"AgentThread: cb_(?:suspend|resume)_list\(\): .*\n|resume_after_event\(\): agent_resume_all\(\) failed")
+    check_equal(said.sub("", output()), "ready\nall ended\n", "the program's own output")
