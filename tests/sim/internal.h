@@ -91,6 +91,7 @@ struct Sim::State {
 
     std::vector<LogEntry> log;
     bool logging = true;
+    Globs echoed;
     std::map<std::string, std::vector<Rule>> rules;
     std::map<std::string, std::function<void()>> actions;
     std::vector<std::string> misuses;

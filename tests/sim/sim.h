@@ -173,7 +173,8 @@ public:
     std::vector<std::string> calls_on(const std::string& thread);  /* those of one Java thread, by its label */
     size_t count_calls(const std::string& glob);
     void clear_calls();
-    void set_logging(bool on); /* off for long runs */
+    void set_logging(bool on);               /* off for long runs */
+    void echo_calls_of(const Globs& wanted); /* to standard error, each as it is made: for a child that aborts */
 
     /* ---- Failures ---------------------------------------------------------------------------------------------- */
 

@@ -3,6 +3,7 @@
 
 #include <fnmatch.h>
 
+#include <cstdio>
 #include <utility>
 
 namespace sim {
@@ -52,6 +53,12 @@ std::string show(const Value& value) {
 
 /* ---- The frame of a call ---------------------------------------------------------------------------------------- */
 
+static bool matches_one(const Globs& globs, const std::string& name) {
+    for (const std::string& glob : globs)
+        if (fnmatch(glob.c_str(), name.c_str(), 0) == 0) return true;
+    return false;
+}
+
 /* Whether a rule says that this call fails; counts the call down in every rule of its name. */
 static Rule* rule_that_applies(std::vector<Rule>& rules) {
     Rule* applies = nullptr;
@@ -71,6 +78,7 @@ void Call::begin(const std::string& arguments) {
     Sim::State& s = state();
     NativeThread* native = this_native();
     if (s.logging) s.log.push_back({name, name + "(" + arguments + ")", native ? native->java->label : "unattached"});
+    if (matches_one(s.echoed, name)) std::fprintf(stderr, "%s(%s)\n", name.c_str(), arguments.c_str());
 
     auto action = s.actions.find(name);
     if (action != s.actions.end()) {
@@ -116,12 +124,6 @@ void raise(NativeThread* thread, const std::string& exception_class, const std::
 
 /* ---- The log ---------------------------------------------------------------------------------------------------- */
 
-static bool matches_one(const Globs& globs, const std::string& name) {
-    for (const std::string& glob : globs)
-        if (fnmatch(glob.c_str(), name.c_str(), 0) == 0) return true;
-    return false;
-}
-
 template <class Wanted> static std::vector<std::string> select(Sim::State& s, Wanted wanted) {
     std::lock_guard<std::recursive_mutex> guard(s.mutex);
     std::vector<std::string> texts;
@@ -151,6 +153,10 @@ void Sim::clear_calls() {
 void Sim::set_logging(bool on) {
     auto guard = lock();
     inner->logging = on;
+}
+void Sim::echo_calls_of(const Globs& wanted) {
+    auto guard = lock();
+    inner->echoed = wanted;
 }
 
 /* ---- Failures --------------------------------------------------------------------------------------------------- */

@@ -1,5 +1,6 @@
 /* The agent thread: its creation, its meeting with the debugger, its end, the set-up at attach, the cached properties. */
 #include "load_fixture.h"
+#include "sanitizer/both_lock_orders.h"
 
 #include "entry/agent_entry.h"
 #include "event/agent_event.h"

@@ -112,7 +112,7 @@ TEST_P(Capabilities, WrongPhaseAbortsBeforeTheRequest) {
     for (jvmtiPhase phase : {JVMTI_PHASE_LIVE, JVMTI_PHASE_START, JVMTI_PHASE_PRIMORDIAL, JVMTI_PHASE_DEAD}) {
         const ChildResult result = run_in_child([&] {
             sim.phase = phase;
-            list_calls_at_abort({"*"});
+            sim.echo_calls_of({"*"});
             jvmtiCapabilities features = of_words(ALL_1_0);
             enable_jvmticapabilities(&features, "Agent_OnLoad");
         });
@@ -140,7 +140,7 @@ TEST_P(Capabilities, RefusalUnderXrunAdvisesTheOtherWayToLoad) {
     OwnFolder folder;
     sim.potential_capabilities = of_words(without(ALL_1_0, COMPILED_METHOD_LOAD_EVENTS));
     const ChildResult result = run_in_child([&] {
-        list_calls_at_abort({"JVMTI.*"});
+        sim.echo_calls_of({"JVMTI.*"});
         JVM_OnLoad(sim.vm(), nullptr, nullptr);
     });
     expect_abort(result, "enable_jvmticapabilities() from JVM_OnLoad failed -- NOT_AVAILABLE\n"
@@ -164,7 +164,7 @@ TEST_P(Capabilities, RefusalUnderAgentlibListsThemAll) {
     sim.potential_capabilities = of_words(without(ALL_1_0, COMPILED_METHOD_LOAD_EVENTS));
     sim.capabilities = of_words(possessed);
     const ChildResult result = run_in_child([&] {
-        list_calls_at_abort({"JVMTI.*"});
+        sim.echo_calls_of({"JVMTI.*"});
         Agent_OnLoad(sim.vm(), nullptr, nullptr);
     });
     std::string lines = refusal_line(MONITOR_EVENTS, possessed, possessed);

@@ -1,5 +1,5 @@
-/* load_fixture.h: what the tests of loading and attaching share: a folder with a settings file, environment variables, the
- * log on standard output, and the calls that an aborting child had made.
+/* load_fixture.h: what the tests of loading and attaching share: a folder with a settings file, environment variables and
+ * the log on standard output.
  */
 #ifndef QUOR_TEST_LOAD_FIXTURE_H
 #define QUOR_TEST_LOAD_FIXTURE_H
@@ -77,15 +77,6 @@ public:
 private:
     std::string storage;
 };
-
-/* Makes the calling process, a child, write the calls that it has made to standard error when it aborts. */
-static inline void list_calls_at_abort(const sim::Globs& wanted) {
-    static sim::Globs globs;
-    globs = wanted;
-    std::signal(SIGABRT, [](int) {
-        for (const std::string& call : sim::Sim::current()->calls_of(globs)) std::fprintf(stderr, "%s\n", call.c_str());
-    });
-}
 
 static inline void expect_abort(const ChildResult& result, const std::string& message) {
     EXPECT_EQ(SIGABRT, result.signal);

@@ -188,7 +188,7 @@ TEST_F(LoadOnce, JvmOnLoadAbortsWithoutAnInterface) {
             if (c.force_jvmdi) setenv("__QUOR_USE_JVMDI", "1", 1);
             sim.set_getenv(JVMTI_1_0, c.jvmti_result);
             sim.set_getenv(JVMDI_VERSION_1, c.jvmdi_result);
-            list_calls_at_abort({"*"});
+            sim.echo_calls_of({"*"});
             JVM_OnLoad(sim.vm(), nullptr, nullptr);
         });
         expect_abort(result, "AgentThread: JVM_OnLoad(): JVM.GetEnv() failed\n");
@@ -201,7 +201,7 @@ TEST_F(LoadOnce, AgentOnLoadHasNoFallBack) {
         const ChildResult result = run_in_child([&] {
             sim.set_getenv(JVMTI_1_0, failure);
             sim.set_getenv(JVMDI_VERSION_1, JNI_OK);
-            list_calls_at_abort({"*"});
+            sim.echo_calls_of({"*"});
             Agent_OnLoad(sim.vm(), nullptr, nullptr);
         });
         expect_abort(result, "AgentThread: JVM_OnLoad(): JVM.GetEnv() failed\n");

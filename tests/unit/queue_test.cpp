@@ -1,5 +1,6 @@
 /* The event queue: a poster waits until the agent thread, which is the test's own, has finished with its event. */
 #include "event_fixture.h"
+#include "sanitizer/both_lock_orders.h"
 #include "watched_monitor.h"
 
 #include "support/err_str.h"
