@@ -1,6 +1,7 @@
 #include "vm/vm_newer.h"
 
-enum { LOCAL_FRAME_CAPACITY = 64 };
+/* More than a long stop's questions usually make; what goes beyond works too, but -Xcheck:jni remarks on it. */
+enum { LOCAL_FRAME_CAPACITY = 1024 };
 
 jobject vm_durable(JNIEnv* env, jobject returned) {
     if (!returned || !vm_is_newer()) return returned;
@@ -9,12 +10,19 @@ jobject vm_durable(JNIEnv* env, jobject returned) {
     return global;
 }
 
+/* Without the memory for a promise of capacity the work goes on all the same: HotSpot grows its frames as needed. */
+static bool promised(JNIEnv* env, jint err) {
+    if (err) env->ExceptionClear();
+    return !err;
+}
+
+void vm_expect_local_references(JNIEnv* env, jint count) {
+    if (vm_is_newer()) promised(env, env->EnsureLocalCapacity(count));
+}
+
 vm_local_frame::vm_local_frame(JNIEnv* env) : framed(NULL) {
     if (!vm_is_newer()) return;
-    if (env->PushLocalFrame(LOCAL_FRAME_CAPACITY) == 0)
-        framed = env;
-    else
-        env->ExceptionClear(); /* no memory for a frame: the work goes on without one */
+    if (promised(env, env->PushLocalFrame(LOCAL_FRAME_CAPACITY))) framed = env;
 }
 
 vm_local_frame::~vm_local_frame() {

@@ -97,6 +97,7 @@ jint PrepList_seed(prepared_classes* list, JNIEnv* env) {
     jint count = 0;
     jclass* classes = NULL;
     if (jint err = vm_get_loaded_classes(env, &count, &classes)) return err;
+    vm_expect_local_references(env, count);
     if (!monitor_lock(&list->monitor, "PrepList_seed")) return 0;
     if (jint err = PrepList_expand(list, count)) return err; /* the list stays locked, as its users know it */
     jint* buckets = (jint*)malloc((size_t)count * sizeof *buckets + 1);

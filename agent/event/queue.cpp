@@ -107,9 +107,9 @@ static jint post(JNIEnv* env, void* event, event_handler handler, JVMDI_Event* r
 }
 
 static void share_outcome(vm_shared_references* shared, AgentInvokRet* outcome) {
-    shared->share(&outcome->exception);
+    shared->take(&outcome->exception);
     const bool is_reference = outcome->return_type == 'L' || outcome->return_type == '[';
-    if (outcome->status == INVOKE_STATUS_RETURNED && is_reference) shared->share(&outcome->value.l);
+    if (outcome->status == INVOKE_STATUS_RETURNED && is_reference) shared->take(&outcome->value.l);
 }
 
 static bool ends_thread(const void* event, event_handler handler) {

@@ -12,6 +12,10 @@ bool vm_is_newer();
  * handed out past the VM call and released with DeleteGlobalRef. Elsewhere, and for null, gives the reference back. */
 jobject vm_durable(JNIEnv* env, jobject returned);
 
+/* Tells a newer VM that `count` local references more will live in the current frame, as a JVMTI function that returns a list
+ * makes them: under -Xcheck:jni it would remark on them in the program's output. Does nothing elsewhere. */
+void vm_expect_local_references(JNIEnv* env, jint count);
+
 /* Runs one piece of the agent thread's work in a frame of local references of its own on a newer VM: the agent thread never
  * returns to Java, so that without it every local reference would live until the VM ends. */
 class vm_local_frame {
@@ -35,11 +39,14 @@ public:
     vm_shared_references(const vm_shared_references&) = delete;
     vm_shared_references& operator=(const vm_shared_references&) = delete;
 
-    /* Replaces the reference (at most MAXIMUM times between two releases). */
+    /* Replaces a reference that its maker still needs (at most MAXIMUM times between two releases, with those of take). */
     template <class T> void share(T* reference) {
-        if (!*reference || !vm_is_newer()) return;
-        *reference = (T)env->NewGlobalRef(*reference);
-        if (*reference) globals[count++] = *reference;
+        if (*reference && vm_is_newer()) keep(reference, env->NewGlobalRef(*reference));
+    }
+
+    /* Replaces a local reference that nobody needs any more, and deletes it. */
+    template <class T> void take(T* reference) {
+        if (*reference && vm_is_newer()) keep(reference, vm_durable(env, *reference));
     }
 
     /* Deletes the replacements. */
@@ -49,6 +56,11 @@ public:
 
 private:
     enum { MAXIMUM = 4 };
+
+    template <class T> void keep(T* reference, jobject global) {
+        *reference = (T)global;
+        if (global) globals[count++] = global;
+    }
 
     JNIEnv* env;
     jobject globals[MAXIMUM];

@@ -65,6 +65,10 @@ static void JNICALL delete_local_ref(JNIEnv* env, jobject object) {
     JniCall call(env, "DeleteLocalRef", object);
     if (!call.failed) delete_local(object);
 }
+static jint JNICALL ensure_local_capacity(JNIEnv* env, jint capacity) {
+    JniCall call(env, "EnsureLocalCapacity", capacity);
+    return call.failed ? call.code() : JNI_OK; /* frames grow as needed */
+}
 static jint JNICALL push_local_frame(JNIEnv* env, jint capacity) {
     JniCall call(env, "PushLocalFrame", capacity);
     if (call.failed) return call.code();
@@ -166,6 +170,7 @@ void fill_jni(JNINativeInterface_& table) {
     table.DeleteGlobalRef = delete_global_ref;
     table.NewLocalRef = new_local_ref;
     table.DeleteLocalRef = delete_local_ref;
+    table.EnsureLocalCapacity = ensure_local_capacity;
     table.PushLocalFrame = push_local_frame;
     table.PopLocalFrame = pop_local_frame;
     table.Throw = throw_object;

@@ -170,7 +170,7 @@ TEST_P(AgentThread, BodyGetsItsEnvironmentFromTheVmOnJvmdiOnly) {
     const auto calls = sim.calls_on(LABEL);
     ASSERT_FALSE(calls.empty());
     EXPECT_EQ(on_jvmdi() ? 1u : 0u, sim.count_calls("JavaVM.GetEnv"));
-    const char* const firsts[] = {"JNI.FindClass(\"java/lang/System\")", "JNI.PushLocalFrame(64)",
+    const char* const firsts[] = {"JNI.FindClass(\"java/lang/System\")", "JNI.PushLocalFrame(1024)",
                                   "JavaVM.GetEnv(0x10002)"};
     EXPECT_EQ(firsts[static_cast<int>(sim.mode)], calls[0]);
 }

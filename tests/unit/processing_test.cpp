@@ -510,7 +510,7 @@ TEST_P(Processing, BreakpointMakesTheAgentThreadsCallsInTheirOrder) {
     strings expected = {"JavaVM.GetEnv(0x10002)", name("GetObjectHashCode(worker)"),
                         "JNI.IsSameObject(worker, worker)"};
     if (newer()) /* a frame; and whether the thread is the one that the agent knows under its id */
-        expected.insert(expected.begin() + 1, {"JNI.PushLocalFrame(64)", "JNI.IsSameObject(worker, worker)"});
+        expected.insert(expected.begin() + 1, {"JNI.PushLocalFrame(1024)", "JNI.IsSameObject(worker, worker)"});
     if (on_jvmti()) expected.push_back("JVMTI.GetMethodDeclaringClass(Foo.bar)");
     for (const char* call : {"GetObjectHashCode(Foo)", "", "Allocate(", "Allocate(", "Allocate(",
                              "SuspendThreadList([worker])", "Deallocate()"})

@@ -74,6 +74,20 @@ TEST_P(NewerVm, NullStaysNull) {
 
 /* ---- Frames of local references ---- */
 
+TEST_P(NewerVm, IsToldOfLocalReferencesToCome) {
+    vm_expect_local_references(env, 440);
+    if (newer())
+        EXPECT_CALLS(sim.calls(), "JNI.EnsureLocalCapacity(440)");
+    else
+        EXPECT_CALLS(sim.calls());
+}
+
+TEST_P(NewerVm, WorkGoesOnWithoutTheCapacityThatThereIsNoMemoryFor) {
+    sim.throw_in("JNI.EnsureLocalCapacity", sim.new_exception("java/lang/Error"));
+    vm_expect_local_references(env, 440);
+    EXPECT_EQ(nullptr, sim.pending());
+}
+
 TEST_P(NewerVm, FrameEndsTheLocalReferencesThatWereMadeInIt) {
     jobject inside;
     {
@@ -82,7 +96,7 @@ TEST_P(NewerVm, FrameEndsTheLocalReferencesThatWereMadeInIt) {
     }
     EXPECT_EQ(!newer(), sim.is_local(inside));
     if (newer())
-        EXPECT_CALLS(sim.calls(), "JNI.PushLocalFrame(64)", "JNI.PopLocalFrame(null)");
+        EXPECT_CALLS(sim.calls(), "JNI.PushLocalFrame(1024)", "JNI.PopLocalFrame(null)");
     else
         EXPECT_CALLS(sim.calls());
 }
@@ -118,6 +132,27 @@ TEST_P(NewerVm, SharedReferencesAreGlobalUntilTheyAreReleased) {
     }
     EXPECT_EQ(globals, sim.live_globals());
     EXPECT_EQ(newer() ? 8u : 0u, sim.calls().size());
+}
+
+TEST_P(NewerVm, ReferenceThatNobodyNeedsAnyMoreIsTakenWhole) {
+    const jobject local = sim.local(&foo);
+    jobject reference = local;
+    jobject nothing = nullptr;
+    const size_t globals = sim.live_globals();
+    {
+        vm_shared_references shared(env);
+        shared.take(&reference);
+        shared.take(&nothing);
+        EXPECT_EQ(newer(), sim.is_global(reference));
+        EXPECT_EQ(!newer(), sim.is_local(local));
+        EXPECT_EQ(&foo, sim.object(reference));
+        EXPECT_EQ(nullptr, nothing);
+    }
+    EXPECT_EQ(globals, sim.live_globals());
+    if (newer())
+        EXPECT_CALLS(sim.calls(), "JNI.NewGlobalRef(Foo)", "JNI.DeleteLocalRef(Foo)", "JNI.DeleteGlobalRef(Foo)");
+    else
+        EXPECT_CALLS(sim.calls());
 }
 
 TEST_P(NewerVm, SharedReferencesMayBeReleasedAndSharedAnew) {
