@@ -61,7 +61,7 @@ struct Pin {
 };
 
 struct Sim::State {
-    std::recursive_mutex mutex;
+    Mutex mutex;
     Sim* sim = nullptr;
 
     JNIInvokeInterface_ vm_table{};
@@ -175,7 +175,7 @@ protected:
     void begin(const std::string& arguments);
     Object* exception = nullptr; /* the exception that the failing call is to leave pending */
     jint error = 0;
-    std::unique_lock<std::recursive_mutex> guard;
+    std::unique_lock<Mutex> guard;
 };
 
 /* A call through a JNIEnv: also checks the environment and the pending exception. */

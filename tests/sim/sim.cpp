@@ -155,6 +155,6 @@ void Sim::set_getenv(jint wanted, jint result) {
     inner->getenv_results[wanted] = result;
 }
 
-std::unique_lock<std::recursive_mutex> Sim::lock() { return std::unique_lock<std::recursive_mutex>(inner->mutex); }
+std::unique_lock<Mutex> Sim::lock() { return std::unique_lock<Mutex>(inner->mutex); }
 
 } // namespace sim

@@ -46,6 +46,7 @@
 #define SIM_SIM_H
 
 #include "sim/heap.h"
+#include "sim/sim_mutex.h"
 #include "vm/jvmpi.h"
 
 #include <initializer_list>
@@ -251,7 +252,7 @@ public:
 
     /* ---- Locking ----------------------------------------------------------------------------------------------- */
 
-    std::unique_lock<std::recursive_mutex> lock(); /* for scripting while other threads run */
+    std::unique_lock<Mutex> lock(); /* for scripting while other threads run */
 
     struct State; /* the inner state (internal.h) */
     State& state() { return *inner; }

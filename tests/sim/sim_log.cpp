@@ -125,7 +125,7 @@ void raise(NativeThread* thread, const std::string& exception_class, const std::
 /* ---- The log ---------------------------------------------------------------------------------------------------- */
 
 template <class Wanted> static std::vector<std::string> select(Sim::State& s, Wanted wanted) {
-    std::lock_guard<std::recursive_mutex> guard(s.mutex);
+    std::lock_guard<Mutex> guard(s.mutex);
     std::vector<std::string> texts;
     for (const LogEntry& entry : s.log)
         if (wanted(entry)) texts.push_back(entry.text);
@@ -162,7 +162,7 @@ void Sim::echo_calls_of(const Globs& wanted) {
 /* ---- Failures --------------------------------------------------------------------------------------------------- */
 
 static void add_rule(Sim::State& s, const std::string& name, int n, jint code, Object* exception) {
-    std::lock_guard<std::recursive_mutex> guard(s.mutex);
+    std::lock_guard<Mutex> guard(s.mutex);
     Rule rule;
     rule.countdown = n;
     rule.code = code;

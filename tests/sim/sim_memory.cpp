@@ -72,7 +72,7 @@ size_t Sim::peak_bytes() {
 }
 
 static size_t count_pins(Sim::State& s, bool copy) {
-    std::lock_guard<std::recursive_mutex> guard(s.mutex);
+    std::lock_guard<Mutex> guard(s.mutex);
     size_t count = 0;
     for (const auto& [address, pin] : s.pins)
         if (pin.copy == copy) count += static_cast<size_t>(pin.count);
