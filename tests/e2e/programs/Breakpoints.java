@@ -18,6 +18,8 @@ class Breakpoints {
         counting.start();
         while (counter == 0) Thread.onSpinWait();
         int sum = reached("main", 3);
+        int seen = counter;
+        while (counter == seen) Thread.onSpinWait(); // the stop is over for the counting thread too
         Thread worker = new Thread(() -> reached("worker", 5), "worker");
         worker.start();
         worker.join();
