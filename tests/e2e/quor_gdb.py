@@ -6,9 +6,7 @@ has a time limit; a limit that passes dumps all stacks and fails the case. Sizes
 import contextlib
 import json
 import os
-import signal
 import subprocess
-import threading
 import time
 
 import gdb
@@ -39,6 +37,7 @@ class Process:
     hooks = {}  # gdb breakpoints by hook name
     scratch = None  # address of memory in the process for out-parameters
     scratch_used = 0
+    watchdog = None  # the child process that enforces limits; made on first use
 
 
 def check(condition, text):
@@ -78,31 +77,37 @@ def prepare():
     gdb.events.exited.connect(_on_exit)
 
 
+def _watchdog():
+    """The child process that enforces limits. Not a thread: gdb keeps Python's lock while it calls into the process."""
+    if Process.watchdog is None:
+        script = os.path.join(os.path.dirname(os.path.abspath(__file__)), "watchdog.py")
+        Process.watchdog = subprocess.Popen([CONFIG["python"], script, CONFIG["output"]], stdin=subprocess.PIPE,
+                                            start_new_session=True)
+    return Process.watchdog.stdin
+
+
+def _tell_watchdog(line):
+    pipe = _watchdog()
+    pipe.write(line.encode() + b"\n")
+    pipe.flush()
+
+
 @contextlib.contextmanager
 def limit(seconds, what):
-    """Interrupts the process when the body takes longer, and fails the case."""
-    expired = threading.Event()
-    over = threading.Event()
-
-    def interrupt():
-        expired.set()
-        while not over.wait(1):  # again: gdb may have been about to resume
-            with contextlib.suppress(OSError):
-                os.kill(gdb_pid, signal.SIGINT)
-
-    gdb_pid = gdb.selected_inferior().pid
-    timer = threading.Timer(seconds, interrupt)
-    timer.daemon = True
-    timer.start()
+    """When the body takes longer, whether the process runs or calls a function: has the JVM show its Java stacks, interrupts
+    it, shows the native ones, and fails the case. Limits do not nest."""
+    begin = time.monotonic()
+    _tell_watchdog(f"{seconds} {gdb.selected_inferior().pid}")
     try:
         yield
     except gdb.error as error:
+        _tell_watchdog("off")
         dump_stacks()
-        raise CaseFailed(f"{what}: {error}") from error
+        late = f"not within {seconds} seconds; " if time.monotonic() - begin >= seconds else ""
+        raise CaseFailed(f"{what}: {late}{error}") from error
     finally:
-        over.set()
-        timer.cancel()
-    if expired.is_set():
+        _tell_watchdog("off")
+    if time.monotonic() - begin >= seconds:
         dump_stacks()
         raise CaseFailed(f"{what}: not within {seconds} seconds")
 
