@@ -1,0 +1,16 @@
+"""Adds everything to gdb, once."""
+import importlib
+
+_PARTS = (
+    "quor.commands",
+)
+_done = False
+
+
+def once():
+    """Loads every part; a second call does nothing."""
+    global _done
+    if not _done:
+        for part in _PARTS:
+            importlib.import_module(part)
+        _done = True

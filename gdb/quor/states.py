@@ -1,0 +1,37 @@
+"""In what state the process is. Found out anew at each question, never remembered."""
+import gdb
+
+from quor.errors import QuorError
+
+STATES = ("no process", "running", "stopped", "core")
+_ADVICE = {
+    "no process": "there is no process: start one with run, attach to one, or load a core file",
+    "running": "the program is running; press Ctrl-C",
+    "core": "a core file cannot run: this needs a running process",
+    "stopped": "the process is stopped",
+}
+
+
+def current():
+    """One of STATES, of the selected inferior."""
+    inferior = gdb.selected_inferior()
+    if not inferior.threads():
+        return "no process"
+    thread = gdb.selected_thread()
+    if thread is not None and thread.is_running():
+        return "running"
+    return "core" if is_core(inferior) else "stopped"
+
+
+def is_core(inferior):
+    connection = getattr(inferior, "connection", None)
+    if connection is not None:
+        return connection.type == "core"
+    return "core" in gdb.execute("info target", to_string=True).split("\n", 2)[-1][:400]  # gdb before 11 has no connection
+
+
+def require(what, states):
+    """Raises a QuorError unless the process is in one of the states."""
+    state = current()
+    if state not in states:
+        raise QuorError(f"{what}: {_ADVICE[state]}")
