@@ -2,6 +2,7 @@
 #ifndef SIM_INTERNAL_H
 #define SIM_INTERNAL_H
 
+#include "sim/interleave.h"
 #include "sim/sim.h"
 
 #include <set>
@@ -164,6 +165,12 @@ public:
         ((text += (text.empty() ? "" : ", ") + show(args)), ...);
         begin(text);
     }
+    ~Call() {
+        if (guard.owns_lock()) guard.unlock();
+        pass("after ", name.c_str());
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
 
     const std::string name;
     bool failed = false; /* the call is to fail: return code(), or null */

@@ -41,6 +41,7 @@
  * are glob patterns over the interface and name, "JNI.Get*Field".
  *
  * Threads. One recursive lock guards everything; it is not held while callbacks, method bodies and thread bodies run.
+ * interleave.h holds a chosen thread at a chosen call while others go on.
  */
 #ifndef SIM_SIM_H
 #define SIM_SIM_H

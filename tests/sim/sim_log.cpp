@@ -75,6 +75,11 @@ static Rule* rule_that_applies(std::vector<Rule>& rules) {
 }
 
 void Call::begin(const std::string& arguments) {
+    if (interleaving) {
+        unlock();
+        pass(name.c_str());
+        relock();
+    }
     Sim::State& s = state();
     NativeThread* native = this_native();
     if (s.logging) s.log.push_back({name, name + "(" + arguments + ")", native ? native->java->label : "unattached"});

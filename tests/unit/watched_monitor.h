@@ -2,11 +2,12 @@
  *
  * The tests get the agent as an archive, of which the linker takes a source only for names that nobody else defines. A
  * program that includes this header defines every name of agent_monitor.cpp, so that source stays out. For one source of a
- * program.
+ * program. Each operation is a point at which sim::Interleaving can hold a thread.
  */
 #ifndef QUOR_TEST_WATCHED_MONITOR_H
 #define QUOR_TEST_WATCHED_MONITOR_H
 
+#include "sim/interleave.h"
 #include "support/agent_monitor.h"
 
 #include <atomic>
@@ -65,6 +66,13 @@ static inline timespec deadline_after(jint ms) {
     return deadline;
 }
 
+/* Locks, and lets be seen when that means waiting for another thread. */
+static inline void take(monitor_t* monitor, const char* name) {
+    if (pthread_mutex_trylock(&monitor->mutex) == 0) return;
+    sim::Blocked here("lock ", name);
+    require(pthread_mutex_lock(&monitor->mutex));
+}
+
 } // namespace monitors
 
 uint32_t monitor_init(monitor_t* monitor) {
@@ -77,15 +85,19 @@ uint32_t monitor_init(monitor_t* monitor) {
 uint32_t monitor_lock(monitor_t* monitor, const char* name) {
     if (monitors::before_lock) monitors::before_lock(name);
     if (monitors::fails("lock", name)) return 0;
-    monitors::require(pthread_mutex_lock(&monitor->mutex));
+    sim::pass("lock ", name);
+    monitors::take(monitor, name);
     monitors::held++;
+    sim::pass("after lock ", name);
     return 1;
 }
 
 uint32_t monitor_unlock(monitor_t* monitor, const char* name) {
     const bool fails = monitors::fails("unlock", name);
+    sim::pass("unlock ", name);
     monitors::held--;
     monitors::require(pthread_mutex_unlock(&monitor->mutex));
+    sim::pass("after unlock ", name);
     return fails ? 0 : 1;
 }
 
@@ -97,8 +109,13 @@ uint32_t monitor_wait(monitor_t* monitor, const char* name) {
     }
     monitors::waiting++;
     monitors::waits++;
-    monitors::require(pthread_cond_wait(&monitor->cond, &monitor->mutex));
+    sim::pass("wait ", name);
+    {
+        sim::Blocked here("wait ", name);
+        monitors::require(pthread_cond_wait(&monitor->cond, &monitor->mutex));
+    }
     monitors::waiting--;
+    sim::pass("after wait ", name);
     return 1;
 }
 
@@ -114,14 +131,21 @@ uint32_t monitor_wait_timeout(monitor_t* monitor, jint ms, const char* name) {
     }
     monitors::timed_waiting++;
     const timespec deadline = monitors::deadline_after(ms);
-    pthread_cond_timedwait(&monitor->cond, &monitor->mutex, &deadline);
+    sim::pass("timed wait ", name);
+    {
+        sim::Blocked here("timed wait ", name);
+        pthread_cond_timedwait(&monitor->cond, &monitor->mutex, &deadline);
+    }
     monitors::timed_waiting--;
+    sim::pass("after timed wait ", name);
     return 1;
 }
 
 uint32_t monitor_signal(monitor_t* monitor, const char* name) {
     if (monitors::fails("signal", name)) return 0;
+    sim::pass("signal ", name);
     monitors::require(pthread_cond_signal(&monitor->cond));
+    sim::pass("after signal ", name);
     return 1;
 }
 
