@@ -14,11 +14,9 @@
 #ifndef QUOR_AGENT_ENTRY_H
 #define QUOR_AGENT_ENTRY_H
 
-#include "invoke/agent_call.h"
-#include "registry/agent_tmap.h"
-#include "support/agent_types.h"
-#include "vm/jvmdi.h"
-#include "vm/jvmpi.h"
+#include "registry/agent_records.h"
+#include "registry/class_info.h"
+#include "stop/suspend.h"
 
 /* ---- Attach, detach, suspend and resume (suspend.cpp, attach.cpp) ---- */
 
@@ -31,35 +29,12 @@ AGENT_API jint agent_attach_jquor(JNIEnv* env);
  * invocations and resumes all threads. Under JVMTI breakpoints stay set and the callbacks installed. Gives 0. */
 AGENT_API jint agent_detach_jquor(JNIEnv* env);
 
-/* Suspends every Java thread of the thread map but the agent thread and the caller; does nothing while they are suspended
- * already. Gives 0, whatever became of single threads: their failures are printed. VM SuspendThreadList or SuspendThread. */
-AGENT_API jint agent_suspend_all(JNIEnv* env);
-
-/* Resumes them; does nothing unless they are suspended. 0, or the last failure of ResumeThreadList; failures are printed. */
-AGENT_API jint agent_resume_all(JNIEnv* env);
-
 /* One thread, by its handle: SuspendThread, ResumeThread, StopThread (throws `exception` in it), InterruptThread. The VM's
  * code is given unchanged; agent_suspend_all and agent_resume_all keep their own account. */
 AGENT_API jint agent_suspendthread(JNIEnv* env, jthread thread);
 AGENT_API jint agent_resumethread(JNIEnv* env, jthread thread);
 AGENT_API jint agent_stopthread(JNIEnv* env, jthread thread, jobject exception);
 AGENT_API jint agent_interruptthread(JNIEnv* env, jthread thread);
-
-/* Take and give back the agent's global locks: tmap_lock, URef_monitor, prep_list's monitor, invoke_method_list_monitor. Give
- * 0. */
-AGENT_API jint acquire_globalocks();
-AGENT_API jint release_globalocks();
-
-/* Thread-map callbacks of suspending and resuming; results are ignored by the walks. */
-AGENT_API jint cb_suspend(void* env, tmap_record* record, void* cookie);
-AGENT_API jint cb_resume(void* env, tmap_record* record, void* cookie);
-AGENT_API jint cb_suspend_resume_list_create(void* env, tmap_record* record, void* cookie);
-/* The list forms: suspend or resume the threads collected by cb_suspend_resume_list_create, and print each failure. */
-AGENT_API jint cb_suspend_list();
-AGENT_API jint cb_resume_list();
-
-/* True from agent_suspend_all to agent_resume_all; not exported. */
-bool agent_has_suspended();
 
 /* ---- Threads, thread groups and monitors (threads.cpp, monitors.cpp) ---- */
 
@@ -119,11 +94,6 @@ AGENT_API jint cb_threadInfo(void* env, tmap_record* record, void* count);
 AGENT_API jint cb_monitorInfo(void* env, tmap_record* record, void* collection);
 
 /* ---- Classes and objects (classes.cpp) ---- */
-
-/* Describes a class in `info`, the debugger's memory. 0; the code of a failed VM call, after its message. A class
- * without a source file has is_interface 0 whatever it is. VM GetClassSignature, GetSourceFileName, IsInterface,
- * Deallocate. */
-AGENT_API jint agent_get_classinfo(JNIEnv* env, jclass clazz, class_info* info);
 
 /* The same for the class of this name (JNI form, with slashes; FindClass) or the superclass of `clazz` (GetSuperclass),
  * which `info` names by its URef. 113: `info` is null, or the look-up raised an exception. Without a class `info` names
@@ -301,7 +271,7 @@ AGENT_API jint agent_clear_fieldaccesswatch(JNIEnv* env, jclass clazz, jfieldID 
 AGENT_API jint agent_set_fieldmodificationwatch(JNIEnv* env, jclass clazz, jfieldID field);
 AGENT_API jint agent_clear_fieldmodificationwatch(JNIEnv* env, jclass clazz, jfieldID field);
 
-/* Add and remove the agent's own filters (agent_event.h): kinds 1 (classes loaded), 2 (methods by name; the
+/* Add and remove the agent's own filters (event/filters.h): kinds 1 (classes loaded), 2 (methods by name; the
  * signature may be cut short), 3 (thrown exceptions) and 5 (exceptions that leave a method: the class's and the
  * method's value as events show them). Texts are copied. Adding gives 0 or the code of a failed Allocate; removing
  * gives 0. */

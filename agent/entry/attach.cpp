@@ -1,52 +1,17 @@
 #include "entry/agent_entry.h"
 
-#include "core/core_state.h"
-#include "entry/entry_support.h"
-#include "event/agent_event.h"
+#include "invoke/requests.h"
+#include "java_threads/boot.h"
+#include "java_threads/callbacks.h"
+#include "java_threads/intake.h"
+#include "registry/prep_list.h"
+#include "stop/suspend.h"
 #include "support/log_agent.h"
 #include "support/report.h"
-
-#include <string.h>
+#include "vm/vm_env.h"
+#include "vm/vm_interface.h"
 
 static const char LOG_SOURCE[] = "agent_entry.c";
-
-static jint install_full_callbacks() {
-    jvmtiEventCallbacks callbacks;
-    memset(&callbacks, 0, sizeof callbacks);
-#define CALLBACK(Event) callbacks.Event = cb_jvmtiEvent##Event
-    CALLBACK(VMInit);
-    CALLBACK(VMDeath);
-    CALLBACK(ThreadStart);
-    CALLBACK(ThreadEnd);
-    CALLBACK(ClassFileLoadHook);
-    CALLBACK(ClassLoad);
-    CALLBACK(ClassPrepare);
-    CALLBACK(VMStart);
-    CALLBACK(Exception);
-    CALLBACK(ExceptionCatch);
-    CALLBACK(SingleStep);
-    CALLBACK(FramePop);
-    CALLBACK(Breakpoint);
-    CALLBACK(FieldAccess);
-    CALLBACK(FieldModification);
-    CALLBACK(MethodEntry);
-    CALLBACK(MethodExit);
-    CALLBACK(NativeMethodBind);
-    CALLBACK(CompiledMethodLoad);
-    CALLBACK(CompiledMethodUnload);
-    CALLBACK(DynamicCodeGenerated);
-    CALLBACK(DataDumpRequest);
-    CALLBACK(MonitorWait);
-    CALLBACK(MonitorWaited);
-    CALLBACK(MonitorContendedEnter);
-    CALLBACK(MonitorContendedEntered);
-    CALLBACK(GarbageCollectionStart);
-    CALLBACK(GarbageCollectionFinish);
-    CALLBACK(ObjectFree);
-    CALLBACK(VMObjectAlloc);
-#undef CALLBACK
-    return jvmti->SetEventCallbacks(&callbacks, JVMTI_CALLBACKS_SIZE);
-}
 
 static void enable_jvmti_events() {
     set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_CLASS_PREPARE, JVMTI_EVENT_BREAKPOINT, JVMTI_EVENT_FIELD_ACCESS,

@@ -1,7 +1,11 @@
 #include "entry/agent_entry.h"
 
-#include "entry/entry_support.h"
-#include "event/agent_event.h"
+#include "registry/agent_tmap.h"
+#include "registry/agent_uref.h"
+#include "registry/class_info.h"
+#include "registry/prep_list.h"
+#include "support/report.h"
+#include "vm/vm_env.h"
 #include "vm/vm_memory.h"
 
 #include <string.h>
@@ -9,36 +13,6 @@
 /* The characters that the last agent_get_stringvalue handed out as a copy, and a reference to their string. */
 static const char* held_characters;
 static jstring held_string;
-
-/* Copies a text of the VM's into a record's field and gives it back to the VM. */
-static jint take_text(char (&field)[TEXT_FIELD_SIZE], char* text) {
-    copy_text(field, text);
-    return deallocate_or_report(text);
-}
-
-jint agent_get_classinfo(JNIEnv* env, jclass clazz, class_info* info) {
-    env = current_env(env);
-    memset(info, 0, sizeof *info);
-    info->clazz = clazz;
-
-    char* text;
-    if (jint err = vm_get_class_signature(env, clazz, &text))
-        return report_failure("AgentThread: JVMDI_GetClassSignature() failed -- %s\n", err);
-    if (jint err = take_text(info->signature, text)) return err;
-
-    if (jint err = vm_get_source_file_name(env, clazz, &text)) {
-        if (err == JVMDI_ERROR_ABSENT_INFORMATION) return 0;
-        return report_failure("AgentThread: JVMDI_GetSourceFileName() failed -- %s\n", err);
-    }
-    info->has_source = 1;
-    if (jint err = take_text(info->source_file, text)) return err;
-
-    jboolean is_interface;
-    if (jint err = vm_is_interface(env, clazz, &is_interface))
-        return report_failure("AgentThread: JVMDI_IsInterface() failed -- %s\n", err);
-    info->is_interface = is_interface;
-    return 0;
-}
 
 /* The URef of a class that JNI was asked for. Without one: 0 with a null URef, 113 if an exception says why. */
 static jint uref_of_class(JNIEnv* env, jclass found, jclass* uref) {

@@ -1,9 +1,12 @@
 #include "entry/agent_entry.h"
 
-#include "entry/entry_support.h"
-#include "event/agent_event.h"
+#include "event/event_table.h"
+#include "event/filters.h"
+#include "registry/agent_tmap.h"
 #include "support/log_agent.h"
 #include "vm/vm_call.h"
+#include "vm/vm_env.h"
+#include "vm/vm_interface.h"
 
 static const char LOG_SOURCE[] = "agent_entry.c";
 
@@ -79,36 +82,12 @@ jint agent_clear_uncaughtexception_filter(JNIEnv* env, uintptr_t clazz, uintptr_
 
 /* ---- Event notification ---- */
 
-/* The JVMDI kinds that JVMTI has an event for. Class unload and user-defined events are JVMDI's and the agent's
- * alone. */
-static const struct {
-    jint kind;
-    jvmtiEvent event;
-} event_numbers[] = {
-    {JVMDI_EVENT_SINGLE_STEP, JVMTI_EVENT_SINGLE_STEP},
-    {JVMDI_EVENT_BREAKPOINT, JVMTI_EVENT_BREAKPOINT},
-    {JVMDI_EVENT_FRAME_POP, JVMTI_EVENT_FRAME_POP},
-    {JVMDI_EVENT_EXCEPTION, JVMTI_EVENT_EXCEPTION},
-    {JVMDI_EVENT_THREAD_START, JVMTI_EVENT_THREAD_START},
-    {JVMDI_EVENT_THREAD_END, JVMTI_EVENT_THREAD_END},
-    {JVMDI_EVENT_CLASS_PREPARE, JVMTI_EVENT_CLASS_PREPARE},
-    {JVMDI_EVENT_CLASS_LOAD, JVMTI_EVENT_CLASS_LOAD},
-    {JVMDI_EVENT_FIELD_ACCESS, JVMTI_EVENT_FIELD_ACCESS},
-    {JVMDI_EVENT_FIELD_MODIFICATION, JVMTI_EVENT_FIELD_MODIFICATION},
-    {JVMDI_EVENT_EXCEPTION_CATCH, JVMTI_EVENT_EXCEPTION_CATCH},
-    {JVMDI_EVENT_METHOD_ENTRY, JVMTI_EVENT_METHOD_ENTRY},
-    {JVMDI_EVENT_METHOD_EXIT, JVMTI_EVENT_METHOD_EXIT},
-    {JVMDI_EVENT_VM_INIT, JVMTI_EVENT_VM_INIT},
-    {JVMDI_EVENT_VM_DEATH, JVMTI_EVENT_VM_DEATH},
-};
-
 /* JVMTI numbers its events where JVMDI has no kinds, so that a caller may use either; 0 for a kind that JVMTI lacks. */
 static jvmtiEvent jvmti_event_of(jint kind) {
     enum { JVMTI_FIRST = JVMTI_EVENT_VM_INIT, JVMTI_LAST = JVMTI_EVENT_VM_OBJECT_ALLOC };
     if (kind >= JVMTI_FIRST && kind <= JVMTI_LAST) return (jvmtiEvent)kind;
-    for (const auto& row : event_numbers)
-        if (row.kind == kind) return row.event;
-    return (jvmtiEvent)0;
+    const event_row* row = event_row_of(kind);
+    return row ? row->event : (jvmtiEvent)0;
 }
 
 jint agent_set_eventnotification(JNIEnv* env, jint mode, jint kind, jthread thread) {

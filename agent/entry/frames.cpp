@@ -1,8 +1,12 @@
-/* Frames and local variables. Each entry point that takes a frame takes both names for it: JVMDI's frame ID, and the
- * thread and depth that JVMTI wants. */
 #include "entry/agent_entry.h"
 
-#include "entry/entry_support.h"
+/* Frames and local variables. Each entry point that takes a frame takes both names for it: JVMDI's frame ID, and the
+ * thread and depth that JVMTI wants. */
+#include "registry/agent_tmap.h"
+#include "registry/agent_uref.h"
+#include "registry/resources.h"
+#include "vm/vm_call.h"
+#include "vm/vm_env.h"
 #include "vm/vm_memory.h"
 
 /* The header lists every member of the local-variable family by name: the compiler is to object to one that stands

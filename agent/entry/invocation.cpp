@@ -1,11 +1,12 @@
 #include "entry/agent_entry.h"
 
-#include "entry/entry_support.h"
+#include "agent_thread/await_outcome.h"
+#include "invoke/requests.h"
+#include "support/agent_self.h"
 #include "support/report.h"
+#include "vm/vm_env.h"
 
 enum { INVOKE_SYNCHRONOUS = 1 };
-
-static bool on_agent_thread() { return agent_self() == shared_load(tid_debug_agent); }
 
 jint agent_invoke_method(JNIEnv* env, jobject thread, jobject object, jmethodID method, jint return_type, jint count,
                          const jvalue* arguments, jint flags, AgentInvokRet* result) {

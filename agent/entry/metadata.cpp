@@ -1,6 +1,10 @@
 #include "entry/agent_entry.h"
 
-#include "entry/entry_support.h"
+#include "registry/agent_tmap.h"
+#include "support/text.h"
+#include "vm/vm_call.h"
+#include "vm/vm_env.h"
+#include "vm/vm_interface.h"
 #include "vm/vm_memory.h"
 
 /* ---- Answers that stay the VM's own, handed to the caller ---- */

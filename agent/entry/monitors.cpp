@@ -1,8 +1,14 @@
 #include "entry/agent_entry.h"
 
-#include "entry/entry_support.h"
+#include "registry/agent_tmap.h"
+#include "registry/agent_uref.h"
+#include "registry/resources.h"
+#include "support/agent_self.h"
 #include "support/log_agent.h"
 #include "support/report.h"
+#include "vm/vm_call.h"
+#include "vm/vm_env.h"
+#include "vm/vm_interface.h"
 #include "vm/vm_memory.h"
 #include "vm/vm_newer.h"
 

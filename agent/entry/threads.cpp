@@ -1,6 +1,11 @@
 #include "entry/agent_entry.h"
 
-#include "entry/entry_support.h"
+#include "registry/agent_tmap.h"
+#include "registry/resources.h"
+#include "support/agent_self.h"
+#include "vm/vm_call.h"
+#include "vm/vm_env.h"
+#include "vm/vm_interface.h"
 #include "vm/vm_memory.h"
 
 /* The list that agent_get_threads hands out, in VM memory, and how many threads it has room for. */
@@ -65,4 +70,20 @@ jint agent_get_threadgroupchildren(JNIEnv* env, jthreadGroup group, jint* thread
     return vm_call(current_env(env), [=](auto* vm) {
         return vm->GetThreadGroupChildren(group, thread_count, threads, group_count, groups);
     });
+}
+
+jint agent_suspendthread(JNIEnv* env, jthread thread) {
+    return vm_call(current_env(env), [=](auto* vm) { return vm->SuspendThread(thread); });
+}
+
+jint agent_resumethread(JNIEnv* env, jthread thread) {
+    return vm_call(current_env(env), [=](auto* vm) { return vm->ResumeThread(thread); });
+}
+
+jint agent_stopthread(JNIEnv* env, jthread thread, jobject exception) {
+    return vm_call(current_env(env), [=](auto* vm) { return vm->StopThread(thread, exception); });
+}
+
+jint agent_interruptthread(JNIEnv* env, jthread thread) {
+    return vm_call(current_env(env), [=](auto* vm) { return vm->InterruptThread(thread); });
 }

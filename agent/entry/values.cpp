@@ -1,10 +1,11 @@
+#include "entry/agent_entry.h"
+
 /* Fields and arrays: sixty-three entry points in six families. What a family does stands in one template; its macro
  * names the members, one for each type of jni_types.h; members that differ from their family are written out below
  * it. */
-#include "entry/agent_entry.h"
-
-#include "entry/entry_support.h"
 #include "entry/jni_types.h"
+#include "registry/resources.h"
+#include "vm/vm_env.h"
 
 #include <stdio.h>
 

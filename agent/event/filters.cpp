@@ -1,8 +1,9 @@
-#include "event/agent_event.h"
+#include "event/filters.h"
 
 #include "registry/agent_uref.h"
 #include "support/report.h"
 #include "vm/vm_call.h"
+#include "vm/vm_interface.h"
 
 #include <stdlib.h>
 #include <string.h>

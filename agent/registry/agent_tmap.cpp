@@ -1,6 +1,5 @@
 #include "registry/agent_tmap.h"
 
-#include "core/agent_main.h"
 #include "support/log_agent.h"
 #include "support/report.h"
 #include "vm/vm_memory.h"
@@ -177,9 +176,3 @@ jint TMap_iter_nolock(void* a, TMap_callback callback, void* b) {
 }
 
 jint TMap_iter_nolock_list(void* a, TMap_callback callback, void* b) { return TMap_iter_nolock(a, callback, b); }
-
-JNIEnv* getEnv() {
-    void* env = NULL;
-    javavm->GetEnv(&env, JNI_VERSION_1_2);
-    return (JNIEnv*)env;
-}

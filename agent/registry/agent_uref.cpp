@@ -1,7 +1,6 @@
 #include "registry/agent_uref.h"
 
-#include "core/agent_main.h"
-#include "entry/agent_entry.h"
+#include "support/agent_self.h"
 #include "support/report.h"
 #include "vm/vm_call.h"
 #include "vm/vm_newer.h"

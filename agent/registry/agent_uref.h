@@ -7,17 +7,8 @@
 #ifndef QUOR_AGENT_UREF_H
 #define QUOR_AGENT_UREF_H
 
+#include "registry/agent_records.h"
 #include "support/agent_monitor.h"
-#include "support/agent_types.h"
-
-enum { UREF_BUCKETS = 1024 };
-
-/* One object's entry, in memory from the VM's Allocate. */
-typedef struct uref_record {
-    jobject ref;              /* the URef                                                                        */
-    struct uref_record* next; /* next record of the bucket, newest first                                         */
-    jint owned;               /* 1: `ref` was made here and dies with the entry; 0: it is the caller's to delete */
-} uref_record;
 
 /* The buckets. Read by the debugger; written under URef_monitor. */
 AGENT_API uref_record* refmap[UREF_BUCKETS];

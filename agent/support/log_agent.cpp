@@ -1,5 +1,7 @@
 #include "support/log_agent.h"
 
+#include "support/log.h"
+
 log_category* LogJVMDI;
 log_category* LogJVMDIthread;
 log_category* LogJVMDI_VM_thread;

@@ -12,13 +12,9 @@
 #ifndef QUOR_VM_CALL_H
 #define QUOR_VM_CALL_H
 
-#include "support/agent_types.h"
-#include "vm/jvmdi.h"
+#include "vm/vm_interface.h"
 
 #include <stddef.h>
-
-AGENT_API jvmtiEnv* jvmti;
-AGENT_API JVMDI_Interface_1* jvmdi;
 
 /* The JVMDI table of the including source, and the VM that it came from. */
 static JVMDI_Interface_1* jvmdi_interface __attribute__((unused));

@@ -17,4 +17,10 @@ static inline jint deallocate_or_report(const void* block) {
     return err ? report_failure("AgentThread: JVMDI_Deallocate() failed -- %s\n", err) : 0;
 }
 
+/* The growth of the entry points' arrays, 512 elements a time: gives a block of VM memory with room for `capacity` + 512
+ * elements of `element` bytes that begins with the old contents. The caller deallocates the old block. 0, or Allocate's
+ * code after its message. */
+enum { GROWTH = 512 };
+jint grown_copy(const void* old, jint capacity, size_t element, void** grown);
+
 #endif

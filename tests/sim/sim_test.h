@@ -10,10 +10,9 @@
 #ifndef SIM_SIM_TEST_H
 #define SIM_SIM_TEST_H
 
-#include "core/agent_main.h"
-#include "core/core_state.h"
 #include "sim/harness.h"
 #include "sim/sim.h"
+#include "vm/vm_interface.h"
 
 #include <gtest/gtest.h>
 

@@ -2,10 +2,21 @@
 #include "load_fixture.h"
 #include "sanitizer/both_lock_orders.h"
 
+#include "agent_thread/agent_thread.h"
+#include "agent_thread/attach_stop.h"
+#include "agent_thread/consumer.h"
+#include "agent_thread/control_c.h"
+#include "agent_thread/processing.h"
 #include "entry/agent_entry.h"
-#include "event/agent_event.h"
-#include "invoke/agent_call.h"
+#include "event/hook_points.h"
+#include "invoke/requests.h"
+#include "java_threads/boot.h"
+#include "load/load.h"
+#include "registry/agent_tmap.h"
 #include "registry/agent_uref.h"
+#include "registry/prep_list.h"
+#include "support/agent_self.h"
+#include "vm/vm_properties.h"
 
 using sim::Value;
 

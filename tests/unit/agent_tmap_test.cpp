@@ -1,8 +1,10 @@
 /* The thread map: threads by their ids and handles, the order of its walks, and the release of result areas. */
+#include "registry/agent_records.h"
 #include "registry/agent_tmap.h"
+#include "support/log_agent.h"
+#include "vm/vm_env.h"
 
 #include "sim/sim_test.h"
-#include "support/log_agent.h"
 #include "watched_monitor.h"
 
 #include <climits>

@@ -1,9 +1,11 @@
 /* The trace dumps on a simulated VM: their records, their VM calls in order, and what they give back. */
-#include "support/agent_trace.h"
-
+#include "event/dump.h"
+#include "event/event_log.h"
 #include "registry/agent_tmap.h"
-#include "sim/sim_test.h"
 #include "support/log_agent.h"
+#include "vm/vm_call.h"
+
+#include "sim/sim_test.h"
 
 #include <initializer_list>
 #include <stdio.h>

@@ -3,9 +3,11 @@
 /* Here instead of in the agent's archive, so that the tests see the count of look-ups. */
 #include "registry/agent_uref.cpp"
 
-#include "core/agent_main.h"
-#include "event/agent_event.h"
+#include "invoke/requests.h"
+#include "registry/agent_tmap.h"
+#include "registry/prep_list.h"
 #include "sim/sim_test.h"
+#include "stop/suspend.h"
 #include "watched_monitor.h"
 
 #include <atomic>

@@ -1,10 +1,17 @@
 /* Attaching and detaching: hooks, events, prepared classes, pending invocations. */
 #include "load_fixture.h"
 
+#include "agent_thread/attach_stop.h"
 #include "entry/agent_entry.h"
-#include "event/agent_event.h"
-#include "invoke/agent_call.h"
+#include "invoke/requests.h"
+#include "java_threads/boot.h"
+#include "java_threads/callbacks.h"
+#include "java_threads/intake.h"
+#include "registry/agent_tmap.h"
 #include "registry/agent_uref.h"
+#include "registry/prep_list.h"
+#include "stop/suspend.h"
+#include "support/agent_self.h"
 
 #include <cstring>
 

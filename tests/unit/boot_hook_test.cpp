@@ -1,4 +1,8 @@
 /* The boot hook, which is in force until a debugger attaches: on the raising thread, at once. */
+#include "agent_thread/processing.h"
+#include "java_threads/boot.h"
+#include "java_threads/poster.h"
+
 #include "event_fixture.h"
 
 using sim::capture_stdout;

@@ -1,15 +1,14 @@
-/* The JVMTI callbacks: the record that each hands on. This program defines every name of intake.cpp, so that the archive's
- * stays out and the callbacks call the functions here.
+/* The JVMTI callbacks: the record that each hands on. This program defines the hooks of intake.cpp and boot.cpp, so that
+ * the archive's stay out and the callbacks call the functions here.
  */
-#include "core/agent_main.h"
+#include "java_threads/boot.h"
+#include "java_threads/callbacks.h"
+#include "java_threads/intake.h"
 
 #include <gtest/gtest.h>
 
 #include <string.h>
 #include <vector>
-
-jint vm_init_done;
-jobject java_lang_throwable;
 
 struct Handed {
     const char* to;
@@ -25,7 +24,6 @@ void jvmti_event_hook(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
 }
 void JNICALL boot_event_hook(JNIEnv* env, JVMDI_Event* event) { handed.push_back({"boot", env, *event, 0}); }
 void jvmpi_event_hook(JVMPI_Event*) { handed.push_back({"jvmpi", nullptr, {}, 0}); }
-jint is_system_class(JNIEnv*, jclass) { return 0; }
 
 /* Arguments that can be told apart in a record. */
 static jvmtiEnv* const vm = (jvmtiEnv*)0x900;

@@ -1,4 +1,7 @@
 /* Capabilities: the request, its refusal, the correction of old JVMDI versions, and the reports. */
+#include "load/capabilities.h"
+#include "load/load.h"
+
 #include "load_fixture.h"
 
 #include <array>

@@ -1,7 +1,5 @@
 #include "entry/agent_entry.h"
-
-#include "entry/entry_support.h"
-#include "event/agent_event.h"
+#include "registry/class_info.h"
 
 #include "query_fixture.h"
 

@@ -1,4 +1,6 @@
 /* The control-C stop: an event that the agent thread, which is the test's own, makes up and shows. */
+#include "agent_thread/control_c.h"
+
 #include "event_fixture.h"
 
 struct ControlC : EventTest {

@@ -1,7 +1,5 @@
 #include "entry/agent_entry.h"
-
-#include "core/agent_main.h"
-#include "event/agent_event.h"
+#include "event/filters.h"
 #include "support/log_agent.h"
 
 #include "query_fixture.h"

@@ -6,10 +6,9 @@
 #define QUOR_TEST_ENTRY_FIXTURE_H
 
 /* Here instead of in the agent's archive, so that the tests see what is recorded. */
-#include "core/resources.cpp"
+#include "registry/resources.cpp"
 
-#include "entry/agent_entry.h"
-#include "entry/entry_support.h"
+#include "support/agent_self.h"
 
 #include "query_fixture.h"
 

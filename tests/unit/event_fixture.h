@@ -6,12 +6,20 @@
 #ifndef QUOR_TEST_EVENT_FIXTURE_H
 #define QUOR_TEST_EVENT_FIXTURE_H
 
-#include "event/agent_event.h"
+#include "agent_thread/consumer.h"
+#include "agent_thread/processing.h"
+#include "event/filters.h"
 #include "hook_recorder.h"
-#include "invoke/agent_call.h"
+#include "invoke/requests.h"
+#include "java_threads/callbacks.h"
+#include "java_threads/intake.h"
+#include "load/boot_hooks.h"
 #include "registry/agent_tmap.h"
 #include "registry/agent_uref.h"
+#include "registry/prep_list.h"
+#include "registry/resources.h"
 #include "sim/sim_test.h"
+#include "support/agent_self.h"
 #include "support/log_agent.h"
 
 #include <string>
@@ -33,6 +41,7 @@ struct ReadyTest : sim::SimTestP {
         event_queue_init();
         reslist_init();
         invoke_method_init();
+        put_back_boot_hooks = reinstall_boot_hooks;
         hooks::noted.clear();
         hooks::during = nullptr;
     }

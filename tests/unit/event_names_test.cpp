@@ -1,11 +1,10 @@
-#include "support/agent_trace.h"
+#include "event/event_log.h"
+#include "vm/vm_interface.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
 #include <string>
-
-#include "vm/vm_call.h"
 
 typedef std::map<jint, std::string> kind_names;
 

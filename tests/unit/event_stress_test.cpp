@@ -3,6 +3,8 @@
  */
 #include "event_fixture.h"
 
+#include "agent_thread/agent_thread.h"
+#include "agent_thread/control_c.h"
 #include "entry/agent_entry.h"
 
 #include <atomic>

@@ -1,4 +1,6 @@
 /* Frames and local variables. */
+#include "entry/agent_entry.h"
+
 #include "entry_fixture.h"
 
 struct FrameTest : EntryTest {

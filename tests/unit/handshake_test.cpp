@@ -1,4 +1,7 @@
 /* The handshake with the debugger's process: signal 16, then the answer through a FIFO or through the process's memory. */
+#include "load/handshake.h"
+#include "load/load.h"
+
 #include "load_fixture.h"
 
 #include "debugger_process.h"

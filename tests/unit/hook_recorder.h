@@ -7,7 +7,7 @@
 #ifndef QUOR_TEST_HOOK_RECORDER_H
 #define QUOR_TEST_HOOK_RECORDER_H
 
-#include "core/agent_main.h"
+#include "event/hook_points.h"
 
 #include <functional>
 #include <mutex>

@@ -1,5 +1,6 @@
 /* The hook points of the built library, as a debugger finds them: by name, each at an address of its own. */
-#include "core/agent_main.h"
+#include "support/agent_types.h"
+#include "vm/jvmdi.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>

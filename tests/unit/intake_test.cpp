@@ -1,6 +1,8 @@
 /* Intake of events: from the VM's callback or hook to the queue, or straight to processing, or nowhere; and the boot hook. */
 #include "event_fixture.h"
 
+#include "agent_thread/processing.h"
+#include "registry/class_info.h"
 #include "support/err_str.h"
 
 #include <signal.h>

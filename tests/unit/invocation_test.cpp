@@ -1,11 +1,11 @@
 /* Method invocation: a request is left for a thread that waits in the queue, runs there, and its outcome comes back, inside
  * the debugger's call or as an event. The test's own thread is the agent thread; what runs at hooks::during is the debugger.
  */
+#include "agent_thread/await_outcome.h"
 #include "entry/agent_entry.h"
 #include "event_fixture.h"
-#include "watched_monitor.h"
-
 #include "support/err_str.h"
+#include "watched_monitor.h"
 
 #include <signal.h>
 #include <string.h>

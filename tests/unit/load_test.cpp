@@ -1,9 +1,16 @@
 /* The load entry points: the order of their VM calls, what they record, and the failures that end the process. */
 #include "load_fixture.h"
 
-#include "event/agent_event.h"
-#include "invoke/agent_call.h"
+#include "agent_thread/processing.h"
+#include "invoke/requests.h"
+#include "java_threads/boot.h"
+#include "java_threads/callbacks.h"
+#include "load/handshake.h"
+#include "load/load.h"
 #include "registry/agent_uref.h"
+#include "registry/prep_list.h"
+#include "registry/resources.h"
+#include "support/agent_self.h"
 
 #include <dlfcn.h>
 

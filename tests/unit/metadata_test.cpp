@@ -1,7 +1,5 @@
 #include "entry/agent_entry.h"
 
-#include "entry/entry_support.h"
-
 #include "query_fixture.h"
 
 #include <string.h>

@@ -1,6 +1,7 @@
 /* The monitors that all threads own. */
 #include "monitor_fixture.h"
 
+#include "entry/agent_entry.h"
 #include "support/log_agent.h"
 
 struct MonitorList : MonitorTest {

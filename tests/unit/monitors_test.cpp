@@ -1,4 +1,6 @@
 /* Monitors of one thread, and the monitor of one object. */
+#include "entry/agent_entry.h"
+
 #include "monitor_fixture.h"
 
 /* ---- The monitors that a thread owns ---- */

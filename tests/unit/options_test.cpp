@@ -1,4 +1,7 @@
 /* The option string of the load entry points. What `sync` sets going is in handshake_test.cpp. */
+#include "load/handshake.h"
+#include "load/load.h"
+
 #include "load_fixture.h"
 
 struct LoadOptions : sim::SimTest {

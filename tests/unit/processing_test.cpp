@@ -1,6 +1,10 @@
 /* Processing: the filter, the references of a queued event, and what each kind does at its hook point. */
-#include "entry/agent_entry.h"
+#include "agent_thread/agent_thread.h"
+#include "agent_thread/processing.h"
 #include "event_fixture.h"
+#include "java_threads/boot.h"
+#include "stop/resume_after_event.h"
+#include "stop/suspend.h"
 
 #include <algorithm>
 #include <signal.h>

@@ -4,9 +4,11 @@
 #ifndef QUOR_TEST_QUERY_FIXTURE_H
 #define QUOR_TEST_QUERY_FIXTURE_H
 
-#include "event/agent_event.h"
+#include "registry/agent_records.h"
 #include "registry/agent_tmap.h"
 #include "registry/agent_uref.h"
+#include "registry/prep_list.h"
+#include "registry/resources.h"
 #include "sim/sim_test.h"
 
 #include <string>

@@ -3,6 +3,9 @@
 #include "sanitizer/both_lock_orders.h"
 #include "watched_monitor.h"
 
+#include "agent_thread/attach_stop.h"
+#include "agent_thread/control_c.h"
+#include "java_threads/poster.h"
 #include "support/err_str.h"
 
 #include <string.h>

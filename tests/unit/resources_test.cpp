@@ -1,4 +1,6 @@
 /* The resource list: references that are released, newest first, when the process resumes. */
+#include "registry/resources.h"
+
 #include "load_fixture.h"
 
 static std::vector<std::string> released;

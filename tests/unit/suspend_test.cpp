@@ -2,8 +2,13 @@
 #include "load_fixture.h"
 
 #include "entry/agent_entry.h"
-#include "event/agent_event.h"
+#include "invoke/requests.h"
+#include "registry/agent_tmap.h"
 #include "registry/agent_uref.h"
+#include "registry/prep_list.h"
+#include "stop/global_locks.h"
+#include "stop/suspend.h"
+#include "support/agent_self.h"
 
 #include <cstring>
 #include <dlfcn.h>

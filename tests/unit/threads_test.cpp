@@ -1,4 +1,6 @@
 /* Threads and thread groups. */
+#include "entry/agent_entry.h"
+
 #include "entry_fixture.h"
 
 /* ---- The list of threads ---- */

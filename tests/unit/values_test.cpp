@@ -1,6 +1,5 @@
 /* Fields and arrays. A check is written once, over the C type, and runs for each type of jni_types.h. */
 #include "entry/agent_entry.h"
-
 #include "entry/jni_types.h"
 
 #include "entry_fixture.h"

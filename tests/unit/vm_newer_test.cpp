@@ -1,4 +1,5 @@
 /* What a VM newer than JVMTI 1.0 asks of the agent, and that no other VM sees any of it. */
+#include "agent_thread/processing.h"
 #include "vm/vm_newer.h"
 
 #include "event_fixture.h"

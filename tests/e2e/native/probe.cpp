@@ -1,7 +1,8 @@
 /* probe.cpp: what a debugger reads at one stop, read in one call. gdb's calls into a process take milliseconds each; a test
  * with ten thousand stops makes one call a stop, to this. Loaded by the Java program. */
-#include "core/agent_main.h"
 #include "entry/agent_entry.h"
+#include "registry/agent_records.h"
+#include "vm/vm_interface.h"
 
 #include <malloc.h>
 #include <string.h>

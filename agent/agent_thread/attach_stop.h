@@ -1,0 +1,18 @@
+/* attach_stop.h: the stop at which a debugger that attaches is shown the agent. */
+#ifndef QUOR_ATTACH_STOP_H
+#define QUOR_ATTACH_STOP_H
+
+#include "support/agent_types.h"
+
+/* Set to 1 by the debugger after it has called agent_attach_jquor; polled likewise, answered with process_on_attach, and
+ * reset to 0. */
+AGENT_API jint jquor_attached;
+
+/* Seeds the list of prepared classes and shows the agent to a debugger that has set jquor_attached. Agent thread only.
+ * Gives the result of resume_after_event. */
+AGENT_API jint process_on_attach();
+
+/* The thread that created the agent thread; not exported. */
+extern agent_tid_t tid_main_thread;
+
+#endif

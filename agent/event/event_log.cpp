@@ -1,0 +1,70 @@
+#include "event/event_log.h"
+
+#include "event/dump.h"
+#include "event/event_table.h"
+#include "support/log_agent.h"
+#include "support/names.h"
+#include "vm/vm_interface.h"
+
+#define LOG_SOURCE "agent_trace.c"
+
+/* The events of JVMTI that the agent has no kind for; the others have theirs in the event table. */
+static const number_name jvmti_only_names[] = {
+    {54, "CLASS_FILE_LOAD_HOOK"},
+    {57, "VM_START"},
+    {67, "NATIVE_METHOD_BIND"},
+    {68, "COMPILED_METHOD_LOAD"},
+    {69, "COMPILED_METHOD_UNLOAD"},
+    {70, "DYNAMIC_CODE_GENERATED"},
+    {71, "DATA_DUMP_REQUEST"},
+    {73, "MONITOR_WAIT"},
+    {74, "MONITOR_WAITED"},
+    {75, "MONITOR_CONTENDED_ENTER"},
+    {76, "MONITOR_CONTENDED_ENTERED"},
+    {81, "GARBAGE_COLLECTION_START"},
+    {82, "GARBAGE_COLLECTION_FINISH"},
+    {83, "OBJECT_FREE"},
+    {84, "VM_OBJECT_ALLOC"},
+};
+
+/* "CONTENTED" is the spelling that log readers match. */
+static const number_name jvmpi_event_names[] = {
+    {37, "HEAP_DUMP"},
+    {50, "OBJECT_DUMP"},
+    {54, "MONITOR_CONTENTED_ENTER"},
+    {55, "MONITOR_CONTENTED_ENTERED"},
+    {56, "MONITOR_CONTENTED_EXIT"},
+    {57, "MONITOR_WAIT"},
+    {58, "MONITOR_WAITED"},
+    {59, "MONITOR_DUMP"},
+    {60, "GC_START"},
+    {61, "GC_FINISH"},
+};
+
+const char* jvmdi_event_str(jint kind) {
+    static unknown_name unknown;
+    const event_row* row = event_row_of(kind);
+    return row ? row->name : unknown_text(kind, unknown);
+}
+
+const char* jvmti_event_str(jint kind) {
+    static unknown_name unknown;
+    if (jvmdi) return jvmdi_event_str(kind);
+    const event_row* row = event_row_of_jvmti(kind);
+    return row ? row->name : name_or_unknown(jvmti_only_names, kind, unknown);
+}
+
+const char* jvmpi_event_str(jint kind) {
+    static unknown_name unknown;
+    return name_or_unknown(jvmpi_event_names, kind, unknown);
+}
+
+void dump_jvmdi_event(JNIEnv* env, JVMDI_Event* event) {
+    AGENT_LOG(LogJVMDI, "Event = %s", jvmdi_event_str(event->kind));
+    const event_row* row = event_row_of(event->kind);
+    (row ? row->dump : dump_unknown_event)(env, event);
+}
+
+void dump_jvmpi_event(JNIEnv*, JVMPI_Event* event) {
+    AGENT_LOG(LogJVMDI, "Event = %s", jvmpi_event_str(event->event_type));
+}

@@ -1,0 +1,39 @@
+/* event_table.h: what the agent does with each kind of event, one row a kind; not part of the interface. */
+#ifndef QUOR_EVENT_TABLE_H
+#define QUOR_EVENT_TABLE_H
+
+#include "support/agent_types.h"
+#include "vm/jvmdi.h"
+
+/* Whether an event goes on to the agent thread. */
+enum event_verdict { DROP, DROP_DUMPED, PASS, PASS_DUMPED, ASK_THROW_FILTER, ASK_CATCH_FILTER };
+
+/* Which references a queued event's preprocessing makes durable. */
+enum event_references : unsigned {
+    FIND_THREAD = 1,     /* the thread must have a URef                                         */
+    OWN_THREAD = 2,      /* a URef is made for the thread                                       */
+    DECLARING_CLASS = 4, /* JVMTI leaves the class out: it is the method's declaring class      */
+    OWN_CLASS = 8,
+    OWN_EXCEPTION = 16,
+    OWN_FIELD_CLASS = 32
+};
+
+typedef void (*event_hook)(JNIEnv* env, JVMDI_Event* event);
+typedef void (*event_dump)(JNIEnv* env, const JVMDI_Event* event);
+
+struct event_row {
+    jint kind;
+    const char* name;
+    jvmtiEvent event; /* JVMTI's number; 0 where it has no such event */
+    event_verdict verdict;
+    unsigned references;
+    const char* message; /* what preprocessing prints: of a thread without URef if it must have one, else at once */
+    event_dump dump;
+    event_hook hook; /* null: nothing is shown */
+};
+
+/* The row of a kind, and of an event by JVMTI's number; null for one that the agent does not know. */
+const event_row* event_row_of(jint kind);
+const event_row* event_row_of_jvmti(jint event);
+
+#endif

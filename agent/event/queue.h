@@ -1,0 +1,42 @@
+/* queue.h: the queue between the threads that raise events and the agent thread: its entries and its monitors.
+ *
+ * It is a strict rendezvous: the raising thread (java_threads/poster.h) goes on only when the agent thread
+ * (agent_thread/consumer.h), and through it the debugger, has finished with the event. */
+#ifndef QUOR_QUEUE_H
+#define QUOR_QUEUE_H
+
+#include "support/agent_monitor.h"
+
+/* What the agent thread calls for an event: process_jvmdi_event or process_jvmpi_event behind one type. `tid` is the
+ * poster's thread id. */
+typedef void (*event_handler)(JNIEnv* env, void* event, agent_tid_t tid);
+
+/* One blocked poster. Entries come from the VM's Allocate ten at a time and are reused for ever. */
+typedef struct queue_entry {
+    void* event;              /* the event record, the poster's own; null releases the poster        */
+    agent_tid_t tid;          /* the poster's thread id                                              */
+    struct queue_entry* next; /* link in the queue or in the free list                               */
+    monitor_t done;           /* the poster waits on it for `event` to become null                   */
+    event_handler handler;    /* what to call for the event                                          */
+} queue_entry;
+
+/* Guards the queue; signalled for each entry that is appended. The agent thread waits on it. */
+extern monitor_t event_queue_monitor;
+
+/* Initialises the monitors (aborts if that fails) and empties the queue. */
+void event_queue_reset();
+
+/* Take an entry from those that are free, and give it back. 0, 113 when a monitor failed, the code of a failed Allocate. */
+jint event_queue_take_free(queue_entry** entry);
+jint event_queue_put_free(queue_entry* entry);
+
+/* Appends an entry whose done monitor the caller holds, and wakes the agent thread. 0; 113 when a monitor failed, and then
+ * that done monitor is given up too. */
+jint event_queue_append(queue_entry* entry);
+
+/* For the holder of event_queue_monitor: whether the queue is empty; its oldest entry, or null; that entry taken out. */
+bool event_queue_is_empty();
+queue_entry* event_queue_head();
+queue_entry* event_queue_take_head();
+
+#endif

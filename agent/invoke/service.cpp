@@ -1,0 +1,86 @@
+#include "invoke/service.h"
+
+#include "invoke/requests.h"
+#include "registry/agent_uref.h"
+
+#include <stdio.h>
+#include <string.h>
+
+static void reset_outcome(JVMDI_Event* result) {
+    result->kind = JVMDI_EVENT_USER_DEFINED;
+    outcome_of(result)->exception = NULL;
+    outcome_of(result)->status = 0;
+}
+
+/* Makes the JNI call that matches the return type, for a static or an instance method. */
+static jvalue call_method(JNIEnv* env, const invoke_request* request) {
+    jvalue value;
+    memset(&value, 0, sizeof value);
+    const jmethodID method = request->method;
+    const jvalue* arguments = request->arguments;
+#define CALL(Type)                                                                          \
+    (request->is_static ? env->CallStatic##Type##MethodA(request->clazz, method, arguments) \
+                        : env->Call##Type##MethodA(request->object, method, arguments))
+    switch (request->return_type) {
+    case 'B': value.b = CALL(Byte); break;
+    case 'C': value.c = CALL(Char); break;
+    case 'D': value.d = CALL(Double); break;
+    case 'F': value.f = CALL(Float); break;
+    case 'I': value.i = CALL(Int); break;
+    case 'J': value.j = CALL(Long); break;
+    case 'S': value.s = CALL(Short); break;
+    case 'V': CALL(Void); break;
+    case 'Z': value.z = CALL(Boolean); break;
+    case 'L':
+    case '[': value.l = CALL(Object); break;
+    default: printf("service_invoke_request: unknown return type\n"); break;
+    }
+#undef CALL
+    return value;
+}
+
+static void fill_outcome(JNIEnv* env, const invoke_request* request, jvalue value, AgentInvokRet* outcome) {
+    outcome->exception = env->ExceptionOccurred();
+    if (outcome->exception) env->ExceptionDescribe();
+    outcome->thread = request->thread;
+    if (outcome->exception) {
+        outcome->status = INVOKE_STATUS_THREW;
+        return;
+    }
+    outcome->status = INVOKE_STATUS_RETURNED;
+    outcome->value = value;
+    outcome->return_type = (unsigned char)request->return_type;
+    outcome->value_class = NULL;
+    if ((request->return_type == 'L' || request->return_type == '[') && value.l) {
+        jint created;
+        outcome->value_class = URef_from_local(env, env->GetObjectClass(value.l), &created);
+    }
+}
+
+/* A debugger that found another event in the queue may have given up before the target thread gets here; that must
+ * last, or the call would run on with its events dropped. */
+static void begin_invocation(tmap_record* record, jint sync) {
+    jint state = INVOKE_NONE;
+    if (!sync)
+        shared_store(record->invocation_state, INVOKE_NONE);
+    else
+        __atomic_compare_exchange_n(&record->invocation_state, &state, (jint)INVOKE_RUNNING, false, __ATOMIC_ACQ_REL,
+                                    __ATOMIC_ACQUIRE);
+}
+
+void service_invoke_request(JNIEnv* env, tmap_record* record, JVMDI_Event* result) {
+    reset_outcome(result);
+    if (!record) return;
+    invoke_request* request = find_invoke_method(record->handle);
+    if (!request) return;
+    begin_invocation(record, request->sync);
+    const jvalue value = call_method(env, request);
+    const jint state = shared_load(record->invocation_state);
+    const bool abandoned = request->sync && state != INVOKE_RUNNING && state != INVOKE_ABORTED;
+    if (!abandoned) {
+        fill_outcome(env, request, value, outcome_of(result));
+        if (state == INVOKE_ABORTED) env->ExceptionClear();
+    }
+    shared_store(record->invocation_state, INVOKE_NONE);
+    free_invoke_method(env, request);
+}

@@ -1,0 +1,75 @@
+#include "java_threads/intake.h"
+
+#include "agent_thread/processing.h"
+#include "event/event_log.h"
+#include "event/event_table.h"
+#include "event/filters.h"
+#include "event/queue.h"
+#include "java_threads/poster.h"
+#include "support/agent_self.h"
+#include "support/log_agent.h"
+#include "support/report.h"
+#include "vm/vm_newer.h"
+
+jint filter_jvmdi_event(JNIEnv* env, JVMDI_Event* event) {
+    const event_row* row = event_row_of(event->kind);
+    const event_verdict verdict = row ? row->verdict : DROP_DUMPED;
+    if ((verdict == PASS_DUMPED || verdict == DROP_DUMPED) && log_is_on(LogJVMDI)) dump_jvmdi_event(env, event);
+    switch (verdict) {
+    case PASS:
+    case PASS_DUMPED: return 1;
+    case ASK_THROW_FILTER: return filter_jvmdi_event_throw(env, event);
+    case ASK_CATCH_FILTER: return filter_jvmdi_event_catch(env, event);
+    default: return 0;
+    }
+}
+
+/* The references of an event belong to the raising thread; the agent thread is about to use them. */
+static void share_references(vm_shared_references* shared, JVMDI_Event* event) {
+    switch (event->kind) {
+    case JVMDI_EVENT_EXCEPTION:
+    case JVMDI_EVENT_EXCEPTION_CATCH: shared->share(&event->u.exception_catch.exception); break;
+    case JVMDI_EVENT_FIELD_MODIFICATION:
+        if (event->u.field_modification.signature_type == 'L' || event->u.field_modification.signature_type == '[')
+            shared->share(&event->u.field_modification.new_value.l);
+        [[fallthrough]];
+    case JVMDI_EVENT_FIELD_ACCESS:
+        shared->share(&event->u.field_access.field_clazz);
+        shared->share(&event->u.field_access.object);
+        break;
+    case JVMDI_EVENT_CLASS_PREPARE: shared->share(&event->u.class_event.clazz); break;
+    default: break;
+    }
+    if (event->kind != JVMDI_EVENT_VM_DEATH) shared->share(&event->u.thread_change.thread);
+}
+
+/* What both full hooks do with an event; `message` reports, with the error's name, that it cannot be queued. */
+static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, const char* message) {
+    JVMDI_Event event = *raised;
+    if (!filter_jvmdi_event(env, &event)) return;
+    if (tid == shared_load(tid_debug_agent)) {
+        process_jvmdi_event(env, &event, tid); /* the agent thread empties the queue: it cannot wait in it */
+        return;
+    }
+    if (!shared_load(agent_thread)) return;
+    vm_shared_references shared(env);
+    share_references(&shared, &event);
+    if (jint err = add_event(env, &event, (event_handler)process_jvmdi_event)) agent_fatal_error(message, err);
+}
+
+void JNICALL jvmdi_event_hook(JNIEnv* env, JVMDI_Event* event) {
+    take_event(env, event, agent_self(), "jvmdi_event_hook: Unable to process event -- %s\n");
+}
+
+void jvmti_event_hook(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
+    take_event(env, event, tid, "jvmti_event_hook: Unable to process event -- %s\n");
+}
+
+void jvmpi_event_hook(JVMPI_Event* event) {
+    if (agent_self() == shared_load(tid_debug_agent)) {
+        process_jvmpi_event(event->env_id, event, agent_self());
+        return;
+    }
+    if (jint err = add_event(event->env_id, event, (event_handler)process_jvmpi_event))
+        agent_fatal_error("jvmdi_event_hook:Unable to process event failed -- %s\n", err);
+}

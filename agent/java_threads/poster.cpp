@@ -1,0 +1,71 @@
+#include "java_threads/poster.h"
+
+#include "agent_thread/processing.h"
+#include "invoke/requests.h"
+#include "invoke/service.h"
+#include "registry/agent_tmap.h"
+#include "support/agent_self.h"
+#include "support/report.h"
+#include "vm/vm_newer.h"
+
+#include <string.h>
+
+/* What add_event_helper does; with `may_end` the thread's record may be gone when its event was processed, and is then null. */
+static jint post(JNIEnv* env, void* event, event_handler handler, JVMDI_Event* result, tmap_record** record,
+                 bool may_end) {
+    const agent_tid_t tid = *record ? (*record)->tid : agent_self();
+    if (tid == shared_load(tid_debug_agent))
+        return report_failure("add_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
+    queue_entry* entry = NULL;
+    if (jint err = event_queue_take_free(&entry)) return err;
+    /* held until the event was processed, so that the agent thread cannot signal before this thread waits */
+    if (!monitor_lock(&entry->done, "add_event")) return JVMDI_ERROR_INTERNAL;
+    entry->event = event;
+    entry->tid = tid;
+    entry->handler = handler;
+    entry->next = NULL;
+    if (jint err = event_queue_append(entry)) return err;
+    while (entry->event)
+        if (!monitor_wait(&entry->done, "add_event")) return JVMDI_ERROR_INTERNAL;
+    if (may_end) *record = TMap_tid2tm(tid);
+    service_invoke_request(env, *record, result);
+    if (!monitor_unlock(&entry->done, "add_event")) return JVMDI_ERROR_INTERNAL;
+    return event_queue_put_free(entry);
+}
+
+static void share_outcome(vm_shared_references* shared, AgentInvokRet* outcome) {
+    shared->take(&outcome->exception);
+    const bool is_reference = outcome->return_type == 'L' || outcome->return_type == '[';
+    if (outcome->status == INVOKE_STATUS_RETURNED && is_reference) shared->take(&outcome->value.l);
+}
+
+static bool ends_thread(const void* event, event_handler handler) {
+    return handler == (event_handler)process_jvmdi_event && ((const JVMDI_Event*)event)->kind == JVMDI_EVENT_THREAD_END;
+}
+
+jint add_event(JNIEnv* env, void* event, event_handler handler) {
+    tmap_record* record = TMap_tid2tm(agent_self());
+    if (record) {
+        const jint state = shared_load(record->invocation_state);
+        if (state == INVOKE_ABANDONED) {
+            shared_store(record->invocation_state, INVOKE_ABORTED);
+            env->Throw((jthrowable)java_lang_throwable);
+        }
+        if (state != INVOKE_NONE) return 0;
+    }
+    const bool may_end = ends_thread(event, handler);
+    JVMDI_Event result;
+    memset(&result, 0, sizeof result);
+    vm_shared_references shared(env);
+    for (;;) {
+        if (jint err = post(env, event, handler, &result, &record, may_end)) return err;
+        shared.release(); /* of an outcome that was just delivered */
+        if (outcome_of(&result)->status == 0) return 0;
+        share_outcome(&shared, outcome_of(&result));
+        event = &result;
+    }
+}
+
+jint add_event_helper(JNIEnv* env, void* event, event_handler handler, JVMDI_Event* result, tmap_record* record) {
+    return post(env, event, handler, result, &record, false);
+}

@@ -1,0 +1,21 @@
+/* agent_self.h: who the agent thread is, what it shows of itself to the debugger, and whether it has stopped the others. */
+#ifndef QUOR_AGENT_SELF_H
+#define QUOR_AGENT_SELF_H
+
+#include "support/agent_types.h"
+
+AGENT_API jobject agent_thread;        /* URef of the agent's java.lang.Thread; 0 once the thread has finished  */
+AGENT_API agent_tid_t tid_debug_agent; /* the agent thread's id; written once, by itself                        */
+AGENT_API JNIEnv* quor_env;            /* the agent thread's JNIEnv, stored by jquor_jvmdi_sync_hook            */
+AGENT_API agent_tid_t quor_tid;        /* the agent thread's id, stored there                                   */
+AGENT_API const char* quor_classpath;  /* the combined class path, stored there; may be null                    */
+AGENT_API const char* quor_vmversion;  /* the VM's version text, stored there; may be null                      */
+
+/* Whether the calling thread is the agent thread. */
+static inline bool on_agent_thread() { return agent_self() == shared_load(tid_debug_agent); }
+
+/* True from agent_suspend_all to agent_resume_all, which note it. */
+bool agent_has_suspended();
+void agent_note_suspended(bool now_suspended);
+
+#endif
