@@ -6,6 +6,7 @@
 #include "entry/jni_types.h"
 #include "registry/resources.h"
 #include "vm/vm_env.h"
+#include "vm/vm_newer.h"
 
 #include <stdio.h>
 
@@ -81,15 +82,33 @@ JNI_TYPES(FIELD_SETTERS)
 
 /* ---- Array elements ---- */
 
+/* The calls that JNI has for the elements of one type of array. */
+template <class Array, class E> struct element_calls {
+    E* (JNIEnv::*get)(Array, jboolean*);
+    void (JNIEnv::*release)(Array, E*, jint);
+    void (JNIEnv::*get_region)(Array, jsize, jsize, E*);
+};
+
+/* Elements that were copied go back to the array as they were when they were copied. */
 template <class Array, class E>
-static jint get_element(JNIEnv* env, Array array, jint index, E* value, E* (JNIEnv::*get)(Array, jboolean*),
-                        void (JNIEnv::*release)(Array, E*, jint)) {
-    env = current_env(env);
+static void copy_element(JNIEnv* env, Array array, jint index, E* value, const element_calls<Array, E>& calls) {
     jboolean is_copy = JNI_FALSE;
-    E* elements = (env->*get)(array, &is_copy);
+    E* elements = (env->*calls.get)(array, &is_copy);
     *value = elements ? elements[index] : E();
-    if (elements && is_copy) (env->*release)(array, elements, 0);
-    return 0;
+    if (elements && is_copy) (env->*calls.release)(array, elements, 0);
+}
+
+template <class Array, class E>
+static jint get_element(JNIEnv* env, Array array, jint index, E* value, const element_calls<Array, E>& calls) {
+    env = current_env(env);
+    if (!vm_is_newer()) {
+        copy_element(env, array, index, value, calls);
+        return 0;
+    }
+    /* the program may run on and store into the array itself */
+    *value = E();
+    (env->*calls.get_region)(array, index, 1, value);
+    return exception_result(env);
 }
 
 template <class Array, class E>
@@ -102,8 +121,9 @@ static jint set_element(JNIEnv* env, Array array, jint index, E value,
 
 #define ARRAY_ELEMENT(name, Name)                                                                                   \
     AGENT_API jint agent_get_##name##array_element(JNIEnv* env, j##name##Array array, jint index, j##name* value) { \
-        return get_element(env, array, index, value, &JNIEnv::Get##Name##ArrayElements,                             \
-                           &JNIEnv::Release##Name##ArrayElements);                                                  \
+        return get_element(env, array, index, value,                                                                \
+                           {&JNIEnv::Get##Name##ArrayElements, &JNIEnv::Release##Name##ArrayElements,               \
+                            &JNIEnv::Get##Name##ArrayRegion});                                                      \
     }                                                                                                               \
     AGENT_API jint agent_set_##name##array_element(JNIEnv* env, j##name##Array array, jint index, j##name value) {  \
         return set_element(env, array, index, value, &JNIEnv::Set##Name##ArrayRegion);                              \

@@ -121,6 +121,14 @@ static void JNICALL set_region(JNIEnv* env, A array, jsize start, jsize count, c
     std::copy_n(values, count, &found->template at<V>(start));
 }
 
+template <class V, class A>
+static void JNICALL get_region(JNIEnv* env, A array, jsize start, jsize count, V* values) {
+    JniCall call(env, array_name<V>("Get", "Region"), array, start, count);
+    Array* found = call.failed ? nullptr : array_of<V>(call, array);
+    if (!found || refuse_range(call, *found, start, count)) return;
+    std::copy_n(&found->template at<V>(start), count, values);
+}
+
 void fill_jni_arrays(JNINativeInterface_& table) {
     table.GetArrayLength = get_array_length;
     table.NewObjectArray = new_object_array;
@@ -130,6 +138,7 @@ void fill_jni_arrays(JNINativeInterface_& table) {
     table.New##name##Array = new_array<V, V##Array>;                    \
     table.Get##name##ArrayElements = get_elements<V, V##Array>;         \
     table.Release##name##ArrayElements = release_elements<V, V##Array>; \
+    table.Get##name##ArrayRegion = get_region<V, V##Array>;             \
     table.Set##name##ArrayRegion = set_region<V, V##Array>;
     SIM_PRIMITIVES(T)
 #undef T

@@ -207,7 +207,10 @@ TEST_P(Values, ThatAreObjectsAreSetInFields) {
 
 /* ---- Array elements ---- */
 
-TEST_P(Values, OfArrayElementsAreStoredAndACopyReleased) {
+struct ElementCopies : Values {};
+SIM_MODES(ElementCopies, sim::Mode::jvmti10, sim::Mode::jvmdi);
+
+TEST_P(ElementCopies, AreStoredAndReleased) {
 #define CHECK(name, Name)                                                                \
     {                                                                                    \
         sim::Array& array = array_with(value_of_##name);                                 \
@@ -227,7 +230,7 @@ TEST_P(Values, OfArrayElementsAreStoredAndACopyReleased) {
     EXPECT_EQ(0u, sim.live_elements());
 }
 
-TEST_P(Values, OfArrayElementsThatWereNotCopiedAreNotReleased){
+TEST_P(ElementCopies, ThatAreTheArraysOwnAreNotReleased){
 #define CHECK(name, Name)                                                                                       \
     {                                                                                                           \
         sim::Array& array = array_with(value_of_##name);                                                        \
@@ -242,7 +245,7 @@ TEST_P(Values, OfArrayElementsThatWereNotCopiedAreNotReleased){
 #undef CHECK
 }
 
-TEST_P(Values, OfArrayElementsThatTheVmDoesNotGiveAreZero){
+TEST_P(ElementCopies, ThatTheVmDoesNotGiveAreZero){
 #define CHECK(name, Name)                                                                                              \
     {                                                                                                                  \
         j##name value = value_of_##name;                                                                               \
@@ -250,6 +253,47 @@ TEST_P(Values, OfArrayElementsThatTheVmDoesNotGiveAreZero){
         EXPECT_EQ(0, agent_get_##name##array_element(NULL, sim.local<j##name##Array>(&array_with(value)), 1, &value)); \
         EXPECT_EQ(j##name(), value);                                                                                   \
         EXPECT_EQ(0u, sim.count_calls("JNI.Release" #Name "ArrayElements"));                                           \
+    }
+    JNI_PRIMITIVES(CHECK)
+#undef CHECK
+}
+
+/* A copy that is given back whole would undo what the program stored meanwhile. */
+struct ElementRegions : Values {};
+SIM_MODES(ElementRegions, sim::Mode::jvmti_newer);
+
+TEST_P(ElementRegions, HoldTheElementThatIsAskedForAlone) {
+#define CHECK(name, Name)                                                                                       \
+    {                                                                                                           \
+        sim::Array& array = array_with(value_of_##name);                                                        \
+        j##name value = j##name();                                                                              \
+        sim.clear_calls();                                                                                      \
+        EXPECT_EQ(0, agent_get_##name##array_element(sim.env(), sim.local<j##name##Array>(&array), 1, &value)); \
+        EXPECT_EQ(value_of_##name, value);                                                                      \
+        EXPECT_EQ(strings({call("Get" #Name "ArrayRegion", array.label + ", 1, 1")}),                           \
+                  sim.calls_without({"JNI.Exception*"}));                                                       \
+    }
+    JNI_PRIMITIVES(CHECK)
+#undef CHECK
+}
+
+TEST_P(ElementRegions, LeaveTheProgramsOwnStoresAlone) {
+    sim::Array& array = array_with(value_of_int);
+    sim.before("JNI.ReleaseIntArrayElements", [&] { array.at<jint>(0) = 77; });
+    sim.before("JNI.GetIntArrayRegion", [&] { array.at<jint>(0) = 77; });
+    jint value;
+    EXPECT_EQ(0, agent_get_intarray_element(sim.env(), sim.local<jintArray>(&array), 1, &value));
+    EXPECT_EQ(77, array.at<jint>(0));
+}
+
+TEST_P(ElementRegions, BeyondTheEndGive113AndZeroAndLeaveNoException) {
+#define CHECK(name, Name)                                                                                             \
+    for (const jint index : {-1, 1000}) {                                                                             \
+        j##name value = value_of_##name;                                                                              \
+        EXPECT_EQ(JVMDI_ERROR_INTERNAL, agent_get_##name##array_element(                                              \
+                                            NULL, sim.local<j##name##Array>(&array_with(value)), index, &value));     \
+        EXPECT_EQ(j##name(), value);                                                                                  \
+        EXPECT_EQ(nullptr, sim.pending());                                                                            \
     }
     JNI_PRIMITIVES(CHECK)
 #undef CHECK
