@@ -7,6 +7,7 @@
 #include "support/report.h"
 #include "vm/vm_env.h"
 #include "vm/vm_memory.h"
+#include "vm/vm_newer.h"
 
 #include <string.h>
 
@@ -30,15 +31,66 @@ static jint describe_found_class(JNIEnv* env, jclass found, class_info* info) {
     return found ? agent_get_classinfo(env, info->clazz, info) : err;
 }
 
+/* Whether the class has this name, as FindClass would take it. */
+static bool is_named(JNIEnv* env, jclass clazz, const char* name) {
+    char* signature;
+    if (vm_get_class_signature(env, clazz, &signature)) return false;
+    const size_t length = strlen(name);
+    const bool same = *name == '[' ? strcmp(signature, name) == 0
+                                   : *signature == 'L' && strncmp(signature + 1, name, length) == 0 &&
+                                         strcmp(signature + 1 + length, ";") == 0;
+    vm_deallocate(signature);
+    return same;
+}
+
+/* The class of that name among those that the loader (null: the bootstrap loader) has given out; null if there is none. */
+static jclass given_out(JNIEnv* env, jobject loader, const char* name) {
+    jint count = 0;
+    jclass* classes = NULL;
+    if (jvmti->GetClassLoaderClasses(loader, &count, &classes)) return NULL;
+    vm_expect_local_references(env, count);
+    jclass found = NULL;
+    for (jint i = 0; i < count; i++) {
+        if (!found && is_named(env, classes[i], name))
+            found = classes[i];
+        else
+            env->DeleteLocalRef(classes[i]);
+    }
+    vm_deallocate(classes);
+    return found;
+}
+
+/* The agent thread's context class loader, which is the one that FindClass asks there; null when it cannot be had. */
+static jobject own_loader(JNIEnv* env) {
+    JVMDI_thread_info info = {};
+    if (vm_get_thread_info(env, NULL, &info)) return NULL;
+    vm_deallocate(info.name);
+    env->DeleteLocalRef(info.thread_group);
+    return info.context_class_loader;
+}
+
+/* A class that FindClass need not look for. FindClass runs the program: it asks class loaders that are Java code, and it
+ * initialises the class, or waits until a thread that is in the middle of that, and stopped, has done it. */
+static jclass find_loaded_class(JNIEnv* env, const char* name) {
+    const jobject loader = own_loader(env);
+    jclass found = loader ? given_out(env, loader, name) : NULL;
+    if (loader) env->DeleteLocalRef(loader);
+    return found ? found : given_out(env, NULL, name);
+}
+
 jint agent_get_class(JNIEnv* env, const char* name, class_info* info) {
     if (!info) return JVMDI_ERROR_INTERNAL;
     env = current_env(env);
-    return describe_found_class(env, env->FindClass(name), info);
+    info->clazz = NULL;
+    jclass found = vm_is_newer() ? find_loaded_class(env, name) : NULL;
+    if (!found) found = env->FindClass(name);
+    return describe_found_class(env, found, info);
 }
 
 jint agent_get_superclass(JNIEnv* env, jclass clazz, class_info* info) {
     if (!info) return JVMDI_ERROR_INTERNAL;
     env = current_env(env);
+    info->clazz = NULL;
     return describe_found_class(env, env->GetSuperclass(clazz), info);
 }
 

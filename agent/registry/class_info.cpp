@@ -31,10 +31,9 @@ jint agent_get_classinfo(JNIEnv* env, jclass clazz, class_info* info) {
     info->has_source = 1;
     if (jint err = take_text(info->source_file, text)) return err;
 
-    jboolean is_interface;
-    if (jint err = vm_is_interface(env, clazz, &is_interface))
+    /* a one-byte answer, into the word that is zero */
+    if (jint err = vm_is_interface(env, clazz, (jboolean*)&info->is_interface))
         return report_failure("AgentThread: JVMDI_IsInterface() failed -- %s\n", err);
-    info->is_interface = is_interface;
     return 0;
 }
 

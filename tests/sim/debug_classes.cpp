@@ -89,6 +89,20 @@ static jint get_loaded_classes(Api api, jint* count, jclass** classes) {
     return JVMTI_ERROR_NONE;
 }
 
+/* JVMTI only: the agent has no use for it elsewhere. A null loader stands for the bootstrap loader. */
+static jint get_class_loader_classes(Api api, jobject loader, jint* count, jclass** classes) {
+    DebugCall call(api, "GetClassLoaderClasses", loader);
+    if (call.failed || !call.outputs(count, classes)) return call.code();
+    const Object* wanted = loader ? call.get<Object>(loader, JVMTI_ERROR_ILLEGAL_ARGUMENT) : nullptr;
+    if (loader && !wanted) return call.code();
+    std::vector<Class*> found;
+    for (Class* candidate : the_sim().loaded_classes)
+        if (candidate->loader == wanted) found.push_back(candidate);
+    *count = static_cast<jint>(found.size());
+    *classes = call.give_all<jclass>(found);
+    return JVMTI_ERROR_NONE;
+}
+
 /* ---- Fields ----------------------------------------------------------------------------------------------------- */
 
 static const Field* field_in(DebugCall& call, jclass clazz, jfieldID id) {
@@ -149,6 +163,7 @@ void fill_classes(jvmtiInterface_1_& ti, JVMDI_Interface_1& di) {
     di.GetImplementedInterfaces = Di<get_implemented_interfaces>::call;
     ti.GetLoadedClasses = Ti<get_loaded_classes>::call;
     di.GetLoadedClasses = Di<get_loaded_classes>::call;
+    ti.GetClassLoaderClasses = Ti<get_class_loader_classes>::call;
     ti.GetFieldName = Ti<ti_get_field_name>::call;
     di.GetFieldName = Di<di_get_field_name>::call;
     ti.GetFieldModifiers = Ti<get_field_modifiers>::call;

@@ -130,6 +130,67 @@ TEST_P(Classes, AreFoundByNameAndNamedByTheirUref) {
     EXPECT_EQ(1, info.has_source);
 }
 
+TEST_P(Classes, ThatAreLoadedAreFoundWithoutRunningTheProgramOnANewerVm) {
+    sim::Class& own = sim.new_class("pack/Own");
+    own.loader = sim.main_thread->context_loader = sim.system_loader;
+    const std::string first = "JVMTI.GetClassLoaderClasses(loader)", then = "JVMTI.GetClassLoaderClasses(null)";
+    const struct {
+        const char* name;
+        strings asked;
+    } cases[] = {{"pack/Own", {first}}, {"pack/Foo", {first, then}}};
+    for (const auto& each : cases) {
+        sim.clear_calls();
+        EXPECT_EQ(0, agent_get_class(sim.env(), each.name, &info));
+        EXPECT_STREQ(("L" + std::string(each.name) + ";").c_str(), info.signature);
+        EXPECT_EQ(newer() ? 0u : 1u, sim.count_calls("JNI.FindClass")) << each.name;
+        EXPECT_EQ(newer() ? each.asked : strings(), sim.calls_of({"JVMTI.GetClassLoaderClasses"})) << each.name;
+    }
+}
+
+TEST_P(Classes, ThatAreNotLoadedAreLoaded) {
+    sim.loaded_classes.clear();
+    EXPECT_EQ(0, agent_get_class(sim.env(), "pack/Foo", &info));
+    EXPECT_STREQ("Lpack/Foo;", info.signature);
+    EXPECT_EQ(1u, sim.count_calls("JNI.FindClass"));
+}
+
+TEST_P(Classes, OfAnotherLoaderAreNotTaken) {
+    foo.loader = &sim.new_object("java/lang/ClassLoader");
+    EXPECT_EQ(0, agent_get_class(sim.env(), "pack/Foo", &info));
+    EXPECT_EQ(1u, sim.count_calls("JNI.FindClass")) << "which loader's it gives is the VM's to say";
+}
+
+TEST_P(Classes, LookUpLeavesNothingBehind) {
+    const size_t locals = sim.live_locals();
+    EXPECT_EQ(0, agent_get_class(sim.env(), "pack/Foo", &info));
+    const size_t blocks = sim.live_blocks().size();
+    EXPECT_EQ(locals + 1, sim.live_locals()) << "the reference to the class itself";
+    EXPECT_EQ(0, agent_get_class(sim.env(), "pack/Foo", &info));
+    EXPECT_EQ(blocks, sim.live_blocks().size());
+}
+
+TEST_P(Classes, LookUpGoesOnWhereTheVmDoesNotTellWhatIsLoaded) {
+    for (const char* function : {"GetThreadInfo", "GetClassLoaderClasses"}) {
+        sim.fail(sim.vm_name(function), JVMDI_ERROR_OUT_OF_MEMORY);
+        EXPECT_EQ(0, agent_get_class(sim.env(), "pack/Foo", &info)) << function;
+        EXPECT_STREQ("Lpack/Foo;", info.signature) << function;
+        sim.stop_failing(sim.vm_name(function));
+    }
+}
+
+TEST_P(Classes, AnswerHasNoClassWhileItIsLookedFor) {
+    sim.loaded_classes.clear();
+    jclass during_name = clazz, during_super = clazz;
+    sim.before("JNI.FindClass", [&] { during_name = info.clazz; });
+    sim.before("JNI.GetSuperclass", [&] { during_super = info.clazz; });
+    info.clazz = clazz;
+    EXPECT_EQ(0, agent_get_class(sim.env(), "pack/Foo", &info));
+    info.clazz = clazz;
+    EXPECT_EQ(0, agent_get_superclass(sim.env(), clazz, &info));
+    EXPECT_EQ(nullptr, during_name);
+    EXPECT_EQ(nullptr, during_super);
+}
+
 TEST_P(Classes, HaveOneUrefHoweverTheyAreFound) {
     sim::Class& sub = sim.new_class("pack/Sub", &foo);
     class_info of_name, of_super;
@@ -183,6 +244,7 @@ TEST_P(Classes, AreNotLookedForWithoutAnAddressForTheAnswer) {
 }
 
 TEST_P(Classes, ThatJniDoesNotGiveWithoutAnExceptionAreNoFailure) {
+    sim.loaded_classes.clear();
     jobject object = sim.local(&sim.new_object());
     jclass of_object = clazz;
     for (const char* function : {"JNI.FindClass", "JNI.GetSuperclass", "JNI.GetObjectClass"}) sim.null_in(function);
@@ -205,6 +267,7 @@ TEST_P(Classes, HaveNoSuperclassAtTheTopAndAsInterfaces) {
 }
 
 TEST_P(Classes, WhoseLookUpRaisesGive113AndLeaveNoException) {
+    sim.loaded_classes.clear();
     sim::Object& exception = sim.new_exception("java/lang/Error", "told to");
     jobject object = sim.local(&sim.new_object());
     jclass of_object = clazz;
