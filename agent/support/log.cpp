@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -17,6 +18,15 @@ static int32_t log_file_max = 10;
 static FILE* log_fp;  /* the log file; ours to close */
 static FILE* log_afp; /* the echo stream             */
 static uint32_t log_echoing;
+
+/* A log file that is finished. A thread that read log_fp before may be writing to it still. */
+struct finished_file {
+    FILE* file;
+    finished_file* next;
+};
+
+static finished_file* finished_files; /* not closed yet                            */
+static int32_t log_writers;           /* threads that may be writing to a log file */
 
 int32_t log_serial_bpt;
 
@@ -131,9 +141,45 @@ void log_print_hdrx(FILE* stream, log_category* category, const char* file, int3
     if (flags & LOG_TIMESTAMP) fprintf(stream, "%s: ", log_timestamp());
 }
 
+static void finish_file(finished_file* finished) {
+    finished->next = shared_load(finished_files);
+    while (!__atomic_compare_exchange_n(&finished_files, &finished->next, finished, false, __ATOMIC_SEQ_CST,
+                                        __ATOMIC_SEQ_CST)) {
+    }
+}
+
+static bool has_writers() { return __atomic_load_n(&log_writers, __ATOMIC_SEQ_CST) != 0; }
+
+/* Closes what is finished when nobody writes: whoever begins then finds another log_fp. A thread may begin, and another log
+ * be finished, between the look at the writers and the taking of the files, hence the second look. */
+static void close_finished_files() {
+    while (!has_writers()) {
+        finished_file* taken = __atomic_exchange_n(&finished_files, (finished_file*)NULL, __ATOMIC_SEQ_CST);
+        if (!taken) return;
+        const bool can_close = !has_writers();
+        while (finished_file* finished = taken) {
+            taken = finished->next;
+            if (!can_close) {
+                finish_file(finished);
+                continue;
+            }
+            fclose(finished->file);
+            free(finished);
+        }
+    }
+}
+
+/* The last one out closes the files that were finished meanwhile: nobody waits for anybody, not even for a thread that the
+ * debugger stopped in the middle of a record. */
+static void leave_log_file() {
+    if (__atomic_sub_fetch(&log_writers, 1, __ATOMIC_SEQ_CST) == 0) close_finished_files();
+}
+
 /* Calls `write` for each stream that records go to. */
 template <class Write> static void for_each_stream(Write write) {
-    if (FILE* stream = shared_load(log_fp)) write(stream);
+    __atomic_add_fetch(&log_writers, 1, __ATOMIC_SEQ_CST);
+    if (FILE* stream = __atomic_load_n(&log_fp, __ATOMIC_SEQ_CST)) write(stream);
+    leave_log_file();
     FILE* echo = shared_load(log_afp);
     if (echo && shared_load(log_echoing)) write(echo);
 }
@@ -176,9 +222,8 @@ void log_printf(const char* format, ...) {
 static void log_start_help(const char* path) {
     if (!path) return;
     unlink(path);
-    FILE* opened = fopen(path, "w");
+    FILE* opened = fopen(path, "wxe"); /* made here: a link that somebody plants after the removal is not followed */
     if (!opened) log_panic("log_start(): couldn't open \"%s\" -- %s", path, strerror(errno));
-    fcntl(fileno(opened), F_SETFD, FD_CLOEXEC);
     shared_store(log_fp, opened);
 }
 
@@ -197,10 +242,14 @@ uint32_t log_get_flags() { return shared_load(log_flags); }
 void log_set_file_max(int32_t max) { shared_store(log_file_max, max); }
 
 void log_finish() {
-    FILE* open = shared_load(log_fp);
-    shared_store(log_fp, (FILE*)NULL);
+    FILE* open = __atomic_exchange_n(&log_fp, (FILE*)NULL, __ATOMIC_SEQ_CST);
     shared_store(log_afp, (FILE*)NULL);
-    if (open) fclose(open);
+    if (!open) return;
+    finished_file* finished = (finished_file*)malloc(sizeof *finished);
+    if (!finished) return; /* rather open to the end than closed under somebody: each text was flushed */
+    finished->file = open;
+    finish_file(finished);
+    close_finished_files();
 }
 
 /* ---- The option file and the environment ---- */
@@ -256,15 +305,40 @@ static void read_option_line(const char* path, char* line) {
         read_category(first, &rest);
 }
 
-uint32_t log_enable_from_file(const char* path) {
-    if (!path) return 0;
-    for_each_category(turn_off);
-    FILE* options = fopen(path, "r");
+/* Does what the lines of an open option file say, and closes it; 1, or 0 for a null file. */
+static uint32_t read_options(const char* path, FILE* options) {
     if (!options) return 0;
     char line[256];
     while (fgets(line, sizeof line, options)) read_option_line(path, line);
     fclose(options);
     return 1;
+}
+
+uint32_t log_enable_from_file(const char* path) {
+    if (!path) return 0;
+    for_each_category(turn_off);
+    return read_options(path, fopen(path, "r"));
+}
+
+/* Why the user would not have written such a file; null if there is no reason. */
+static const char* reason_for_distrust(const struct stat& file) {
+    if (!S_ISREG(file.st_mode)) return "not a regular file";
+    if (file.st_uid != geteuid() && file.st_uid != 0) return "owned by another user";
+    return file.st_mode & S_IWOTH ? "writable by everybody" : NULL;
+}
+
+uint32_t log_enable_from_own_file(const char* path) {
+    for_each_category(turn_off);
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC); /* not to wait for the writer of a FIFO */
+    if (fd == -1) return 0;
+    struct stat file;
+    if (fstat(fd, &file) == 0) {
+        const char* reason = reason_for_distrust(file);
+        if (!reason) return read_options(path, fdopen(fd, "r"));
+        fprintf(stderr, "log_enable_from_file(\"%s\") ignored: %s\n", path, reason);
+    }
+    close(fd);
+    return 0;
 }
 
 /* The variable that `format` (its "%s" the prefix) names, or null. */

@@ -60,6 +60,10 @@ AGENT_API void log_dump();
  * Mistakes are told on standard error and skipped. Lines are read 255 characters at a time, and a piece counts as a line. */
 AGENT_API uint32_t log_enable_from_file(const char* path);
 
+/* The same for a file that is found, not named, and so may be anybody's: it is read only if it is a regular file, owned by the
+ * effective user or root, and not writable by everybody. Otherwise one line on standard error tells why it is ignored. */
+uint32_t log_enable_from_own_file(const char* path);
+
 /* ---- Records ---- */
 
 /* Writes the header of one record: serial number if SERIAL, category name, file and line if SRCLOC, time if TIMESTAMP, each
@@ -86,8 +90,9 @@ AGENT_API char* log_timestamp();
  * characters count; a null prefix means the arguments alone. */
 AGENT_API void log_init(const char* prefix, const char* input, const char* output);
 
-/* Opens the log file `path` anew (if not null; failure ends the process with status 1) and makes `stream` the echo stream
- * (if not null). Does nothing once there is a log file or an echo stream. */
+/* Makes the log file `path` anew (if not null) and makes `stream` the echo stream (if not null). An old file is removed first;
+ * what cannot be removed, or is put there in between, is not written to: that, like every failure to make the file, ends the
+ * process with status 1. Does nothing once there is a log file or an echo stream. */
 AGENT_API void log_start(const char* path, FILE* stream);
 
 /* Turns echoing on or off. */
@@ -100,7 +105,8 @@ AGENT_API uint32_t log_get_flags();
 /* Sets the limit (10 at first) on source names in headers: of a longer name its last `max` + 1 characters are shown. */
 AGENT_API void log_set_file_max(int32_t max);
 
-/* Closes the log file and forgets the echo stream. Categories stay as they are. */
+/* Forgets the log file and the echo stream, and closes the file as soon as no thread is writing to it. Categories stay as they
+ * are. */
 AGENT_API void log_finish();
 
 #endif

@@ -1,11 +1,15 @@
 /* Linking, categories, record headers and streams; log_options_test.cpp has the option file and the environment. */
 #include "log_fixture.h"
 
+#include <atomic>
 #include <fcntl.h>
 #include <fnmatch.h>
+#include <printf.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <thread>
 #include <time.h>
+#include <vector>
 
 /* Links the test map and opens the log file, in a child. */
 struct Log : LogTest {
@@ -376,6 +380,40 @@ TEST_F(Log, LogFileIsNotInheritedByPrograms) {
     EXPECT_EQ("flags 1\n", result.out);
 }
 
+/* The removal of an old log, as the library calls it; it may be followed at once by what somebody else puts in its place. */
+static const char* planted; /* what a link that is put there names; null: nothing is */
+
+extern "C" int unlink(const char* path) noexcept {
+    const int result = unlinkat(AT_FDCWD, path, 0);
+    if (planted && symlink(planted, path) != 0) abort();
+    return result;
+}
+
+TEST_F(Log, LinkThatIsPlantedInItsPlaceIsNotFollowed) {
+    const std::string target = folder + "/second";
+    std::ofstream(target) << "precious";
+    const ChildResult result = run_child([&](auto&) {
+        planted = target.c_str();
+        start();
+        record(one, "text");
+    });
+    EXPECT_EQ("precious", text_of(target));
+    EXPECT_EQ(1, result.exit_status);
+    EXPECT_EQ("log_start(): couldn't open \"" + log_path + "\" -- " + strerror(EEXIST) + "\n", result.err);
+}
+
+TEST_F(Log, LinkThatStoodInItsPlaceIsReplaced) {
+    const std::string target = folder + "/second";
+    std::ofstream(target) << "precious";
+    ASSERT_EQ(0, symlink(target.c_str(), log_path.c_str()));
+    run_child([&](auto&) {
+        start();
+        record(one, "text");
+    });
+    EXPECT_EQ("precious", text_of(target));
+    EXPECT_EQ("One        text\n", text_of(log_path));
+}
+
 TEST_F(Log, StartDoesNothingOnceThereIsAFile) {
     const ChildResult result = run_child([this](auto&) {
         start();
@@ -417,6 +455,78 @@ TEST_F(Log, FinishEndsTheOutputAndLeavesTheCategoriesOn) {
     });
     EXPECT_EQ("One        before\nstdout is open, One is on\n", result.out);
     EXPECT_EQ("One        before\n", text_of(log_path));
+    EXPECT_EQ(0, result.exit_status);
+}
+
+/* ---- The end of a log that is being written to ---- */
+
+/* A record whose text takes as long to write as the test wants: its conversion "%Y" waits. */
+static std::atomic<int> conversions;
+static std::atomic<bool> conversion_may_end;
+
+static int wait_in_conversion(FILE*, const printf_info*, const void* const*) {
+    conversions++;
+    sim::wait_for([] { return conversion_may_end.load(); });
+    return 0;
+}
+static int no_argument(const printf_info*, size_t, int*, int*) { return 0; }
+
+static void (*const write_slowly)(const char*, ...) = log_printf; /* without the compiler's look at the format */
+
+static int open_files() {
+    int count = 0;
+    for (int fd = 0; fd < 64; fd++) count += fcntl(fd, F_GETFD) != -1;
+    return count;
+}
+
+TEST_F(Log, FileIsClosedByTheLastOneThatWritesToIt) {
+    const ChildResult result = run_child([this](const sim::Report& report) {
+        register_printf_specifier('Y', wait_in_conversion, no_argument);
+        const int before = open_files();
+        start();
+        std::vector<std::thread> writers;
+        for (int i = 0; i < 2; i++) writers.emplace_back([] { write_slowly("slow %Y"); });
+        if (!sim::wait_for([] { return conversions >= 1; })) report("nobody writes");
+        std::atomic<bool> finished = false;
+        std::thread finisher([&] {
+            log_finish();
+            finished = true;
+        });
+        if (!sim::wait_for([&] { return finished.load(); }, 5)) report("finishing waits for those who write");
+        if (open_files() != before + 1) report("the file was closed under them");
+        record(one, "not written any more");
+        conversion_may_end = true;
+        finisher.join();
+        for (std::thread& writer : writers) writer.join();
+        if (open_files() != before) report("the file is still open");
+    });
+    EXPECT_EQ(std::vector<std::string>{}, result.reports);
+    EXPECT_EQ(0, result.exit_status);
+    const std::string text = text_of(log_path);
+    EXPECT_TRUE(text == "slow \n" || text == "slow \nslow \n") << text;
+}
+
+TEST_F(Log, EndsAndBeginsAgainWhileThreadsWriteToIt) {
+    const ChildResult result = run_child([this](const sim::Report& report) {
+        _log_link(test_map);
+        log_enable("One", LOG_SERIAL, 0);
+        const int before = open_files();
+        std::atomic<bool> ended = false;
+        std::vector<std::thread> writers;
+        for (int i = 0; i < 4; i++)
+            writers.emplace_back([&] {
+                while (!ended) record(one, "text");
+            });
+        for (int round = 0; round < 300; round++) {
+            log_start(log_path.c_str(), NULL);
+            std::this_thread::yield();
+            log_finish();
+        }
+        ended = true;
+        for (std::thread& writer : writers) writer.join();
+        if (open_files() != before) report(std::to_string(open_files() - before) + " files are still open");
+    });
+    EXPECT_EQ(std::vector<std::string>{}, result.reports);
     EXPECT_EQ(0, result.exit_status);
 }
 
