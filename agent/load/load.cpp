@@ -20,7 +20,7 @@ static const char LOG_SOURCE[] = "agent_main.c";
 /* The first steps of both entry points: log, options, handshake. */
 static void begin_load(JavaVM* vm, char* options) {
     _log_link(_log_map_agent);
-    log_enable_from_file("C.agent");
+    log_enable_from_own_file("C.agent");
     AGENT_LOG(LogJVMDI, "JVM_OnLoad(): options '%s'\n", (const char*)(options ? options : "None"));
     const load_options parsed = parse_options(options);
     if (parsed.sync) shake_hands(parsed);

@@ -13,6 +13,7 @@
 #include "support/agent_self.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 static constexpr jint JVMTI_1_0 = 0x30010000;
 
@@ -318,11 +319,73 @@ TEST_F(LoadOnce, LogFileThatCannotBeOpenedEndsTheProcessWithItsMessage) {
     EXPECT_EQ("log_start(): couldn't open \"/nonexistent/log\" -- No such file or directory\n", result.err);
 }
 
-TEST_F(LoadOnce, FolderInTheSettingsFilesPlaceSaysNothing) {
+/* Loads, with what stands in the settings file's place; gives what is said about it. */
+struct SettingsFile : LoadOnce {
+    std::string said() {
+        const ChildResult result = run_in_child([&] { EXPECT_EQ(0, JVM_OnLoad(sim.vm(), nullptr, nullptr)); });
+        EXPECT_EQ(0, result.exit_status);
+        EXPECT_EQ("", result.out);
+        return result.err;
+    }
+    static std::string ignored(const std::string& why) { return "log_enable_from_file(\"C.agent\") ignored: " + why + "\n"; }
+};
+
+TEST_F(SettingsFile, IsReadWhenItIsTheUsersOwn) {
+    OwnFolder::write_settings("Own\n");
+    EXPECT_EQ("log_enable('Own') unrecognized category\n", said());
+}
+
+TEST_F(SettingsFile, MayBeALinkToSuchAFile) {
+    std::ofstream("settings") << "Linked\n";
+    std::filesystem::create_symlink("settings", "C.agent");
+    EXPECT_EQ("log_enable('Linked') unrecognized category\n", said());
+}
+
+TEST_F(SettingsFile, ThatIsAbsentIsNotMentioned) { EXPECT_EQ("", said()); }
+
+TEST_F(SettingsFile, ThatIsAFolderIsIgnored) {
     std::filesystem::create_directory("C.agent");
-    const ChildResult result = run_in_child([&] { EXPECT_EQ(0, JVM_OnLoad(sim.vm(), nullptr, nullptr)); });
-    EXPECT_EQ(0, result.exit_status);
-    EXPECT_EQ("", result.out + result.err);
+    EXPECT_EQ(ignored("not a regular file"), said());
+}
+
+TEST_F(SettingsFile, ThatIsAFifoIsNotWaitedFor) {
+    ASSERT_EQ(0, mkfifo("C.agent", 0600));
+    EXPECT_EQ(ignored("not a regular file"), said());
+}
+
+TEST_F(SettingsFile, ThatEverybodyMayWriteIsIgnored) {
+    OwnFolder::write_settings("Foreign\n");
+    ASSERT_EQ(0, chmod("C.agent", 0666));
+    EXPECT_EQ(ignored("writable by everybody"), said());
+}
+
+TEST_F(SettingsFile, ThatIsSomebodyElsesIsIgnored) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    OwnFolder::write_settings("Foreign\n");
+    ASSERT_EQ(0, chown("C.agent", 12345, (gid_t)-1));
+    EXPECT_EQ(ignored("owned by another user"), said());
+}
+
+TEST_F(SettingsFile, OfRootIsReadByOthers) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can work as another user";
+    OwnFolder::write_settings("Roots\n");
+    std::filesystem::permissions(".", std::filesystem::perms::all);
+    const ChildResult result = run_in_child([&] {
+        ASSERT_EQ(0, setresuid(12345, 12345, 12345));
+        EXPECT_EQ(0, JVM_OnLoad(sim.vm(), nullptr, nullptr));
+    });
+    EXPECT_EQ("log_enable('Roots') unrecognized category\n", result.err);
+}
+
+TEST_F(SettingsFile, ThatIsIgnoredStillTurnsTheCategoriesOff) {
+    ASSERT_EQ(0, mkfifo("C.agent", 0600));
+    const ChildResult result = run_in_child([&] {
+        _log_link(_log_map_agent);
+        log_enable("LogJVMDI", 0, 0);
+        JVM_OnLoad(sim.vm(), nullptr, nullptr);
+        EXPECT_FALSE(log_is_on(LogJVMDI));
+    });
+    EXPECT_EQ(ignored("not a regular file"), result.err);
 }
 
 TEST_F(LoadOnce, LineOfTenThousandCharactersIsReadInPieces) {
