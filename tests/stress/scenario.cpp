@@ -1,0 +1,71 @@
+#include "scenario.h"
+
+#include <cstdio>
+#include <exception>
+#include <sys/wait.h>
+#include <unistd.h>
+
+static const double JAVA_STACKS_SECONDS = 3;
+enum { NATIVE_STACKS_SECONDS = 40 };
+
+static void show_native_stacks(pid_t pid) {
+    const std::string of = std::to_string(pid);
+    const pid_t gdb = fork();
+    if (gdb == 0) {
+        alarm(NATIVE_STACKS_SECONDS);
+        execlp("gdb", "gdb", "--batch", "-nx", "-q", "-iex", "set debuginfod enabled off", "-p", of.c_str(), "-ex",
+               "thread apply all bt 30", (char*)nullptr);
+        _exit(127);
+    }
+    while (waitpid(gdb, nullptr, 0) == -1 && errno == EINTR) {}
+}
+
+/* Everything that tells why the process hangs. */
+static void show_all_stacks(session& s) {
+    const size_t before = s.program.stacks_shown();
+    s.program.ask_for_stacks();
+    try {
+        if (s.d) s.d->target.wait(JAVA_STACKS_SECONDS, "stacks", [&] { return s.program.stacks_shown() > before; });
+    } catch (const failure&) {
+        /* a VM that is stuck shows none */
+    }
+    printf("---- what the program printed\n%s%s\n---- native stacks\n", s.program.output().c_str(),
+           s.program.errors().c_str());
+    fflush(stdout);
+    s.d.reset();
+    show_native_stacks(s.program.pid());
+}
+
+void expect(bool condition, const std::string& text) {
+    if (!condition) throw failure("not so: " + text);
+}
+
+void expect_equal(long value, long expected, const std::string& what) {
+    if (value != expected) throw failure(what + ": " + std::to_string(value) + ", not " + std::to_string(expected));
+}
+
+session::session(const surroundings& where, report& of, const std::string& name,
+                 const std::vector<std::string>& arguments, const std::string& log_settings)
+    : around(where), found(of), program(where, name, arguments, log_settings) {}
+
+session::~session() {
+    const bool has_ended = d && d->target.has_ended();
+    if (hang::happened && !has_ended) show_all_stacks(*this);
+    hang::happened = false;
+    if (has_ended) program.note_reaped();
+}
+
+void session::attach() {
+    program.await_agent();
+    d = std::make_unique<debugger>(program.pid());
+    d->meet();
+}
+
+void session::measure(memory_figures& figures, size_t& handles) {
+    const size_t before = program.stacks_shown();
+    program.ask_for_stacks();
+    d->target.wait(STOP_SECONDS, "the VM's list of its stacks", [&] { return program.stacks_shown() > before; });
+    figures.resident_kilobytes = program.resident_kilobytes();
+    figures.references = program.references();
+    handles = d->handles();
+}
