@@ -3,6 +3,8 @@ import importlib
 
 _PARTS = (
     "quor.commands",
+    "quor.hotspot.unwinder",
+    "quor.hotspot.framefilter",
 )
 _done = False
 

@@ -26,7 +26,7 @@ class Memory:
         self._read = read
         self._pages = {}
         self.word_size = word_size
-        self._mask = (1 << (8 * word_size)) - 1
+        self.mask = (1 << (8 * word_size)) - 1
         self._unpack_word = struct.Struct("<Q" if word_size == 8 else "<I").unpack_from
 
     def forget(self):
@@ -46,7 +46,7 @@ class Memory:
 
     def bytes(self, address, size):
         """`size` bytes at the address."""
-        address &= self._mask
+        address &= self.mask
         number, start = divmod(address, PAGE)
         if start + size <= PAGE:
             return self._page(number)[start:start + size]
@@ -63,7 +63,7 @@ class Memory:
 
     def word(self, address):
         """The unsigned pointer-sized number at the address."""
-        address &= self._mask
+        address &= self.mask
         start = address & (PAGE - 1)
         if start <= PAGE - self.word_size:
             return self._unpack_word(self._page(address >> 12), start)[0]
@@ -73,7 +73,7 @@ class Memory:
         return self._number(address, self.word_size, signed=True)
 
     def u8(self, address):
-        address &= self._mask
+        address &= self.mask
         return self._page(address >> 12)[address & (PAGE - 1)]
 
     def u16(self, address):

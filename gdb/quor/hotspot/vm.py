@@ -1,25 +1,33 @@
-"""The HotSpot in the selected inferior: its tables and everything read through them, kept while the process lives.
+"""The HotSpot in the selected inferior, kept while the process lives; what was read of it, while it stands.
 
-`current()` gives the Vm of the selected inferior, or None when there is no HotSpot in it (or not yet): a failure is never
-remembered beyond the stop at which it happened.
+`current()` gives the Vm, or None when there is no HotSpot in it (or not yet): a failure is never remembered beyond the stop at
+which it happened.
 """
+import os
+
 import gdb
 
 from quor.errors import QuorError
+from quor.hotspot import x86
+from quor.hotspot.frames.registers import NAMES_32, NAMES_64
+from quor.hotspot.hotspot import HotSpot
 from quor.hotspot.memory import Memory, Unreadable
-from quor.hotspot.tables import NotYet, Tables
+from quor.hotspot.tables import NotYet
 
-_MARK = "gHotSpotVMStructs"  # exported by every libjvm
+_MARK = "gHotSpotVMStructs"  # exported by every HotSpot
 
 
-class Vm:
-    """One HotSpot. `memory` and what is cached hold for this stop; `tables` for the life of the process."""
+class Vm(HotSpot):
+    """The HotSpot of one inferior."""
 
-    def __init__(self, inferior, word_size):
+    def __init__(self, inferior):
         self.inferior = inferior
-        self.word_size = word_size
-        self.memory = Memory(self._read, word_size)
-        self.tables = Tables(self.memory, address_of_symbol)
+        self.unwound = {}  # (sp, pc) of a frame at this stop: its Registers and Caller
+        super().__init__(Memory(self._read, _word_size()), address_of_symbol, _is_native)
+        self.word_type = gdb.lookup_type("unsigned long")  # of general registers
+        self.register_names = NAMES_64 if self.word_size == 8 else NAMES_32
+        self.pc_name = "rip" if self.word_size == 8 else "eip"
+        self.sp_name, self.fp_name = self.register_names[x86.SP], self.register_names[x86.FP]
 
     def _read(self, address, size):
         try:
@@ -27,9 +35,28 @@ class Vm:
         except (gdb.error, OverflowError) as error:
             raise Unreadable(address) from error
 
+
     def forget(self):
-        """The process ran, or its memory was written: nothing that was read holds any more."""
-        self.memory.forget()
+        super().forget()
+        self.unwound.clear()
+
+    def java_frames_of(self, frame):
+        """The JavaFrames of a gdb.Frame, the innermost first; empty when it is no frame of the code cache."""
+        pc = frame.pc()
+        if not self.in_code(pc):
+            return []
+        found = self.unwound.get((int(frame.read_register(self.sp_name)) & self.memory.mask, pc))
+        if found is None:
+            return []  # gdb's own unwinder took it: ours could not tell its caller
+        registers, caller = found
+        registers.read = lambda number: self._read_register(frame, number)
+        return self.java_frames.of(registers, caller)
+
+    def _read_register(self, frame, number):
+        try:
+            return int(frame.read_register(self.register_names[number])) & self.memory.mask
+        except gdb.error:  # nobody saved it
+            return None
 
 
 def address_of_symbol(name):
@@ -40,6 +67,10 @@ def address_of_symbol(name):
         raise NotYet(str(error)) from error
 
 
+def _is_native(pc):
+    return gdb.current_progspace().solib_name(pc) is not None
+
+
 def _word_size():
     return gdb.lookup_type("void").pointer().sizeof
 
@@ -48,7 +79,14 @@ class _Known:
     """The Vm of each inferior."""
     vms = {}  # (inferior's number, process id): Vm
     failed = set()  # keys that failed at this stop
-    suspected = False  # an object file that may hold a HotSpot was seen
+    suspects = set()  # programs (gdb.Progspace) with an object file that may be a HotSpot
+
+
+def known():
+    """The Vm of the selected inferior if it was found already, else None. The one that unwinders may ask: they must not
+    evaluate anything in gdb."""
+    inferior = gdb.selected_inferior()
+    return _Known.vms.get((inferior.num, inferior.pid))
 
 
 def current():
@@ -56,7 +94,7 @@ def current():
     inferior = gdb.selected_inferior()
     key = inferior.num, inferior.pid
     vm = _Known.vms.get(key)
-    if vm is None and key not in _Known.failed:
+    if vm is None and key not in _Known.failed and inferior.progspace in _Known.suspects and inferior.pid:
         vm = _find(inferior, key)
     return vm
 
@@ -70,12 +108,16 @@ def required():
 
 
 def _find(inferior, key):
+    _Known.failed.add(key)  # until it is found; evaluating may lead here again
     try:
-        vm = Vm(inferior, _word_size())
+        vm = Vm(inferior)
     except QuorError:
-        _Known.failed.add(key)
         return None
+    _Known.failed.discard(key)
     _Known.vms[key] = vm
+    for complaint in vm.complaints:
+        gdb.write(f"HotSpot of a layout not known here: {complaint}\n")
+    gdb.invalidate_cached_frames()  # they were unwound without it
     return vm
 
 
@@ -90,9 +132,44 @@ def _gone(_event=None):
     _Known.failed.clear()
 
 
-gdb.events.cont.connect(_forget)
-gdb.events.stop.connect(_forget)
-gdb.events.memory_changed.connect(_forget)
-gdb.events.new_objfile.connect(_forget)
-gdb.events.clear_objfiles.connect(_gone)
-gdb.events.exited.connect(_gone)
+def _stopped(_event=None):
+    _forget()
+    current()
+
+
+def _may_hold_hotspot(objfile):
+    """By its name; a program that links the VM in, by its symbol."""
+    name = objfile.filename or ""
+    if "libjvm" in os.path.basename(name):
+        return True
+    if name != objfile.progspace.filename:
+        return False
+    try:
+        address_of_symbol(_MARK)
+        return True
+    except NotYet:
+        return False
+
+
+def _loaded(event):
+    _Known.failed.clear()
+    if _may_hold_hotspot(event.new_objfile):
+        _Known.suspects.add(event.new_objfile.progspace)
+    current()
+
+
+def _connect():
+    gdb.events.cont.connect(_forget)
+    gdb.events.stop.connect(_stopped)
+    gdb.events.memory_changed.connect(_forget)
+    gdb.events.new_objfile.connect(_loaded)
+    gdb.events.clear_objfiles.connect(_gone)
+    gdb.events.exited.connect(_gone)
+    gdb.events.before_prompt.connect(current)
+    for space in gdb.progspaces():
+        if any(_may_hold_hotspot(objfile) for objfile in space.objfiles()):
+            _Known.suspects.add(space)
+    current()
+
+
+_connect()

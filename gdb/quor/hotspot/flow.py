@@ -1,0 +1,223 @@
+"""Where the return address and the caller's fp are at a pc, told from the machine code around it. Needs no gdb.
+
+Two ways: `at` follows the code from an entry point, where the return address lies at sp, up to the pc (prologues, adapters,
+stubs); `to_exit` follows it from the pc to the return (epilogues, code without a frame of fixed size).
+"""
+from quor.hotspot import x86
+from quor.hotspot.memory import Unreadable
+
+_LONGEST = 15  # bytes of an instruction
+_CHUNK = 256
+_MAX_CODE = 1 << 14
+
+
+class Code:
+    """The instructions of the process, decoded at need."""
+
+    def __init__(self, memory):
+        self._memory = memory
+        self.word_size = memory.word_size
+        self._wide = memory.word_size == 8
+        self._decoded = {}
+
+    def forget(self):
+        self._decoded.clear()
+
+    def instruction(self, pc):
+        """(length, what, value), see x86.decode; None where there is none."""
+        try:
+            return self._decoded[pc]
+        except KeyError:
+            pass
+        try:
+            code = self._memory.bytes(pc, _LONGEST)
+        except Unreadable:
+            code = self._up_to_page_end(pc)
+        found = self._decoded[pc] = x86.decode(code, 0, self._wide)
+        return found
+
+    def _up_to_page_end(self, pc):
+        try:
+            return self._memory.bytes(pc, 4096 - pc % 4096)
+        except Unreadable:
+            return b""
+
+
+class State:
+    """What is known at one pc, in bytes relative to sp there.
+
+    `ret`: the return address lies at sp + ret; or `register` holds it. `by_frame`: it lies one word above fp, which is set up.
+    `fp_at`: the caller's fp lies at sp + fp_at; None: the register holds it still.
+    `apart`: the caller's sp is not behind the return address (arguments were pushed between): the sender's sp tells it.
+    """
+    __slots__ = ("ret", "register", "by_frame", "fp_at", "apart", "saved")
+
+    def __init__(self):
+        self.ret, self.register, self.by_frame, self.fp_at, self.apart = 0, None, False, None, False
+        self.saved = {}  # register: where it was stored, relative to fp
+
+    def copy(self):
+        other = State()
+        other.ret, other.register, other.by_frame = self.ret, self.register, self.by_frame
+        other.fp_at, other.apart, other.saved = self.fp_at, self.apart, dict(self.saved)
+        return other
+
+    def _move(self, size):
+        """sp grows by `size`."""
+        if self.ret is not None:
+            self.ret -= size
+        if self.fp_at is not None:
+            self.fp_at -= size
+
+    def push(self, register, word):
+        self._move(-word)
+        if register == x86.FP and self.fp_at is None and not self.by_frame:
+            self.fp_at = 0
+        elif register is not None and register == self.register:
+            self.ret, self.register, self.apart = 0, None, True
+
+    def pop(self, register, word):
+        if register == x86.FP and (self.fp_at == 0 or self.by_frame):
+            self.fp_at, self.by_frame = None, False
+        elif self.ret == 0 and not self.by_frame:
+            self.ret, self.register = None, register
+        self._move(word)
+
+    def apply(self, what, value, word):
+        """One instruction's effect. False when nothing is known behind it."""
+        if what == "push":
+            self.push(value, word)
+        elif what == "pop":
+            self.pop(value, word)
+        elif what == "add":
+            self._move(value)
+        elif what == "save_fp":
+            if self.fp_at is None and not self.by_frame:
+                self.fp_at = value
+        elif what == "load_fp":
+            if self.fp_at == value:
+                self.fp_at = None
+        elif what == "set_fp":
+            self.by_frame = self.fp_at == 0
+        elif what == "leave":
+            if not self.by_frame:
+                return False
+            self.by_frame, self.fp_at, self.ret = False, None, 0
+        elif what == "restore_sp":
+            if not self.by_frame:
+                return False
+            self.fp_at, self.ret = -value, word - value
+        elif what in ("move_sp", "lose_sp"):
+            # the frame is found by fp; or the caller's own sp is put back, the return address in a register
+            return self.by_frame or self.register is not None
+        elif what == "save":
+            self.saved.setdefault(*value)
+        return True
+
+
+def at(code, entry, pc):
+    """The State at the pc, when the code is entered at `entry`; None when that cannot be told.
+
+    The code is read in the order of its addresses; a state is carried over forward jumps to their targets. Behind a jump or a
+    return that nobody jumps over, another entry begins.
+    """
+    word = code.word_size
+    state = State()
+    waiting = {}  # target: state there
+    at_pc = entry
+    while at_pc < pc and at_pc - entry < _MAX_CODE:
+        found = code.instruction(at_pc)
+        if found is None:
+            return None
+        length, what, value = found
+        at_pc += length
+        if what in ("branch", "jump") and value is not None and at_pc + value > at_pc and state:
+            waiting.setdefault(at_pc + value, state.copy())
+        if what in ("jump", "jump_register", "ret", "stop"):
+            state = waiting.get(at_pc) or State()
+            continue
+        if what == "call" and value == 0 and state:
+            state.push(None, word)  # a call of the next instruction only pushes its address
+        elif state and not state.apply(what, value, word):
+            state = None
+        if state is None or what == "branch":
+            state = state or waiting.get(at_pc)
+    return state if at_pc == pc else None
+
+
+class Exit:
+    """How the code goes on from a pc: `kind` is "return" (also by a jump out of the blob), "inside" or "unknown"."""
+    __slots__ = ("kind", "ret", "fp_at", "by_frame", "extra", "sender")
+
+    def __init__(self, kind, ret, fp_at, by_frame, extra, sender=None):
+        self.kind = kind
+        self.ret = ret  # the return address lies at sp + ret (by_frame: at fp + word)
+        self.fp_at = fp_at  # the caller's fp lies at sp + fp_at; None: the register holds it
+        self.by_frame = by_frame  # the code leaves through fp
+        self.extra = extra  # the most bytes that the code pops before it goes on elsewhere
+        self.sender = sender  # the register that holds the caller's sp; None: it is behind the return address
+
+
+def to_exit(code, pc, blob, limit, follow=False):
+    """Follows the code from the pc: straight on, and with `follow` over jumps within the blob."""
+    word = code.word_size
+    depth = extra = 0
+    fp_at = None
+    by_frame = False
+    seen = set()
+    for _ in range(limit):
+        found = code.instruction(pc)
+        if found is None or pc in seen:
+            break
+        seen.add(pc)
+        length, what, value = found
+        pc += length
+        if what == "ret":
+            return Exit("return", depth, fp_at, by_frame, extra)
+        if what in ("jump", "jump_register"):
+            if what == "jump" and value is not None and blob.start <= pc + value < blob.end:
+                if not follow:
+                    return Exit("inside", depth, fp_at, by_frame, extra)
+                pc += value
+                continue
+            return Exit("return", depth, fp_at, by_frame, extra)
+        if what == "stop":
+            break
+        if what == "push" or what == "call" and value == 0:
+            depth -= word
+        elif what == "pop":
+            leave = _interpreter_exit(code, pc, value)
+            if leave is not None:
+                return Exit("return", depth, fp_at, by_frame, extra, leave)
+            if value == x86.FP:
+                fp_at = depth
+            depth += word
+        elif what == "add":
+            depth += value
+        elif what == "load_fp":
+            fp_at = depth + value
+        elif what == "leave" or what == "restore_sp":
+            if what == "leave":
+                return _after_leave(code, pc)
+            break
+        elif what in ("move_sp", "lose_sp", "set_fp"):
+            break
+        extra = max(extra, depth)
+    return Exit("unknown", depth, fp_at, by_frame, extra)
+
+
+def _after_leave(code, pc):
+    """The frame is left through fp: then a return, or the interpreter's way of it."""
+    found = code.instruction(pc)
+    if found and found[1] == "pop":
+        return Exit("return", None, None, True, 0, _interpreter_exit(code, pc + found[0], found[2]))
+    return Exit("return", None, None, True, 0)
+
+
+def _interpreter_exit(code, pc, register):
+    """The interpreter returns by pop register; mov sp, sender; jmp register: gives the sender's number, else None."""
+    first = code.instruction(pc)
+    if first is None or first[1] != "move_sp":
+        return None
+    second = code.instruction(pc + first[0])
+    return first[2] if second and second[1:] == ("jump_register", register) else None

@@ -1,0 +1,93 @@
+"""Frames of fixed size: compiled methods, native wrappers, and the VM's stubs that have one."""
+from quor.hotspot import flow
+from quor.hotspot.frames.registers import Caller
+
+_STRAIGHT = 60  # instructions from a pc to the return, at most
+_OSR_PROLOGUE = 96  # bytes
+
+
+class FixedFrames:
+    """CFA = sp + the blob's frame size where the frame stands; before and behind that the code tells."""
+
+    name = "compiled"
+
+    def __init__(self, hotspot):
+        self._hotspot = hotspot
+        self._word = hotspot.memory.word_size
+        self._layouts = {}
+
+    def forget(self):
+        self._layouts.clear()
+
+    def unwind(self, registers, blob):
+        if not blob.frame_size:
+            return None
+        for cfa, fp_at in self._candidates(registers, blob):
+            caller = self._caller(registers, blob, cfa, fp_at)
+            if caller is not None:
+                return caller
+        return None
+
+    def _caller(self, registers, blob, cfa, fp_at):
+        """The caller for this CFA, when a return address lies there."""
+        memory = self._hotspot.memory
+        pc = memory.word(cfa - self._word)
+        if not self._hotspot.returns.plausible(pc):
+            return None
+        return Caller(pc, cfa, registers.fp if fp_at is None else memory.word(fp_at), blob.start)
+
+    def _candidates(self, registers, blob):
+        """(CFA, address of the caller's fp or None when the register holds it), the likeliest first."""
+        word, sp = self._word, registers.sp
+        size, fp_at = self._layout(registers.pc, blob)
+        yield sp + size, None if fp_at is None else sp + fp_at
+        if size != blob.frame_size:
+            yield sp + blob.frame_size, sp + blob.frame_size - 2 * word
+        # native wrappers and method-handle invokes move sp for a while, and keep fp
+        if sp <= registers.fp < sp + 4096 * word:
+            yield registers.fp + 2 * word, registers.fp
+        if registers.top:
+            yield sp + word, None
+            yield sp + 2 * word, sp
+
+    def _layout(self, pc, blob):
+        """(size of the frame, distance of the caller's fp or None), both from sp on, as the code tells for this pc."""
+        try:
+            return self._layouts[pc]
+        except KeyError:
+            found = self._layouts[pc] = self._find_layout(pc, blob)
+            return found
+
+    def _find_layout(self, pc, blob):
+        word = self._word
+        standing = blob.frame_size, blob.frame_size - 2 * word
+        if blob.compiled:
+            details = self._hotspot.debug and self._hotspot.debug.details(blob)
+            if details and self._hotspot.debug.description(blob, pc, exact=True) and self._hotspot.returns.follows_call(pc):
+                return standing
+            entry = self._entry_before(pc, blob, details)
+        else:
+            entry = blob.code
+        if entry is not None:
+            state = flow.at(self._hotspot.code, entry, pc)
+            if state is not None and state.ret is not None and not state.apart and 0 <= state.ret <= blob.frame_size - word:
+                return state.ret + word, state.fp_at
+        return self._by_exit(pc, blob, standing)
+
+    @staticmethod
+    def _entry_before(pc, blob, details):
+        """The entry point whose prologue may hold the pc."""
+        if pc < blob.frame_complete:
+            return blob.code
+        if details and details.osr_entry and 0 <= pc - details.osr_entry < _OSR_PROLOGUE:
+            return details.osr_entry
+        return None
+
+    def _by_exit(self, pc, blob, standing):
+        way = flow.to_exit(self._hotspot.code, pc, blob, _STRAIGHT)
+        word = self._word
+        if way.kind == "return" and way.by_frame is False and 0 <= way.ret:
+            # with sp lower than in the method's own code (the code around an inner call) there is more to pop than the frame
+            return way.ret + word, way.fp_at
+        size, fp_at = standing
+        return size + way.extra, fp_at + way.extra

@@ -1,0 +1,72 @@
+"""Code without a frame of fixed size: the VM's stubs, adapters, and single states of the interpreter."""
+from quor.hotspot import flow
+from quor.hotspot.frames.registers import AX, R13, SI, Caller
+
+_LONGEST = 300  # instructions to the return
+_MAX_ARGUMENTS = 1 << 16  # bytes
+
+
+class StubFrames:
+    """The first place that holds a return address counts: where the code says, at sp, above it, at fp."""
+
+    name = "stub"
+
+    def __init__(self, hotspot):
+        self._hotspot = hotspot
+        self._memory = hotspot.memory
+        self._word = hotspot.memory.word_size
+        self._sender_register = R13 if self._word == 8 else SI
+
+    def forget(self):
+        pass
+
+    def unwind(self, registers, blob):
+        native = None
+        for pc, sp, fp_at, base in self._candidates(registers, blob):
+            if not pc:
+                continue
+            if self._hotspot.returns.plausible(pc):
+                return self._caller(registers, blob, pc, sp, fp_at, base)
+            if native is None and self._hotspot.is_native(pc):
+                native = pc, sp, fp_at, base
+        return native and self._caller(registers, blob, *native)
+
+    def _caller(self, registers, blob, pc, sp, fp_at, base):
+        return Caller(pc, sp, registers.fp if fp_at is None else self._memory.word(fp_at), blob.start, base)
+
+    def _candidates(self, registers, blob):
+        """(return address, the caller's sp, where its fp lies or None when the register holds it, the frame's base)."""
+        word, sp, memory = self._word, registers.sp, self._memory
+        adapter = "adapters" in blob.name
+        if adapter:
+            yield from self._in_adapter(registers, blob)
+        way = flow.to_exit(self._hotspot.code, registers.pc, blob, _LONGEST, follow=True)
+        if way.kind == "return":
+            if way.by_frame:
+                yield memory.word(registers.fp + word), registers.fp + 2 * word, registers.fp, None
+            elif way.ret is not None and way.ret >= 0:
+                yield (memory.word(sp + way.ret), sp + way.ret + word,
+                       None if way.fp_at is None else sp + way.fp_at, None)
+        if not adapter and sp <= registers.fp < sp + _MAX_ARGUMENTS:
+            yield memory.word(registers.fp + word), registers.fp + 2 * word, registers.fp, None
+        yield memory.word(sp), sp + word, None, None
+        yield memory.word(sp + word), sp + 2 * word, None, None
+        if registers.top:
+            yield registers.read(AX), sp, None, None
+
+    def _in_adapter(self, registers, blob):
+        """Adapters hold the return address in a register while they move the arguments."""
+        state = flow.at(self._hotspot.code, blob.code, registers.pc)
+        if state is None:
+            return
+        word, sp = self._word, registers.sp
+        if state.register is not None:
+            pc, after = registers.read(state.register), sp
+        elif state.ret is not None and state.ret >= 0:
+            pc, after = self._memory.word(sp + state.ret), sp + state.ret + word
+        else:
+            return
+        sender = registers.read(self._sender_register) if state.apart or state.register is not None else after
+        if not sender or not after <= sender < after + _MAX_ARGUMENTS:
+            sender = after
+        yield pc, sender, None, None

@@ -1,0 +1,127 @@
+"""What a physical frame in the code cache is in Java: one method, or several when some were inlined. Needs no gdb."""
+from quor.hotspot.memory import Unreadable
+from quor.hotspot.tables import MissingEntry
+
+INTERPRETED, COMPILED, NATIVE, INLINED, STUB = "interpreted", "compiled", "native wrapper", "inlined", "stub"
+
+
+class JavaFrame:
+    """One Java frame, or one stub of the VM between them (kind STUB: `method` is None).
+
+    `bci` and `line` are None where they are not told. `registers` are those of the physical frame (quor.hotspot.frames.registers.
+    Registers: its sp, fp and, at the top of a stack, the others); `blob` its code. For compiled and inlined ones `scope` (offset
+    of the scope record) and `description` (PcDesc) lead to the locals.
+    """
+    __slots__ = ("kind", "method", "bci", "line", "registers", "blob", "scope", "description", "name", "cfa")
+
+    def __init__(self, kind, method, registers, blob, bci=None, line=None, name=None):
+        self.kind, self.method, self.registers, self.blob = kind, method, registers, blob
+        self.bci, self.line = bci, line
+        self.scope = self.description = self.cfa = None
+        self.name = name
+
+    @property
+    def function(self):
+        """Mix.lambda$main$0(int), or the stub's name in angle brackets."""
+        if self.method is None:
+            return f"<{self.name}>"
+        return self.method.full_name + (" <native>" if self.method.is_native else "")
+
+    @property
+    def source(self):
+        return self.method.source if self.method and not self.method.is_native else None
+
+    @property
+    def text(self):
+        """Mix.lambda$main$0(int) (Mix.java:31)"""
+        if self.method is None:
+            return self.function
+        place = self.method.place(self.line)
+        return f"{self.method.full_name} {place}".rstrip()
+
+
+class JavaFrames:
+    """Names the frames that the kinds unwound."""
+
+    def __init__(self, hotspot):
+        self._hotspot = hotspot
+
+    def of(self, registers, caller):
+        """The JavaFrames of a physical frame, the innermost first. `caller` is what its unwinding gave."""
+        hotspot = self._hotspot
+        blob = hotspot.code_cache.find(registers.pc)
+        if blob is None:
+            return []
+        try:
+            if blob.interpreter:
+                frames = self._interpreted(registers, blob, caller)
+            elif blob.compiled:
+                frames = self._compiled(registers, blob)
+            else:
+                frames = None
+        except (Unreadable, MissingEntry):
+            frames = None
+        frames = frames or [self._stub(registers, blob, caller)]
+        for frame in frames:
+            frame.cfa = caller.sp if caller is not None else None
+        return frames
+
+    @staticmethod
+    def _stub(registers, blob, caller):
+        name = caller.kind.name if caller is not None and caller.kind.name in ("call stub", "frames in the heap") else blob.name
+        return JavaFrame(STUB, None, registers, blob, name=name)
+
+    def _interpreted(self, registers, blob, caller):
+        detail = caller.detail if caller is not None else None
+        if detail is None or detail == "leaving":
+            return None
+        kind = caller.kind
+        if isinstance(detail, tuple):  # entering
+            method = detail[1]
+            bci = None if method.is_native else 0
+        else:
+            method = detail
+            bci = kind.bci(registers, method)
+        return [JavaFrame(INTERPRETED, method, registers, blob, bci, self._line(method, bci))]
+
+    def _line(self, method, bci):
+        return self._hotspot.methods.line(method, bci)
+
+    def _method(self, address):
+        return self._hotspot.methods.plausible(address) if self._hotspot.methods is not None else None
+
+    def _compiled(self, registers, blob):
+        debug = self._hotspot.debug
+        if debug is None:
+            return None
+        details = debug.details(blob)
+        own = self._method(details.method)
+        if own is None:
+            return None
+        if blob.name == "native nmethod" or own.is_native:
+            return [JavaFrame(NATIVE, own, registers, blob)]
+        description = self._description(registers, blob, details)
+        scopes = debug.scopes(blob, description) if description is not None else []
+        frames = [self._scope_frame(registers, blob, description, scope) for scope in scopes]
+        if not frames or any(frame.method is None for frame in frames):
+            return [JavaFrame(COMPILED, own, registers, blob)]
+        for frame in frames[:-1]:
+            frame.kind = INLINED
+        return frames
+
+    def _description(self, registers, blob, details):
+        """The PcDesc for this frame; in frames to be deoptimised that of the pc that was replaced."""
+        pc = registers.pc
+        if pc in details.deopt_handlers and details.orig_pc:
+            original = self._hotspot.memory.word(registers.sp + details.orig_pc)
+            if blob.code <= original < blob.end:
+                pc = original
+        exact = self._hotspot.debug.description(blob, pc, exact=True)
+        return exact or self._hotspot.debug.description(blob, pc, exact=False)
+
+    def _scope_frame(self, registers, blob, description, scope):
+        method = self._method(scope.method)
+        bci = scope.bci if scope.bci >= 0 else 0  # -1: before the first bytecode, at a synchronised method's lock
+        frame = JavaFrame(COMPILED, method, registers, blob, bci, self._line(method, bci) if method else None)
+        frame.scope, frame.description = scope.offset, description
+        return frame

@@ -1,0 +1,83 @@
+"""gdb's unwinder for frames in the code cache."""
+import gdb
+from gdb.unwinder import Unwinder, register_unwinder
+
+from quor.errors import QuorError
+from quor.hotspot import vm as vms
+from quor.hotspot import x86
+from quor.hotspot.frames.registers import Registers
+
+
+class FrameId:
+    """What makes a frame the same one at the next stop: its base and the beginning of its code."""
+    __slots__ = ("sp", "pc")
+
+    def __init__(self, sp, pc):
+        self.sp, self.pc = sp, pc
+
+
+class JavaUnwinder(Unwinder):
+    """Asked by gdb for every frame, before its own unwinders."""
+
+    def __init__(self):
+        super().__init__("quor-java")
+        self._types = {}
+
+    def __call__(self, pending):
+        try:
+            return self._unwind(pending)
+        except (gdb.error, QuorError):
+            return None
+
+    def _unwind(self, pending):
+        vm = vms.known()
+        if vm is None or vm.code_cache is None:
+            return None
+        pc_value = pending.read_register(vm.pc_name)
+        pc = int(pc_value) & vm.memory.mask
+        if not vm.code_cache.holds(pc):
+            return None
+        sp_value = pending.read_register(vm.sp_name)
+        reader = _Reader(vm, pending)
+        registers = _registers(vm, pc, int(sp_value) & vm.memory.mask, reader(x86.FP), reader, getattr(pending, "level", None))
+        caller = vm.unwind(registers)
+        reader.close()
+        if caller is None:
+            return None
+        vm.unwound[registers.sp, pc] = registers, caller
+        pc_type, sp_type = pc_value.type, sp_value.type
+        info = pending.create_unwind_info(FrameId(gdb.Value(caller.base).cast(sp_type), gdb.Value(caller.start).cast(pc_type)))
+        info.add_saved_register(vm.pc_name, gdb.Value(caller.pc).cast(pc_type))
+        info.add_saved_register(vm.sp_name, gdb.Value(caller.sp).cast(sp_type))
+        info.add_saved_register(vm.fp_name, gdb.Value(caller.fp).cast(sp_type))
+        for number, value in caller.saved.items():
+            info.add_saved_register(vm.register_names[number], gdb.Value(value).cast(vm.word_type))
+        return info
+
+
+class _Reader:
+    """Reads the general registers of a frame that gdb asks about; gdb must not be asked any more when that is over."""
+
+    def __init__(self, vm, pending):
+        self._vm, self._pending = vm, pending
+        self._values = {}
+
+    def __call__(self, number):
+        if number not in self._values and self._pending is not None:
+            try:
+                value = int(self._pending.read_register(self._vm.register_names[number])) & self._vm.memory.mask
+            except gdb.error:  # nobody saved it
+                value = None
+            self._values[number] = value
+        return self._values.get(number)
+
+    def close(self):
+        self._pending = None
+
+
+def _registers(vm, pc, sp, fp, reader, level):
+    top = level is not None and level() == 0 or not vm.returns.follows_call(pc)
+    return Registers(pc, sp, fp, reader, top)
+
+
+register_unwinder(None, JavaUnwinder(), True)
