@@ -3,15 +3,20 @@
 #include "agent_thread/consumer.h"
 #include "invoke/requests.h"
 #include "registry/agent_tmap.h"
+#include "stop/running_stop.h"
 #include "stop/suspend.h"
 #include "support/agent_self.h"
 #include "support/report.h"
+#include "vm/vm_env.h"
+#include "vm/vm_newer.h"
 
 /* Lets the target thread run the posted request while the debugger waits inside its call. */
 static jint await_outcome(JNIEnv* env, jobject thread, AgentInvokRet* result) {
+    const bool ran = !agent_has_suspended();
     agent_resume_all(env);
     const jint err = process_invokemethod_event(thread, result);
     agent_suspend_all(env);
+    if (ran) note_stop_by_call();
     return err;
 }
 
@@ -29,23 +34,31 @@ jint post_static_invoke_request_sync(JNIEnv* env, jobject thread, jclass clazz, 
     return await_outcome(env, thread, result);
 }
 
+/* What the debugger is told when something else came before the outcome. */
+static jint give_up(AgentInvokRet* result) {
+    result->status = INVOKE_STATUS_THREW;
+    result->exception = NULL;
+    return 0;
+}
+
+/* The rule of a VM newer than JVMTI 1.0: a call that its thread has not begun is taken back. */
+static bool takes_back(jobject thread) { return vm_is_newer() && take_invocation_back(getEnv(), thread); }
+
 jint process_invokemethod_event(jobject thread, AgentInvokRet* result) {
     tmap_record* record = TMap_handle2tm(thread);
     if (agent_self() != shared_load(tid_debug_agent))
         return report_failure("process_next_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
     if (!record) {
-        /* no such thread can ever serve the request, and a request that stays keeps every reference handed out alive */
-        if (invoke_request* request = find_invoke_method(thread)) free_invoke_method(NULL, request);
+        takes_back(thread); /* nobody can ever serve it */
         return JVMDI_ERROR_INVALID_THREAD;
     }
-    const agent_tid_t tid = record->tid;
+    /* what would end the wait at once ends it before the thread is let go: it stays in its event */
+    if (vm_is_newer() && event_queue_has_work() && takes_back(thread)) return give_up(result);
     if (jint err = release_pending_entry()) return err;
-    bool found = false;
-    if (jint err = await_queued_outcome(tid, result, &found)) return err;
-    if (!found) {
-        shared_store(record->invocation_state, INVOKE_ABANDONED);
-        result->status = INVOKE_STATUS_THREW;
-        result->exception = NULL;
-    }
-    return 0;
+    bool is_outcome = false;
+    if (jint err = await_queued_event(record->tid, &is_outcome)) return err;
+    if (takes_back(thread)) return give_up(result);
+    if (is_outcome) return take_queued_outcome(result);
+    abandon_invocation(record);
+    return give_up(result);
 }

@@ -22,32 +22,35 @@ jint event_queue_init() {
     return 0;
 }
 
+static bool has_work() { return !event_queue_is_empty() || shared_load(controlc_hit) != 0; }
+
+/* Meets the debugger that has attached. The queue is open meanwhile: threads post events, and a method may be asked for. */
+static bool answer_attach() {
+    if (!monitor_unlock(&event_queue_monitor, "process_next_event")) return false;
+    process_on_attach();
+    shared_store(jquor_attached, 0);
+    return monitor_lock(&event_queue_monitor, "process_next_event");
+}
+
 /* Waits, with the queue's monitor held, for an entry or a control-C request, and answers attach requests meanwhile. The
- * debugger writes its flags from outside and cannot signal, so they are polled. */
+ * debugger writes its flags from outside and cannot signal, so they are polled. False, without the monitor, when it failed. */
 static bool wait_for_work() {
-    while (event_queue_is_empty() && shared_load(controlc_hit) == 0) {
+    while (!has_work()) {
         if (shared_load(jquor_attached) == 1) {
-            process_on_attach();
-            shared_store(jquor_attached, 0);
+            if (!answer_attach()) return false;
+            continue; /* for what came meanwhile, and was signalled to nobody */
         }
-        if (!monitor_wait_timeout(&event_queue_monitor, POLL_MILLISECONDS, "process_next_event")) return false;
+        if (monitor_wait_timeout(&event_queue_monitor, POLL_MILLISECONDS, "process_next_event")) continue;
+        monitor_unlock(&event_queue_monitor, "process_next_event");
+        return false;
     }
     return true;
 }
 
-/* A call whose outcome was queued behind another thread's event is over, although the debugger, which found that event first,
- * has then given it up: what the thread does next must be neither dropped nor answered with an exception. */
-static void forget_abandonment(const JVMDI_Event* event, agent_tid_t tid) {
-    tmap_record* record = event->kind == JVMDI_EVENT_USER_DEFINED ? TMap_tid2tm(tid) : NULL;
-    if (record && shared_load(record->invocation_state) == INVOKE_ABANDONED)
-        shared_store(record->invocation_state, INVOKE_NONE);
-}
-
 static void process_entry(JNIEnv* env, queue_entry* entry) {
     jthread virtual_thread = NULL; /* known for this event only */
-    if (entry->handler == (event_handler)process_jvmdi_event) {
+    if (is_vm_event(entry->handler)) {
         JVMDI_Event* event = (JVMDI_Event*)entry->event;
-        forget_abandonment(event, entry->tid);
         virtual_thread = adopt_unannounced_thread(env, event, entry->tid);
         preprocess_jvmdi_references(env, event);
     }
@@ -60,10 +63,7 @@ jint process_next_event() {
     if (agent_self() != shared_load(tid_debug_agent))
         return report_failure("process_next_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
     if (!monitor_lock(&event_queue_monitor, "process_next_event")) return JVMDI_ERROR_INTERNAL;
-    if (!wait_for_work()) {
-        monitor_unlock(&event_queue_monitor, "process_next_event");
-        return JVMDI_ERROR_INTERNAL;
-    }
+    if (!wait_for_work()) return JVMDI_ERROR_INTERNAL;
     JNIEnv* env = getEnv();
     const bool controlc = shared_load(controlc_hit) == 1;
     queue_entry* entry = controlc ? NULL : event_queue_take_head();
@@ -93,25 +93,42 @@ jint release_pending_entry() {
     return entry ? notify_event_processing_done(entry) : 0;
 }
 
-static bool is_outcome(const queue_entry* entry, agent_tid_t tid) {
-    return entry->handler == (event_handler)process_jvmdi_event && entry->tid == tid &&
+bool event_queue_has_work() {
+    if (!monitor_lock(&event_queue_monitor, "process_invokemethod_event")) return false;
+    const bool work = has_work();
+    monitor_unlock(&event_queue_monitor, "process_invokemethod_event");
+    return work;
+}
+
+static bool is_outcome_of(const queue_entry* entry, agent_tid_t tid) {
+    return entry && is_vm_event(entry->handler) && entry->tid == tid &&
            ((const JVMDI_Event*)entry->event)->kind == JVMDI_EVENT_USER_DEFINED;
 }
 
-jint await_queued_outcome(agent_tid_t tid, AgentInvokRet* result, bool* found) {
+/* On a newer VM a debugger whose method blocks can end its wait, by the flag that it has for that. */
+static bool wait_for_event() {
+    static const char NAME[] = "process_invokemethod_event";
+    const bool polls = vm_is_newer();
+    while (polls ? !has_work() : event_queue_is_empty())
+        if (!(polls ? monitor_wait_timeout(&event_queue_monitor, POLL_MILLISECONDS, NAME)
+                    : monitor_wait(&event_queue_monitor, NAME)))
+            return false;
+    return true;
+}
+
+jint await_queued_event(agent_tid_t tid, bool* is_outcome) {
     if (!monitor_lock(&event_queue_monitor, "process_invokemethod_event")) return JVMDI_ERROR_INTERNAL;
-    while (event_queue_is_empty()) {
-        if (!monitor_wait(&event_queue_monitor, "process_invokemethod_event")) {
-            monitor_unlock(&event_queue_monitor, "process_invokemethod_event");
-            return JVMDI_ERROR_INTERNAL;
-        }
-    }
-    *found = is_outcome(event_queue_head(), tid);
-    queue_entry* entry = *found ? event_queue_take_head() : NULL;
+    const bool waited = wait_for_event();
+    *is_outcome = waited && is_outcome_of(event_queue_head(), tid);
+    const bool unlocked = monitor_unlock(&event_queue_monitor, "process_invokemethod_event");
+    return waited && unlocked ? 0 : JVMDI_ERROR_INTERNAL;
+}
+
+jint take_queued_outcome(AgentInvokRet* result) {
+    if (!monitor_lock(&event_queue_monitor, "process_invokemethod_event")) return JVMDI_ERROR_INTERNAL;
+    queue_entry* entry = event_queue_take_head();
     if (!monitor_unlock(&event_queue_monitor, "process_invokemethod_event")) return JVMDI_ERROR_INTERNAL;
-    if (entry) {
-        *result = *outcome_of((JVMDI_Event*)entry->event);
-        pending_notify_event = entry;
-    }
+    *result = *outcome_of((JVMDI_Event*)entry->event);
+    pending_notify_event = entry;
     return 0;
 }

@@ -18,9 +18,14 @@ AGENT_API jint notify_event_processing_done(queue_entry* entry);
 /* Releases the poster of the entry that the agent thread has taken, if any; 0 or 113. */
 jint release_pending_entry();
 
-/* Waits, without limit, for the queue to fill; if its head is the outcome of an invocation in the thread `tid`, it is copied to
- * `result`, becomes the entry that the agent thread has taken, and *found is true; otherwise the head stays queued. 0 or
- * 113. */
-jint await_queued_outcome(agent_tid_t tid, AgentInvokRet* result, bool* found);
+/* Whether an event or a control-C request waits for the agent thread. */
+bool event_queue_has_work();
+
+/* For a synchronous invocation, which consumes its own outcome in place of process_next_event. The first waits until the queue
+ * is filled, on a VM newer than JVMTI 1.0 also for controlc_hit, and tells whether the head of the queue is the outcome of an
+ * invocation in the thread `tid`. The second takes that head: it is copied to `result`, and becomes the entry that the agent
+ * thread has taken. 0 or 113. */
+jint await_queued_event(agent_tid_t tid, bool* is_outcome);
+jint take_queued_outcome(AgentInvokRet* result);
 
 #endif

@@ -4,11 +4,13 @@
 #include "event/event_table.h"
 #include "event/hook_points.h"
 #include "registry/agent_records.h"
+#include "invoke/requests.h"
 #include "registry/agent_tmap.h"
 #include "registry/agent_uref.h"
 #include "registry/class_info.h"
 #include "registry/prep_list.h"
 #include "stop/resume_after_event.h"
+#include "stop/running_stop.h"
 #include "stop/suspend.h"
 #include "support/agent_self.h"
 #include "support/log_agent.h"
@@ -111,13 +113,21 @@ static void show_thread_start(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, 
     show(env, event, tid, hook);
 }
 
+/* Shows the event while the other threads run, and leaves them so. What was handed out ends with such a stop, too, on a newer
+ * VM; elsewhere with the next stop of all threads. */
+static void show_running(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
+    running_stop stop(env, vm_is_newer() && !is_raised_in_stop(event, tid));
+    hook(env, event);
+}
+
 /* The dying thread is not stopped, and neither is any other. */
 static void show_thread_end(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
     const jthread thread = event->u.thread_change.thread;
     AGENT_LOG(LogJVMDI_VM_thread, "process_jvmdi_event: case JVMDI_EVENT_THREAD_END, tid = %d thread =%x\n", tid,
               thread);
-    hook(env, event);
+    show_running(env, event, tid, hook);
     TMap_end(thread, tid);
+    free_requests_of(env, thread);
     URef_delete(env, thread);
 }
 
@@ -144,7 +154,7 @@ void process_jvmdi_event(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
         show(env, event, tid, hook);
         URef_delete(env, event->u.class_event.clazz);
         break;
-    case JVMDI_EVENT_METHOD_ENTRY: hook(env, event); break;
+    case JVMDI_EVENT_METHOD_ENTRY: show_running(env, event, tid, hook); break;
     case JVMDI_EVENT_VM_DEATH: process_vm_death(); break;
     default:
         if (hook) show(env, event, tid, hook);

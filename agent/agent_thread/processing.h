@@ -2,6 +2,7 @@
 #ifndef QUOR_PROCESSING_H
 #define QUOR_PROCESSING_H
 
+#include "event/queue.h"
 #include "support/agent_types.h"
 #include "vm/jvmdi.h"
 #include "vm/jvmpi.h"
@@ -13,6 +14,9 @@ AGENT_API void preprocess_jvmdi_references(JNIEnv* env, JVMDI_Event* event);
 /* Shows one event at its hook point. `tid` is the raising thread's. Agent thread only. */
 AGENT_API void process_jvmdi_event(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid);
 AGENT_API void process_jvmpi_event(JNIEnv* env, JVMPI_Event* event, agent_tid_t tid);
+
+/* Whether the entries of a queue's handler carry a JVMDI_Event: all do but process_jvmpi_event's. */
+static inline bool is_vm_event(event_handler handler) { return handler != (event_handler)process_jvmpi_event; }
 
 /* The agent thread's loop ends when it is exactly 1. Cleared at load, set by VM_DEATH. */
 extern jint terminate_debug_agent;

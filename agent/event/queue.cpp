@@ -50,10 +50,7 @@ jint event_queue_put_free(queue_entry* entry) {
 }
 
 jint event_queue_append(queue_entry* entry) {
-    if (!monitor_lock(&event_queue_monitor, "add_event")) {
-        monitor_unlock(&entry->done, "add_event");
-        return JVMDI_ERROR_INTERNAL;
-    }
+    if (!monitor_lock(&event_queue_monitor, "add_event")) return JVMDI_ERROR_INTERNAL;
     if (event_queue)
         event_queue_end->next = entry;
     else

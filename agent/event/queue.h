@@ -30,8 +30,8 @@ void event_queue_reset();
 jint event_queue_take_free(queue_entry** entry);
 jint event_queue_put_free(queue_entry* entry);
 
-/* Appends an entry whose done monitor the caller holds, and wakes the agent thread. 0; 113 when a monitor failed, and then
- * that done monitor is given up too. */
+/* Appends an entry whose done monitor the caller holds, and wakes the agent thread. 0; 113 when a monitor failed, and then,
+ * unless it was the queue's that could not be locked, that done monitor is given up too. */
 jint event_queue_append(queue_entry* entry);
 
 /* For the holder of event_queue_monitor: whether the queue is empty; its oldest entry, or null; that entry taken out. */

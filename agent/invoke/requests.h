@@ -25,6 +25,8 @@ typedef struct invoke_request {
     jint argument_count;
     jvalue* arguments; /* a copy of the caller's array in VM memory, null when there are none               */
     struct invoke_request* next;
+    char* signature; /* the method's, in VM memory, on a VM newer than JVMTI 1.0: there the references that the call needs
+                        (class or object, and arguments) are the request's own global ones; else null       */
 } invoke_request;
 
 /* Guards the list of requests; the last of the agent's global locks. */
@@ -43,7 +45,8 @@ AGENT_API jint in_method_invoke();
 
 /* Leaves a request at the head of the list. `arguments` (`count` JNI values) are copied; for an instance method `clazz` is
  * null. Agent thread. 0; Allocate's code after its message; 113 when a monitor failed or GetObjectClass threw. VM Allocate,
- * JNI GetObjectClass. */
+ * JNI GetObjectClass. On a VM newer than JVMTI 1.0 also the code of a failed GetMethodName, whose signature tells which
+ * arguments are references, and 113 when a reference could not be made (JNI NewGlobalRef). */
 AGENT_API jint post_invoke_request(JNIEnv* env, jobject thread, jobject object, jclass clazz, jmethodID method,
                                    jint return_type, jint count, const jvalue* arguments, jint sync, jint is_static);
 
@@ -59,6 +62,20 @@ AGENT_API invoke_request* find_invoke_method(jobject thread);
 
 /* Gives a request's memory back and ends the state that in_method_invoke tells. */
 AGENT_API void free_invoke_method(JNIEnv* env, invoke_request* request);
+
+/* Takes the newest request for the thread of this record, or null, and writes the invocation state to the record before
+ * anybody can see that the request has left the list: who gives it up later knows then that it has begun. */
+invoke_request* begin_invocation(tmap_record* record);
+
+/* Frees a synchronous call that its thread has not begun; false if there is none. */
+bool take_invocation_back(JNIEnv* env, jobject thread);
+
+/* Notes that nobody waits any more for the call that has begun in the thread of this record. On a VM newer than JVMTI 1.0 only
+ * a call that still runs is abandoned, and what was handed to the debugger is not kept for it. */
+void abandon_invocation(tmap_record* record);
+
+/* Frees every request for a thread, which has ended. */
+void free_requests_of(JNIEnv* env, jobject thread);
 
 AGENT_API jobject java_lang_throwable; /* URef of the exception that aborts an abandoned invocation             */
 

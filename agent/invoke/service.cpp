@@ -2,6 +2,7 @@
 
 #include "invoke/requests.h"
 #include "registry/agent_uref.h"
+#include "vm/vm_newer.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -57,29 +58,19 @@ static void fill_outcome(JNIEnv* env, const invoke_request* request, jvalue valu
     }
 }
 
-/* A debugger that found another event in the queue may have given up before the target thread gets here; that must
- * last, or the call would run on with its events dropped. */
-static void begin_invocation(tmap_record* record, jint sync) {
-    jint state = INVOKE_NONE;
-    if (!sync)
-        shared_store(record->invocation_state, INVOKE_NONE);
-    else
-        __atomic_compare_exchange_n(&record->invocation_state, &state, (jint)INVOKE_RUNNING, false, __ATOMIC_ACQ_REL,
-                                    __ATOMIC_ACQUIRE);
-}
-
 void service_invoke_request(JNIEnv* env, tmap_record* record, JVMDI_Event* result) {
     reset_outcome(result);
-    if (!record) return;
-    invoke_request* request = find_invoke_method(record->handle);
+    invoke_request* request = record ? begin_invocation(record) : NULL;
     if (!request) return;
-    begin_invocation(record, request->sync);
     const jvalue value = call_method(env, request);
     const jint state = shared_load(record->invocation_state);
     const bool abandoned = request->sync && state != INVOKE_RUNNING && state != INVOKE_ABORTED;
     if (!abandoned) {
         fill_outcome(env, request, value, outcome_of(result));
-        if (state == INVOKE_ABORTED) env->ExceptionClear();
+        /* read again: describing an exception runs Java code, whose events may be answered with the abort exception */
+        if (shared_load(record->invocation_state) == INVOKE_ABORTED) env->ExceptionClear();
+    } else if (vm_is_newer()) {
+        env->ExceptionClear(); /* or it would be thrown where the thread stands in its own code */
     }
     shared_store(record->invocation_state, INVOKE_NONE);
     free_invoke_method(env, request);

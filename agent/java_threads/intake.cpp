@@ -6,6 +6,7 @@
 #include "event/filters.h"
 #include "event/queue.h"
 #include "java_threads/poster.h"
+#include "registry/prep_list.h"
 #include "support/agent_self.h"
 #include "support/log_agent.h"
 #include "support/report.h"
@@ -48,6 +49,8 @@ static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, 
     JVMDI_Event event = *raised;
     if (!filter_jvmdi_event(env, &event)) return;
     if (tid == shared_load(tid_debug_agent)) {
+        if (vm_is_newer() && event.kind == JVMDI_EVENT_CLASS_PREPARE)
+            PrepList_add_unasked(&prep_list, env, event.u.class_event.clazz);
         process_jvmdi_event(env, &event, tid); /* the agent thread empties the queue: it cannot wait in it */
         return;
     }

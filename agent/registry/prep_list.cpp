@@ -54,18 +54,33 @@ static bool is_prepared(JNIEnv* env, jclass clazz) {
     return (status & CLASS_PREPARED) != 0;
 }
 
+/* Makes room for one record more; false, after its message, without memory for it. */
+static bool has_room(prepared_classes* list) {
+    if (list->count < list->capacity) return true;
+    const jint err = PrepList_expand(list, ADDED_RECORDS);
+    if (err) report_failure("PrepList_add_unlocked: expand failed -- %s\n", err);
+    return !err;
+}
+
+static bool describe(JNIEnv* env, jclass clazz, class_info* info) {
+    const jint err = agent_get_classinfo(env, clazz, info);
+    if (err) report_failure("add_class_to_class_list: agent_get_classinfo failed -- %s\n", err);
+    return !err;
+}
+
 void PrepList_add_unlocked(prepared_classes* list, JNIEnv* env, jclass clazz, jint check) {
-    if (!clazz || (check && !is_prepared(env, clazz))) return;
-    if (list->count >= list->capacity) {
-        if (jint err = PrepList_expand(list, ADDED_RECORDS)) {
-            report_failure("PrepList_add_unlocked: expand failed -- %s\n", err);
-            return;
-        }
-    }
-    if (jint err = agent_get_classinfo(env, clazz, &list->array[list->count]))
-        report_failure("add_class_to_class_list: agent_get_classinfo failed -- %s\n", err);
-    else
-        list->count++;
+    if (!clazz || (check && !is_prepared(env, clazz)) || !has_room(list)) return;
+    if (describe(env, clazz, &list->array[list->count])) list->count++;
+}
+
+void PrepList_add_unasked(prepared_classes* list, JNIEnv* env, jclass clazz) {
+    jint created;
+    class_info info;
+    const jclass uref = (jclass)URef_from_local(env, clazz, &created);
+    if (!uref || !describe(env, uref, &info)) return;
+    if (!monitor_lock(&list->monitor, "PrepList_add_unasked")) return;
+    if (has_room(list)) list->array[list->count++] = info;
+    monitor_unlock(&list->monitor, "PrepList_add_unasked");
 }
 
 jint PrepList_add_locked(prepared_classes* list, JNIEnv* env, jclass clazz, jint check) {

@@ -21,6 +21,10 @@ AGENT_API jint PrepList_expand(prepared_classes* list, jint more);
 AGENT_API void PrepList_add_unlocked(prepared_classes* list, JNIEnv* env, jclass clazz, jint check);
 AGENT_API jint PrepList_add_locked(prepared_classes* list, JNIEnv* env, jclass clazz, jint check);
 
+/* Lists a class that no queued event tells of, under its URef. Any thread: the class is described first, so that nothing but
+ * memory is asked of the VM while the list is locked. */
+void PrepList_add_unasked(prepared_classes* list, JNIEnv* env, jclass clazz);
+
 /* Hands over the array, which becomes the caller's to vm_deallocate, and leaves the list empty. 0, or 113 when the lock
  * failed. */
 AGENT_API jint PrepList_get(prepared_classes* list, JNIEnv* env, jint* count, class_info** array);

@@ -39,6 +39,9 @@ static std::vector<Contact> contacts;
 /* What a debugger does while it holds the agent thread at a hook; runs after the call was noted. */
 static std::function<void(const Call&)> during;
 
+/* The same at jquor_jvmdi_sync_hook. */
+static std::function<void()> during_contact;
+
 static inline void note(const char* hook, JNIEnv* env, JVMDI_Event* event) {
     const Call call{hook, *event, event, env, agent_self()};
     {
@@ -84,8 +87,11 @@ RECORDED_HOOK(hook_controlc)
 
 const char* jquor_jvmdi_sync_hook(JNIEnv* env, agent_tid_t tid, const char* classpath, agent_tid_t creator,
                                   const char* vmversion) {
-    std::lock_guard<std::mutex> held(hooks::guard);
-    hooks::contacts.push_back({env, tid, classpath, creator, vmversion});
+    {
+        std::lock_guard<std::mutex> held(hooks::guard);
+        hooks::contacts.push_back({env, tid, classpath, creator, vmversion});
+    }
+    if (hooks::during_contact) hooks::during_contact();
     return vmversion;
 }
 

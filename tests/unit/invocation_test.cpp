@@ -1,63 +1,17 @@
 /* Method invocation: a request is left for a thread that waits in the queue, runs there, and its outcome comes back, inside
  * the debugger's call or as an event. The test's own thread is the agent thread; what runs at hooks::during is the debugger.
  */
+#include "invocation_fixture.h"
+
 #include "agent_thread/await_outcome.h"
-#include "entry/agent_entry.h"
-#include "event_fixture.h"
 #include "support/err_str.h"
-#include "watched_monitor.h"
 
 #include <signal.h>
 #include <string.h>
 
 using sim::capture_stdout;
-using sim::Invocation;
-using sim::Value;
 using sim::wait_for;
 
-enum { ASYNCHRONOUS = 0, SYNCHRONOUS = 1 };
-
-struct Invocations : EventTest {
-    Invocations() : worker(sim.new_thread("worker")), receiver(sim.new_object(foo)) {}
-
-    /* Stops the worker at a breakpoint, lets the debugger do `at_hook` there with the worker's handle, and gives the thread,
-     * which goes on with `afterwards` when its event is over. */
-    std::unique_ptr<sim::Running> stop_worker(
-        std::function<void(jobject)> at_hook, std::function<void()> afterwards = [] {}) {
-        hooks::during = [=](const hooks::Call& call) {
-            if (call.hook == "hook_bpt") at_hook(call.event.u.breakpoint.thread);
-        };
-        auto running = start_known(worker, [=, this] {
-            sim.raise_breakpoint(bar, 1, FORCE);
-            afterwards();
-        });
-        EXPECT_EQ(0, process_next_event());
-        return running;
-    }
-
-    /* Asks for an instance method of `receiver`. */
-    jint invoke(jobject thread, sim::Method& method, jint flags, AgentInvokRet* result = nullptr, jint count = 0,
-                const jvalue* arguments = nullptr) {
-        return agent_invoke_method(sim.env(), thread, receiver_uref(), method.id(), method.return_type(), count,
-                                   arguments, flags, result);
-    }
-    jobject receiver_uref() { return make_uref(receiver); }
-
-    /* The outcome that the n-th hook call was shown. */
-    static AgentInvokRet shown(size_t n) {
-        JVMDI_Event event = hooks::calls().at(n).event;
-        return *outcome_of(&event);
-    }
-
-    sim::Method& method_that(const char* name, std::function<Value(Invocation&)> body) {
-        sim::Method& method = foo.add_method(name, "()I");
-        method.body = std::move(body);
-        return method;
-    }
-
-    sim::Thread& worker;
-    sim::Object& receiver;
-};
 SIM_ALL_MODES(Invocations);
 
 /* ---- The two ways of an outcome ---- */
@@ -411,37 +365,6 @@ TEST_P(AbandonedInvocations, AreUnwoundByTheirNextEventAndTheirOutcomeIsShownAsA
     EXPECT_EQ(INVOKE_NONE, state);
 }
 
-TEST_P(AbandonedInvocations, ThatAreOverAlreadyAreShownAndTheThreadsNextEventsTooWithoutAnException) {
-    sim::Method& quick = method_that("quick", [](Invocation&) { return jint{42}; });
-    /* holds the waiting debugger up until the outcome is queued, behind the disturber's event */
-    monitors::before_lock = [&](const std::string& caller) {
-        if (caller != "process_invokemethod_event" || monitors::waits > 2) return;
-        EXPECT_TRUE(wait_for([] { return monitors::waits == 3; }));
-    };
-    auto running = stop_worker(
-        [&](jobject thread) {
-            disturber = start_known(sim.new_thread("disturber"), [&] { sim.raise_single_step(bar, 9, FORCE); });
-            EXPECT_TRUE(wait_for([] { return monitors::waits == 2; }));
-            invoke(thread, quick, SYNCHRONOUS, &result);
-        },
-        [&] {
-            sim.raise_breakpoint(bar, 2, FORCE);
-            EXPECT_EQ(nullptr, sim.pending());
-        });
-    EXPECT_EQ(INVOKE_STATUS_THREW, result.status);
-    AgentInvokRet again = {};
-    hooks::during = [&](const hooks::Call& call) {
-        if (call.hook == "hook_invoke_method") invoke(shown(2).thread, quick, SYNCHRONOUS, &again);
-    };
-    for (int i = 0; i < 3; i++) process_next_event();
-    running->join();
-    disturber->join();
-    monitors::before_lock = nullptr;
-    EXPECT_EQ(INVOKE_STATUS_RETURNED, again.status);
-    EXPECT_EQ((strings{"hook_bpt", "hook_step", "hook_invoke_method", "hook_bpt"}), hooks::names());
-    EXPECT_EQ(0u, sim.count_calls("JNI.Throw"));
-}
-
 /* ---- Requests ---- */
 
 TEST_P(Invocations, RequestsOfOneThreadAreServedNewestFirstOneAnEvent) {
@@ -504,7 +427,10 @@ TEST_P(Invocations, RequestHoldsWhatTheDebuggerAskedFor) {
     EXPECT_EQ(0, instance->is_static);
     EXPECT_EQ(0, instance->sync);
     EXPECT_EQ((jclass)uref_of(foo), instance->clazz);
-    EXPECT_EQ(receiver_uref(), instance->object);
+    if (newer())
+        EXPECT_EQ(&receiver, sim.object(instance->object)) << "under a reference of the request's own";
+    else
+        EXPECT_EQ(receiver_uref(), instance->object);
     EXPECT_EQ(bar.id(), instance->method);
     EXPECT_EQ('V', instance->return_type);
     EXPECT_EQ(1, instance->argument_count);
@@ -516,7 +442,10 @@ TEST_P(Invocations, RequestHoldsWhatTheDebuggerAskedFor) {
     ASSERT_NE(nullptr, of_class);
     EXPECT_EQ(1, of_class->is_static);
     EXPECT_EQ(1, of_class->sync);
-    EXPECT_EQ(clazz, of_class->clazz) << "the class is passed on unchanged";
+    if (newer())
+        EXPECT_EQ(&foo, sim.object(of_class->clazz));
+    else
+        EXPECT_EQ(clazz, of_class->clazz) << "the class is passed on unchanged";
     EXPECT_EQ(nullptr, of_class->object);
     EXPECT_EQ(nullptr, of_class->arguments);
     free_invoke_method(sim.env(), of_class);
@@ -703,18 +632,12 @@ TEST_P(Invocations, OutcomeIsAwaitedByTheAgentThreadOnly) {
     EXPECT_EQ(std::string("process_next_event: failed -- ") + err_str(JVMDI_ERROR_INVALID_THREAD) + "\n", out);
 }
 
-TEST_P(Invocations, OutcomeOfAnUnknownThreadIsNotAwaited) {
-    AgentInvokRet outcome = {};
-    EXPECT_EQ(JVMDI_ERROR_INVALID_THREAD, invoke((jobject)0x7777, bar, SYNCHRONOUS, &outcome));
-    EXPECT_EQ(nullptr, find_invoke_method((jobject)0x7777)) << "a request that nobody can serve was kept";
-    EXPECT_EQ(0, in_method_invoke());
-}
-
 TEST_P(Invocations, AwaitingGives113WhenAMonitorFails) {
     const jobject handle = announce();
-    for (const char* operation : {"lock", "wait"}) {
+    for (const char* operation : {"lock", newer() ? "timed wait" : "wait"}) {
         AgentInvokRet outcome = {};
-        monitors::fail(operation, "process_invokemethod_event");
+        /* on a newer VM the first lock is for a look at the queue, without which the wait is begun all the same */
+        monitors::fail(operation, "process_invokemethod_event", newer() && *operation == 'l' ? 2 : 1);
         EXPECT_EQ(JVMDI_ERROR_INTERNAL, process_invokemethod_event(handle, &outcome)) << operation;
         EXPECT_EQ(0, monitors::held) << operation;
     }

@@ -349,12 +349,39 @@ TEST_P(Processing, EndedThreadIsShownThenForgotten) {
 static std::vector<jobject> released;
 static void release(JNIEnv*, jobject reference) { released.push_back(reference); }
 
-TEST_P(Processing, EndOfAThreadReleasesNothingThatWasHandedOut) {
+/* Where the other threads run. */
+TEST_P(Processing, EndOfAThreadAndEntryOfAMethodReleaseWhatWasHandedOutOnANewerVmOnly) {
+    for (const jint kind : {JVMDI_EVENT_METHOD_ENTRY, JVMDI_EVENT_THREAD_END}) {
+        know_worker();
+        released.clear();
+        tmap_record* record = TMap_tid2tm(5);
+        const char* answer = record->thread_name = (char*)sim.allocate(8);
+        add_resource(sim.env(), (jobject)0x10, release, "test");
+        JVMDI_Event event = event_of(kind);
+        preprocess_jvmdi_references(sim.env(), &event);
+        process(event);
+        EXPECT_EQ(newer() ? std::vector<jobject>{(jobject)0x10} : std::vector<jobject>{}, released) << kind;
+        EXPECT_EQ(!newer(), sim.is_live_block(answer)) << kind;
+        resume_after_event(sim.env());
+    }
+}
+
+TEST_P(Processing, EntryOfAMethodReleasesNothingDuringAnInvocation) {
     know_worker();
     add_resource(sim.env(), (jobject)0x10, release, "test");
-    JVMDI_Event event = event_of(JVMDI_EVENT_THREAD_END);
+    post_static_invoke_request_async(sim.env(), (jobject)0x70, (jclass)make_uref(foo), bar.id(), 'V', 0, NULL);
+    JVMDI_Event event = event_of(JVMDI_EVENT_METHOD_ENTRY);
     preprocess_jvmdi_references(sim.env(), &event);
     process(event);
+    EXPECT_EQ(std::vector<jobject>{}, released);
+    invoke_method_cleanup(sim.env());
+}
+
+/* A question at a hook may run a method that has a METHOD_ENTRY of its own. */
+TEST_P(Processing, EntryOfAMethodOnTheAgentThreadReleasesNothingOfTheStopAroundIt) {
+    JVMDI_Event event = event_of(JVMDI_EVENT_METHOD_ENTRY);
+    add_resource(sim.env(), (jobject)0x10, release, "test");
+    process_jvmdi_event(sim.env(), &event, agent_self());
     EXPECT_EQ(std::vector<jobject>{}, released);
 }
 

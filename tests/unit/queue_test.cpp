@@ -47,7 +47,12 @@ struct Queue : EventTest {
 
     size_t allocations() { return sim.count_calls("JV*.Allocate"); }
 
-    static void* event_number(uintptr_t number) { return (void*)(number * 16); } /* the handlers do not look inside */
+    /* Events without references, to be told apart by their addresses. */
+    static void* event_number(size_t number) {
+        static JVMDI_Event events[12];
+        events[number].kind = JVMDI_EVENT_USER_DEFINED;
+        return &events[number];
+    }
 };
 SIM_ALL_MODES(Queue);
 
@@ -119,7 +124,7 @@ TEST_P(Queue, TakesAnyThreadIdForTheAgentThreadsByTheRecord) {
 TEST_P(Queue, DeliversInTheOrderOfPostingOverAllThreads) {
     std::vector<std::unique_ptr<sim::Running>> posters;
     std::vector<void*> posted;
-    for (uintptr_t i = 1; i <= 5; i++) {
+    for (size_t i = 1; i <= 5; i++) {
         posted.push_back(event_number(i));
         posters.push_back(start_poster(posted.back()));
     }
@@ -151,12 +156,23 @@ TEST_P(Queue, WakesTheAgentThreadWhenAnEventArrives) {
     EXPECT_EQ(1u, handled.size());
 }
 
-TEST_P(Queue, PreparesReferencesOnlyForTheHandlerOfVmEvents) {
-    JVMDI_Event event = {};
-    event.kind = JVMDI_EVENT_BREAKPOINT; /* of no thread: preparing it would end the process */
-    auto poster = start_poster(&event);
+TEST_P(Queue, PreparesReferencesForEveryHandlerButThatOfJvmpiEvents) {
+    auto poster = start_known(sim.new_thread("poster"), [&] {
+        JVMDI_Event event = {};
+        event.kind = JVMDI_EVENT_FRAME_POP;
+        sim.in_event([&] {
+            event.u.frame.thread = sim.local<jthread>(sim.this_thread());
+            EXPECT_EQ(0, add_event(sim.env(), &event, handle));
+        });
+        EXPECT_EQ(uref_of(*sim.this_thread()), event.u.frame.thread);
+        JVMPI_Event of_jvmpi = {}; /* whose first word is no kind of JVMDI's, or another event's */
+        of_jvmpi.event_type = JVMDI_EVENT_FRAME_POP;
+        EXPECT_EQ(0, add_event(sim.env(), &of_jvmpi, (event_handler)process_jvmpi_event));
+    });
     EXPECT_EQ(0, process_next_event());
-    EXPECT_EQ(std::vector<void*>{&event}, handled_events());
+    EXPECT_EQ(1u, handled.size());
+    EXPECT_EQ(0, process_next_event()) << "a frame pop of no thread would end the process";
+    poster->join();
 }
 
 TEST_P(Queue, ReleasingClearsTheEntry) {
@@ -183,7 +199,7 @@ TEST_P(Queue, AllocatesTenEntriesAtOnce) {
 
 TEST_P(Queue, TenBlockedPostersShareABlockAndTheEleventhMakesASecond) {
     std::vector<std::unique_ptr<sim::Running>> posters;
-    for (uintptr_t i = 1; i <= 10; i++) posters.push_back(start_poster(event_number(i)));
+    for (size_t i = 1; i <= 10; i++) posters.push_back(start_poster(event_number(i)));
     EXPECT_EQ(1u, allocations());
     posters.push_back(start_poster(event_number(11)));
     EXPECT_EQ(2u, allocations());
@@ -195,7 +211,7 @@ TEST_P(Queue, TenBlockedPostersShareABlockAndTheEleventhMakesASecond) {
 
 TEST_P(Queue, EntriesOfABlockAreUsedInTheOrderOfTheirAddresses) {
     std::vector<std::unique_ptr<sim::Running>> posters;
-    for (uintptr_t i = 1; i <= 10; i++) posters.push_back(start_poster(event_number(i)));
+    for (size_t i = 1; i <= 10; i++) posters.push_back(start_poster(event_number(i)));
     ASSERT_EQ(10u, monitors::waited.size());
     for (size_t i = 1; i < 10; i++)
         EXPECT_EQ((const char*)monitors::waited[i - 1] + sizeof(queue_entry), (const char*)monitors::waited[i]);
@@ -307,7 +323,7 @@ TEST_P(Queue, ShowsAControlCBeforeEveryQueuedEvent) {
 static jint state_after_posting(sim::Sim& sim, jint state) {
     tmap_record* record = TMap_tid2tm(agent_self());
     record->invocation_state = state;
-    EXPECT_EQ(0, add_event(sim.env(), (void*)16, handle));
+    EXPECT_EQ(0, add_event(sim.env(), Queue::event_number(1), handle));
     return record->invocation_state;
 }
 
@@ -345,7 +361,7 @@ TEST_P(Queue, PosterGives113AtTheFirstMonitorOperationThatFails) {
         {"lock", 1, 0},   /* the free list's */
         {"unlock", 1, 0}, /* the free list's */
         {"lock", 2, 0},   /* the entry's     */
-        {"lock", 3, 0},   /* the queue's     */
+        {"lock", 3, 1},   /* the queue's: the entry's monitor stays as it is */
         {"signal", 1, 0}, /* the queue's     */
         {"unlock", 2, 0}, /* the queue's     */
         {"wait", 1, 1},   /* the entry's: nothing else is held then, and it is given up at once */
