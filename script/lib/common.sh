@@ -25,13 +25,19 @@ logged() {
     }
 }
 
+# build_agent PRESET: builds the agent alone.
+build_agent() {
+    local preset=$1
+    script/bootstrap "$preset"
+    logged "$log_dir/configure-$preset.log" cmake --preset "$preset"
+    logged "$log_dir/build-$preset.log" cmake --build --preset "$preset" -j "$(nproc)" --target quor_agent
+}
+
 # prepare_jvm PRESET: builds the agent alone and sets `java` and `javac` for it, i386 on the 32-bit HotSpot, x86-64 on the JDK.
 prepare_jvm() {
     local preset=$1
     case $preset in i386 | x86-64) ;; *) die "the preset is i386 or x86-64, not $preset" ;; esac
-    script/bootstrap "$preset"
-    logged "$log_dir/configure-$preset.log" cmake --preset "$preset"
-    logged "$log_dir/build-$preset.log" cmake --build --preset "$preset" -j "$(nproc)" --target quor_agent
+    build_agent "$preset"
     local jdk
     jdk=$(sed -n 's/^QUOR_JDK:[A-Z]*=//p' "build/$preset/CMakeCache.txt")
     javac=$jdk/bin/javac
