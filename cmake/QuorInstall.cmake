@@ -26,9 +26,15 @@ function(quor_headers_of folder out)
     set(${out} "${headers}" PARENT_SCOPE)
 endfunction()
 
+# What a debugger calls, where it stops, and the globals that it reads and writes.
+quor_headers_of("${PROJECT_SOURCE_DIR}/agent" public_headers
+    entry/agent_entry.h event/hook_points.h
+    agent_thread/attach_stop.h agent_thread/control_c.h load/handshake.h
+    registry/agent_tmap.h registry/agent_uref.h registry/prep_list.h
+    support/agent_self.h vm/vm_interface.h)
+
 set(package_dir "${CMAKE_INSTALL_DATADIR}/quor_agent")
 install(TARGETS quor_agent LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
-quor_headers_of("${PROJECT_SOURCE_DIR}/agent" public_headers entry/agent_entry.h core/agent_main.h)
 foreach(header IN LISTS public_headers)
     cmake_path(GET header PARENT_PATH room)
     install(FILES "agent/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/quor_agent/${room}")
