@@ -53,7 +53,7 @@ void start_agent_thread(JNIEnv* env) {
     const jobject thread = new_thread_object(env, &clazz);
     jint created;
     shared_store(agent_thread, URef_from_local(env, thread, &created));
-    make_daemon(env, clazz, agent_thread);
+    make_daemon(env, clazz, thread);
     sema_init(&quor_contacted, 0);
     tid_main_thread = agent_self();
     const jint err =

@@ -137,6 +137,7 @@ jint agent_get_stringvalue(JNIEnv* env, jstring string, jint* length, const char
     jboolean is_copy = JNI_FALSE;
     *characters = env->GetStringUTFChars(string, &is_copy);
     *length = *characters ? (jint)strlen(*characters) : 0;
+    if (!*characters) clear_exception(env); /* the VM had no memory, and said so */
     if (*characters && is_copy) hold_string(env, string, *characters);
     return 0;
 }

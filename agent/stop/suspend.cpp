@@ -10,6 +10,7 @@
 #include "vm/vm_env.h"
 #include "vm/vm_interface.h"
 #include "vm/vm_memory.h"
+#include "vm/vm_newer.h"
 
 static const char LOG_SOURCE[] = "agent_entry.c";
 
@@ -132,13 +133,19 @@ jint cb_resume_list() {
         });
 }
 
+/* What an operation that failed has left in the list may be threads that have ended, whose references a newer VM polices. */
+static void collect_threads(JNIEnv* env) {
+    if (vm_is_newer()) S_R_curCount = 0;
+    TMap_iter_nolock(env, cb_suspend_resume_list_create, NULL);
+}
+
 jint agent_suspend_all(JNIEnv* env) {
     env = current_env(env);
     AGENT_LOG(LogJVMDI, "AgentThread: agent_suspend_all()");
     if (agent_has_suspended()) return 0;
     acquire_globalocks();
     if (has_list_operations()) {
-        TMap_iter_nolock(env, cb_suspend_resume_list_create, NULL);
+        collect_threads(env);
         cb_suspend_list();
     } else {
         TMap_iter_nolock(env, cb_suspend, NULL);
@@ -158,7 +165,7 @@ jint agent_resume_all(JNIEnv* env) {
         return 0;
     }
     monitor_lock(&tmap_lock, "agent_resume_all");
-    TMap_iter_nolock(env, cb_suspend_resume_list_create, NULL);
+    collect_threads(env);
     const jint result = cb_resume_list();
     monitor_unlock(&tmap_lock, "agent_resume_all");
     agent_note_suspended(false);

@@ -54,6 +54,21 @@ struct Rule {
     Object* exception = nullptr;
 };
 
+/* How a call of a function fails in a VM. */
+struct Failure {
+    const char* name; /* a pattern of function names */
+    jint code;        /* what it gives, if that is a number */
+    bool throws;      /* leaves an exception */
+};
+
+struct Sweep {
+    bool on = false;
+    size_t fails_at = 0, calls = 0;
+    std::function<void(const std::string&)> when_it_fails;
+    Object* exception = nullptr;
+};
+const Failure* failure_of(const std::string& name); /* null: it cannot fail */
+
 /* Characters or elements handed out by Get<Type>ArrayElements and GetStringUTFChars. */
 struct Pin {
     Object* object;
@@ -95,6 +110,7 @@ struct Sim::State {
     Globs echoed;
     std::map<std::string, std::vector<Rule>> rules;
     std::map<std::string, std::function<void()>> actions;
+    Sweep sweep;
     std::vector<std::string> misuses;
     std::function<void(const std::string&)> misuse_listener;
 
@@ -180,6 +196,7 @@ public:
 
 protected:
     void begin(const std::string& arguments);
+    void sweep(Sweep& sweep, const std::string& arguments);
     Object* exception = nullptr; /* the exception that the failing call is to leave pending */
     jint error = 0;
     std::unique_lock<Mutex> guard;

@@ -188,6 +188,13 @@ public:
     void throw_in(const std::string& name, Object& exception, int n = 0); /* JNI: the same, exception pending */
     void before(const std::string& name, std::function<void()> action); /* runs at the start of every call, unlocked */
     void stop_failing(const std::string& name);
+
+    /* Sweeps: calls are counted while sweeping(true) is in force, on every thread, if they can fail in a VM at all; the n-th
+     * does, whatever it is: error 111 (Allocate: 110) from JVMTI and JVMDI, -2 from JavaVM.GetEnv, from JNI what its
+     * functions give without memory, with a java/lang/Error pending where JNI says so. n = 0: all go well. */
+    void sweep(size_t n, std::function<void(const std::string& call)> when_it_fails); /* the call as in the log */
+    void sweeping(bool on);
+    size_t swept_calls();                                   /* how many were counted */
     std::string vm_name(const std::string& function) const; /* "JVMTI.<function>" or "JVMDI.<function>" */
 
     /* ---- Misuse ------------------------------------------------------------------------------------------------ */

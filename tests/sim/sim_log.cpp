@@ -92,6 +92,7 @@ void Call::begin(const std::string& arguments) {
         run();
         relock();
     }
+    if (s.sweep.on) sweep(s.sweep, arguments);
     auto rules = s.rules.find(name);
     if (rules == s.rules.end()) return;
     if (const Rule* rule = rule_that_applies(rules->second)) {

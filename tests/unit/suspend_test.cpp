@@ -293,14 +293,15 @@ TEST_P(Suspend, FailedResumptionGivesItsCodeAndLetsGo) {
     EXPECT_FALSE(holds());
 }
 
+/* On newer VMs it is made afresh: what is left in it may be threads that have ended. */
 TEST_P(Suspend, WithoutMemoryForResultsTheListIsKept) {
     known(101);
     sim.fail_nth(vm("Allocate"), 3, JVMTI_ERROR_OUT_OF_MEMORY);
     EXPECT_EQ("AgentThread: JVMDI_Allocate() failed -- OUT_OF_MEMORY\n", suspend_printing());
     EXPECT_EQ(std::vector<std::string>{}, thread_calls());
     const std::string told = "AgentThread: cb_resume_list(): thread not suspended 101\n";
-    EXPECT_EQ(told + told, resume_printing(JVMTI_ERROR_THREAD_NOT_SUSPENDED));
-    EXPECT_CALLS(thread_calls(), vm("ResumeThreadList([t101, t101])"));
+    EXPECT_EQ(newer() ? told : told + told, resume_printing(JVMTI_ERROR_THREAD_NOT_SUSPENDED));
+    EXPECT_CALLS(thread_calls(), vm(newer() ? "ResumeThreadList([t101])" : "ResumeThreadList([t101, t101])"));
 }
 
 TEST_P(Suspend, FailureToGiveTheResultsBackKeepsTheList) {
@@ -308,10 +309,11 @@ TEST_P(Suspend, FailureToGiveTheResultsBackKeepsTheList) {
     sim.fail_nth(vm("Deallocate"), 1, JVMTI_ERROR_INTERNAL);
     EXPECT_EQ("AgentThread: JVMDI_Deallocate() failed -- INTERNAL\n", suspend_printing());
     sim.fail_nth(vm("Deallocate"), 1, JVMTI_ERROR_ILLEGAL_ARGUMENT);
-    EXPECT_EQ("AgentThread: cb_resume_list(): thread not suspended 101\n"
-              "AgentThread: JVMDI_Deallocate() failed -- ILLEGAL_ARGUMENT\n",
+    EXPECT_EQ(std::string(newer() ? "" : "AgentThread: cb_resume_list(): thread not suspended 101\n") +
+                  "AgentThread: JVMDI_Deallocate() failed -- ILLEGAL_ARGUMENT\n",
               resume_printing(JVMTI_ERROR_ILLEGAL_ARGUMENT));
-    EXPECT_CALLS(thread_calls(), vm("SuspendThreadList([t101])"), vm("ResumeThreadList([t101, t101])"));
+    EXPECT_CALLS(thread_calls(), vm("SuspendThreadList([t101])"),
+                 vm(newer() ? "ResumeThreadList([t101])" : "ResumeThreadList([t101, t101])"));
 }
 
 /* ---- One by one ---- */

@@ -10,6 +10,7 @@
 #include "sim/interleave.h"
 #include "support/agent_monitor.h"
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <mutex>
@@ -33,6 +34,11 @@ static std::atomic<int> waits;                          /* untimed waits that we
 static std::atomic<int> waiting;                        /* threads that are inside an untimed wait or about to be     */
 static std::atomic<int> timed_waiting;                  /* the same for timed waits                                   */
 static thread_local int held;                           /* monitors that the calling thread holds                     */
+static std::atomic<int> locked;                         /* monitors that any thread holds                             */
+static std::atomic<jint> longest_timed_wait =
+    INT32_MAX; /* in milliseconds: longer ones end by then                   */
+/* If set, is called with the caller's name when a lock has been waited for for a second. */
+static std::function<void(const char*)> when_stuck;
 /* If set, runs before each lock, with the caller's name, on the locking thread. */
 static std::function<void(const std::string&)> before_lock;
 /* If set, runs in place of each timed wait, which then counts as timed out. */
@@ -70,6 +76,11 @@ static inline timespec deadline_after(jint ms) {
 static inline void take(monitor_t* monitor, const char* name) {
     if (pthread_mutex_trylock(&monitor->mutex) == 0) return;
     sim::Blocked here("lock ", name);
+    if (when_stuck) {
+        const timespec deadline = deadline_after(1000);
+        if (pthread_mutex_timedlock(&monitor->mutex, &deadline) == 0) return;
+        when_stuck(name);
+    }
     require(pthread_mutex_lock(&monitor->mutex));
 }
 
@@ -88,6 +99,7 @@ uint32_t monitor_lock(monitor_t* monitor, const char* name) {
     sim::pass("lock ", name);
     monitors::take(monitor, name);
     monitors::held++;
+    monitors::locked++;
     sim::pass("after lock ", name);
     return 1;
 }
@@ -96,6 +108,7 @@ uint32_t monitor_unlock(monitor_t* monitor, const char* name) {
     const bool fails = monitors::fails("unlock", name);
     sim::pass("unlock ", name);
     monitors::held--;
+    monitors::locked--;
     monitors::require(pthread_mutex_unlock(&monitor->mutex));
     sim::pass("after unlock ", name);
     return fails ? 0 : 1;
@@ -130,7 +143,7 @@ uint32_t monitor_wait_timeout(monitor_t* monitor, jint ms, const char* name) {
         return 1;
     }
     monitors::timed_waiting++;
-    const timespec deadline = monitors::deadline_after(ms);
+    const timespec deadline = monitors::deadline_after(std::min(ms, monitors::longest_timed_wait.load()));
     sim::pass("timed wait ", name);
     {
         sim::Blocked here("timed wait ", name);
