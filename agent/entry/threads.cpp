@@ -1,12 +1,14 @@
 #include "entry/agent_entry.h"
 
 #include "registry/agent_tmap.h"
+#include "registry/agent_uref.h"
 #include "registry/resources.h"
 #include "support/agent_self.h"
 #include "vm/vm_call.h"
 #include "vm/vm_env.h"
 #include "vm/vm_interface.h"
 #include "vm/vm_memory.h"
+#include "vm/vm_newer.h"
 
 /* The list that agent_get_threads hands out, in VM memory, and how many threads it has room for. */
 static jthread* threadList;
@@ -72,8 +74,18 @@ jint agent_get_threadgroupchildren(JNIEnv* env, jthreadGroup group, jint* thread
     });
 }
 
-jint agent_suspendthread(JNIEnv* env, jthread thread) {
+static jint suspend_thread(JNIEnv* env, jthread thread) {
     return vm_call(current_env(env), [=](auto* vm) { return vm->SuspendThread(thread); });
+}
+
+/* A newer VM suspends a thread wherever it is, and it is not to be in the reference table. */
+jint agent_suspendthread(JNIEnv* env, jthread thread) {
+    if (!vm_is_newer()) return suspend_thread(env, thread);
+    monitor_lock(&URef_monitor, "agent_suspendthread");
+    const jint err = suspend_thread(env, thread);
+    agent_note_suspension();
+    monitor_unlock(&URef_monitor, "agent_suspendthread");
+    return err;
 }
 
 jint agent_resumethread(JNIEnv* env, jthread thread) {

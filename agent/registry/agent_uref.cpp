@@ -33,22 +33,20 @@ jint hashf(jobject ref) {
     return hash == INT32_MIN ? 0 : abs(hash) % UREF_BUCKETS;
 }
 
-static bool may_be_suspended() {
-    return vm_is_newer() && agent_has_suspended() && agent_self() != shared_load(tid_debug_agent);
-}
-
-/* Takes the table's lock for a caller that has made no other arrangement.
+/* Takes the table's lock, with the bucket of `ref` worked out before; false when the lock failed.
  *
- * A thread that the agent suspends runs on in native code until its next VM call. Were that the IsSameObject of a search,
- * the thread would keep the lock while it is suspended, and the agent thread at its hook would wait for it for ever. So on
- * a VM that suspends in this way a thread that finds the others held gives the lock back and makes a VM call that keeps it
- * for as long as it is itself suspended. A thread that comes back from there was not held, or not any more. */
-static bool lock_table(jobject ref, const char* name) {
-    for (int rounds = 0;; rounds++) {
+ * A thread that is suspended runs on in native code until its next VM call. Were that the IsSameObject of a search, the thread
+ * would keep the lock while it is suspended, and the agent thread at its hook would wait for it for ever. On a VM that suspends
+ * in this way the call for the hash code keeps the thread for as long as it is suspended; threads are suspended under this
+ * lock; so a thread that finds, with the lock, that none was suspended since before that call is not suspended, and stays so
+ * until it gives the lock back. Otherwise it may be, and makes the call again. */
+static bool lock_table(jobject ref, jint* bucket, const char* name) {
+    for (;;) {
+        const jint suspensions = agent_suspensions();
+        *bucket = hashf(ref);
         if (!monitor_lock(&URef_monitor, name)) return false;
-        if (rounds == 3 || !may_be_suspended()) return true;
+        if (!vm_is_newer() || suspensions == agent_suspensions()) return true;
         monitor_unlock(&URef_monitor, name);
-        hashf(ref);
     }
 }
 
@@ -82,8 +80,8 @@ static jobject convert_nolock(JNIEnv* env, jobject ref, jint bucket, jint* creat
 
 static jobject convert(JNIEnv* env, jobject ref, jint* created, bool adopt, const char* name) {
     if (!ref) return NULL;
-    const jint bucket = hashf(ref);
-    if (!lock_table(ref, name)) return NULL;
+    jint bucket;
+    if (!lock_table(ref, &bucket, name)) return NULL;
     const jobject uref = convert_nolock(env, ref, bucket, created, adopt);
     return monitor_unlock(&URef_monitor, name) ? uref : NULL;
 }
@@ -106,16 +104,16 @@ jobject URef_from_global_nolock(JNIEnv* env, jobject ref, jint bucket, jint* cre
 
 jobject URef_find(JNIEnv* env, jobject ref) {
     if (!ref) return NULL;
-    const jint bucket = hashf(ref);
-    if (!lock_table(ref, "URef_find")) return NULL;
+    jint bucket;
+    if (!lock_table(ref, &bucket, "URef_find")) return NULL;
     const uref_record* record = URef_find_help(env, ref, bucket);
     const jobject uref = record ? record->ref : NULL;
     return monitor_unlock(&URef_monitor, "URef_find") ? uref : NULL;
 }
 
 jint URef_delete(JNIEnv* env, jobject ref) {
-    const jint bucket = hashf(ref);
-    if (!lock_table(ref, "URef_delete")) return 0;
+    jint bucket;
+    if (!lock_table(ref, &bucket, "URef_delete")) return 0;
     URef_delete_nolock(env, ref, bucket);
     return (jint)monitor_unlock(&URef_monitor, "URef_delete");
 }

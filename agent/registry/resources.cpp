@@ -2,6 +2,7 @@
 
 #include "registry/agent_uref.h"
 #include "vm/vm_memory.h"
+#include "vm/vm_newer.h"
 
 /* A reference that waits for its release. In blocks of VM memory that are kept for ever. */
 struct resource_record {
@@ -64,4 +65,10 @@ jobject keep_alive(JNIEnv* env, jobject local, const char* label) {
 
 void freeRef(JNIEnv* env, jobject ref) { env->DeleteGlobalRef(ref); }
 
-void freeURef(JNIEnv* env, jobject ref) { URef_delete_nolock(env, ref, hashf(ref)); }
+/* While the Java threads run, as in the boot phase, they use the table too. */
+void freeURef(JNIEnv* env, jobject ref) {
+    if (vm_is_newer())
+        URef_delete(env, ref);
+    else
+        URef_delete_nolock(env, ref, hashf(ref));
+}

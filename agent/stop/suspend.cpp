@@ -61,12 +61,11 @@ static jint grow_list() {
     if (jint err = grown_copy(S_R_threadList_tid, S_R_threadListSize, sizeof *S_R_threadList_tid, &tids)) return err;
     if (S_R_threadList)
         if (jint err = deallocate_or_report(S_R_threadList)) return err;
-    if (S_R_threadList_tid)
-        if (jint err = deallocate_or_report(S_R_threadList_tid)) return err;
-    S_R_threadList = (jthread*)threads;
+    const agent_tid_t* old_tids = S_R_threadList_tid;
+    S_R_threadList = (jthread*)threads; /* the old one is gone, whatever becomes of the other */
     S_R_threadList_tid = (agent_tid_t*)tids;
     S_R_threadListSize += GROWTH;
-    return 0;
+    return old_tids ? deallocate_or_report(old_tids) : 0;
 }
 
 jint cb_suspend_resume_list_create(void*, tmap_record* record, void*) {

@@ -7,8 +7,16 @@ agent_tid_t quor_tid;
 const char* quor_classpath;
 const char* quor_vmversion;
 
-static jint suspended; /* 1 while agent_suspend_all holds the Java threads */
+static jint suspended;   /* 1 while agent_suspend_all holds the Java threads */
+static jint suspensions; /* ever made; their number may wrap around           */
 
 bool agent_has_suspended() { return shared_load(suspended) == 1; }
 
-void agent_note_suspended(bool now_suspended) { shared_store(suspended, now_suspended ? 1 : 0); }
+void agent_note_suspended(bool now_suspended) {
+    shared_store(suspended, now_suspended ? 1 : 0);
+    if (now_suspended) agent_note_suspension();
+}
+
+jint agent_suspensions() { return shared_load(suspensions); }
+
+void agent_note_suspension() { __atomic_add_fetch((uint32_t*)&suspensions, 1, __ATOMIC_ACQ_REL); }

@@ -18,4 +18,9 @@ static inline bool on_agent_thread() { return agent_self() == shared_load(tid_de
 bool agent_has_suspended();
 void agent_note_suspended(bool now_suspended);
 
+/* How often threads were suspended so far. Whoever suspends notes it (agent_suspend_all does so by the call above) when the
+ * threads are suspended and before it gives back the reference table's lock, which it holds meanwhile. */
+jint agent_suspensions();
+void agent_note_suspension();
+
 #endif

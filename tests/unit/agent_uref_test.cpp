@@ -3,9 +3,12 @@
 /* Here instead of in the agent's archive, so that the tests see the count of look-ups. */
 #include "registry/agent_uref.cpp"
 
+#include "entry/agent_entry.h"
 #include "invoke/requests.h"
 #include "registry/agent_tmap.h"
 #include "registry/prep_list.h"
+#include "registry/resources.h"
+#include "sim/interleave.h"
 #include "sim/sim_test.h"
 #include "stop/suspend.h"
 #include "watched_monitor.h"
@@ -419,33 +422,71 @@ struct HeldThread : URefTable {
 };
 SIM_ALL_MODES(HeldThread);
 
-TEST_P(HeldThread, MakesVmCallsBeforeItKeepsTheLockOfANewerVm) {
-    strings locked;
-    int outside = 0;
-    sim.before(sim.vm_name("GetObjectHashCode"), [&] { outside += monitors::held == 0; });
-    monitors::before_lock = [&](const std::string& caller) { locked.push_back(caller); };
+TEST_P(HeldThread, ThatMetNoSuspensionMakesOneVmCall) {
     sim.run_on(worker, [&] { use_table(); });
-    monitors::before_lock = nullptr;
-    const size_t rounds = newer() ? 4 : 1;
-    EXPECT_EQ(strings(rounds, "URef_from_local"), locked);
-    EXPECT_EQ(rounds, hash_calls());
-    EXPECT_EQ((int)rounds, outside);
+    EXPECT_EQ(1u, hash_calls());
     EXPECT_EQ(1, created);
 }
 
-TEST_P(HeldThread, DoesSoInEveryOperation) {
-    sim.run_on(worker, [&] {
-        const jobject global = sim.global(&object);
-        const auto calls_of = [&](auto operation) {
-            sim.clear_calls();
-            operation();
-            return hash_calls();
-        };
-        const size_t expected = newer() ? 4 : 1;
-        EXPECT_EQ(expected, calls_of([&] { URef_from_global(sim.env(), global, &created); }));
-        EXPECT_EQ(expected, calls_of([&] { URef_find(sim.env(), global); }));
-        EXPECT_EQ(expected, calls_of([&] { URef_delete(sim.env(), global); }));
-    });
+/* A suspension that comes after the thread's VM call has not held it there. */
+TEST_P(HeldThread, MakesAnotherVmCallWithoutTheLockWhenASuspensionCameBetween) {
+    const jobject global = sim.global(&object);
+    const std::vector<std::pair<std::string, std::function<void()>>> operations = {
+        {"URef_from_local", [&] { use_table(); }},
+        {"URef_find", [&] { URef_find(sim.env(), global); }},
+        {"URef_from_global", [&] { URef_from_global(sim.env(), global, &created); }},
+        {"URef_delete", [&] { URef_delete(sim.env(), global); }},
+    };
+    for (const auto& [name, operation] : operations) {
+        agent_resume_all(env);
+        sim::Interleaving order;
+        sim.clear_calls();
+        order.hold("worker", "lock " + name);
+        auto running = sim.start(worker, operation);
+        order.await("worker");
+        agent_suspend_all(env);
+        if (newer()) {
+            order.go_on_to("worker", "JVMTI.GetObjectHashCode");
+            EXPECT_EQ(0, pthread_mutex_trylock(&URef_monitor.mutex)) << name;
+            pthread_mutex_unlock(&URef_monitor.mutex);
+        }
+        order.go("worker");
+        running->join();
+        EXPECT_EQ(newer() ? 2u : 1u, hash_calls()) << name;
+    }
+}
+
+/* However often it is suspended again as soon as it was let go. */
+TEST_P(HeldThread, NeverHasTheLockOfANewerVmWhileItIsSuspended) {
+    if (!newer()) return;
+    sim::Object& wanted = neighbour();
+    const jobject uref = convert(wanted);
+    sim::Interleaving order;
+    order.hold("worker", "after JVMTI.GetObjectHashCode");
+    auto running = sim.start(worker, [&] { use_table(); });
+    for (int stop = 0; stop < 6; stop++) {
+        order.await("worker");
+        agent_resume_all(env);
+        agent_suspend_all(env);
+        order.go_on_to("worker", "JVMTI.GetObjectHashCode"); /* which does not return before it is resumed */
+        EXPECT_EQ(uref, find(wanted)) << "the agent thread's own look";
+        order.hold("worker", "after JVMTI.GetObjectHashCode");
+        order.go("worker");
+    }
+    order.await("worker");
+    order.go("worker");
+    running->join();
+    EXPECT_EQ((strings{object.label, wanted.label}), bucket(5));
+}
+
+TEST_P(HeldThread, IsSuspendedAloneOnlyWhileItIsNotInTheTableOfANewerVm) {
+    agent_resume_all(env);
+    int held = -1;
+    sim.before(sim.vm_name("SuspendThread"), [&] { held = monitors::held; });
+    const jint before = agent_suspensions();
+    EXPECT_EQ(0, agent_suspendthread(env, sim.global(&worker)));
+    EXPECT_EQ(newer() ? 1 : 0, held);
+    EXPECT_EQ(before + (newer() ? 1 : 0), agent_suspensions());
 }
 
 TEST_P(HeldThread, IsNeverTheAgentThread) {
@@ -453,42 +494,12 @@ TEST_P(HeldThread, IsNeverTheAgentThread) {
     EXPECT_EQ(1u, hash_calls());
 }
 
-TEST_P(HeldThread, IsFreeWhenTheThreadsWereResumed) {
-    agent_resume_all(env);
-    sim.clear_calls();
-    sim.run_on(worker, [&] { use_table(); });
-    EXPECT_EQ(1u, hash_calls());
-}
-
-TEST_P(HeldThread, GoesOnAtOnceWhenItIsResumedInItsVmCall) {
-    int calls = 0;
-    sim.before(sim.vm_name("GetObjectHashCode"), [&] {
-        if (++calls == 2) agent_resume_all(sim.env());
-    });
-    sim.run_on(worker, [&] { use_table(); });
-    EXPECT_EQ(newer() ? 2 : 1, calls);
-    EXPECT_EQ(1, created);
-}
-
-struct HeldThreadOfANewerVm : HeldThread {};
-SIM_MODES(HeldThreadOfANewerVm, sim::Mode::jvmti_newer);
-
-TEST_P(HeldThreadOfANewerVm, LeavesTheTableToTheAgentThreadWhileItIsSuspended) {
-    sim::Object& wanted = neighbour();
-    const jobject uref = convert(wanted);
-    std::atomic<int> calls = 0;
-    std::atomic<bool> resumed = false;
-    sim.before(sim.vm_name("GetObjectHashCode"), [&] {
-        if (agent_self() == tid_debug_agent || ++calls != 2) return;
-        EXPECT_TRUE(sim::wait_for([&] { return resumed.load(); }));
-    });
-    auto running = sim.start(worker, [&] { use_table(); });
-    ASSERT_TRUE(sim::wait_for([&] { return calls == 2; })) << "the call that suspends it";
-    EXPECT_EQ(0, pthread_mutex_trylock(&URef_monitor.mutex));
-    pthread_mutex_unlock(&URef_monitor.mutex);
-    EXPECT_EQ(uref, find(wanted));
-    agent_resume_all(env);
-    resumed = true;
-    running->join();
-    EXPECT_EQ((strings{object.label, wanted.label}), bucket(5));
+TEST_P(HeldThread, LeavesTheLockToTheReleaseOfWhatWasHandedOut) {
+    const jobject uref = convert(object);
+    strings locked;
+    monitors::before_lock = [&](const std::string& caller) { locked.push_back(caller); };
+    freeURef(env, uref);
+    monitors::before_lock = nullptr;
+    EXPECT_EQ(newer() ? strings{"URef_delete"} : strings{}, locked);
+    EXPECT_EQ(nullptr, find(object));
 }
