@@ -2,6 +2,7 @@
 
 #include "event/event_log.h"
 #include "event/event_table.h"
+#include "event/filters.h"
 #include "event/hook_points.h"
 #include "registry/agent_records.h"
 #include "invoke/requests.h"
@@ -9,6 +10,7 @@
 #include "registry/agent_uref.h"
 #include "registry/class_info.h"
 #include "registry/prep_list.h"
+#include "registry/resources.h"
 #include "stop/resume_after_event.h"
 #include "stop/running_stop.h"
 #include "stop/suspend.h"
@@ -31,6 +33,19 @@ static jint user_class_loaded; /* set by the first prepared class that is not th
 template <class T> static void own(JNIEnv* env, T* reference) {
     jint created;
     *reference = (T)URef_from_local(env, *reference, &created);
+}
+
+/* The exception that has armed a filter must be known when it is caught. */
+static void release_exception(JNIEnv* env, jobject exception) {
+    if (!event_filter_holds(exception)) freeURef(env, exception);
+}
+
+/* A program may throw for ever, each time another object: on a newer VM a URef that an event makes for its exception goes when
+ * the process resumes, like everything else that the debugger was handed at that stop. */
+static void own_exception(JNIEnv* env, jobject* exception) {
+    jint created = 0;
+    *exception = URef_from_local(env, *exception, &created);
+    if (created && vm_is_newer()) add_resource(env, *exception, release_exception, "exception");
 }
 
 static void find_thread(JNIEnv* env, jthread* thread, const char* message) {
@@ -58,7 +73,7 @@ void preprocess_jvmdi_references(JNIEnv* env, JVMDI_Event* event) {
     if (wanted & OWN_THREAD) own(env, &place.thread);
     if ((wanted & DECLARING_CLASS) && jvmti) jvmti->GetMethodDeclaringClass(place.method, &place.clazz);
     if (wanted & OWN_CLASS) own(env, &place.clazz);
-    if (wanted & OWN_EXCEPTION) own(env, &event->u.exception.exception);
+    if (wanted & OWN_EXCEPTION) own_exception(env, &event->u.exception.exception);
     if (wanted & OWN_FIELD_CLASS) own(env, &event->u.field_access.field_clazz);
     if (event->kind == JVMDI_EVENT_CLASS_PREPARE) note_prepared_class(env, place.clazz);
 }

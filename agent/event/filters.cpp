@@ -103,6 +103,15 @@ template <class Matches> static filter* unlink_filter(Matches matches) {
     return NULL;
 }
 
+bool event_filter_holds(jobject uref) {
+    for (const filter* held = filter_list; held; held = held->next) {
+        const uint32_t kind = shared_load(held->kind);
+        if (kind != FILTER_UNCAUGHT && kind != FILTER_UNCAUGHT_ARMED) continue;
+        if (held->first == (uintptr_t)uref || shared_load(held->third) == (uintptr_t)uref) return true;
+    }
+    return false;
+}
+
 static bool same_text(uintptr_t field, const char* text) {
     return field && text ? strcmp(text_of(field), text) == 0 : !field && !text;
 }
@@ -209,7 +218,7 @@ static bool leaves_method(JNIEnv* env, const filter* watch, const JVMDI_Event* e
 
 static void arm(JNIEnv* env, filter* watch, jobject exception) {
     jint created;
-    watch->third = (uintptr_t)URef_from_local(env, exception, &created);
+    shared_store(watch->third, (uintptr_t)URef_from_local(env, exception, &created));
     shared_store(watch->kind, (uint32_t)FILTER_UNCAUGHT_ARMED);
 }
 

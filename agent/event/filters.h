@@ -28,6 +28,9 @@ AGENT_API jint event_clearfilter_br(JNIEnv* env, uint32_t kind, const char* clas
                                     const char* signature);
 AGENT_API jint event_clearfilter_ex(JNIEnv* env, uint32_t kind, uintptr_t first, uintptr_t second);
 
+/* Whether a filter of classes and methods holds this URef: as its class, or as the exception that has armed it. Agent thread. */
+bool event_filter_holds(jobject uref);
+
 /* Whether an EXCEPTION or EXCEPTION_CATCH event is to be delivered (1) or dropped (0). On the raising thread. VM
  * GetClassSignature, Deallocate; JNI GetObjectClass. */
 AGENT_API jint filter_jvmdi_event_throw(JNIEnv* env, JVMDI_Event* event);

@@ -137,6 +137,48 @@ TEST_P(Processing, ExceptionsBecomeUrefs) {
     }
 }
 
+/* A program may throw for ever, each time another object. */
+TEST_P(Processing, UrefOfAnExceptionGoesWithItsStopOnANewerVm) {
+    know_worker();
+    for (const jint kind : {JVMDI_EVENT_EXCEPTION, JVMDI_EVENT_EXCEPTION_CATCH}) {
+        JVMDI_Event event = event_of(kind);
+        preprocess_jvmdi_references(sim.env(), &event);
+        EXPECT_NE(nullptr, uref_of(thrown)) << kind;
+        EXPECT_EQ(uref_of(thrown), event.u.exception.exception) << kind;
+        resume_after_event(sim.env());
+        EXPECT_EQ(newer(), uref_of(thrown) == nullptr) << kind;
+    }
+}
+
+TEST_P(Processing, UrefOfAnExceptionThatTheDebuggerKnewBeforeStays) {
+    know_worker();
+    const jobject uref = make_uref(thrown);
+    JVMDI_Event event = event_of(JVMDI_EVENT_EXCEPTION);
+    preprocess_jvmdi_references(sim.env(), &event);
+    resume_after_event(sim.env());
+    EXPECT_EQ(uref, uref_of(thrown));
+}
+
+TEST_P(Processing, UrefOfAnExceptionThatArmedAFilterStaysUntilTheFilterIsCleared) {
+    know_worker();
+    sim::Class& catcher = sim.new_class("Catcher");
+    const uintptr_t clazz = (uintptr_t)make_uref(foo), method = (uintptr_t)bar.id();
+    EXPECT_EQ(0, event_setfilter_ex(sim.env(), FILTER_UNCAUGHT, clazz, method));
+    JVMDI_Event event = event_of(JVMDI_EVENT_EXCEPTION);
+    event.u.exception.clazz = sim.local<jclass>(&foo);
+    event.u.exception.catch_clazz = sim.local<jclass>(&catcher);
+    event.u.exception.catch_method = catcher.add_method("run", "()V").id();
+    JVMDI_Event again = event;
+    preprocess_jvmdi_references(sim.env(), &event);
+    EXPECT_FALSE(event_filter_holds(event.u.exception.exception));
+    filter_jvmdi_event_throw(sim.env(), &again);
+    EXPECT_TRUE(event_filter_holds(event.u.exception.exception));
+    resume_after_event(sim.env());
+    EXPECT_NE(nullptr, uref_of(thrown));
+    event_clearfilter_ex(sim.env(), FILTER_UNCAUGHT_ARMED, clazz, method);
+    EXPECT_EQ(nullptr, uref_of(thrown));
+}
+
 TEST_P(Processing, ClassOfAFieldBecomesAUrefItsObjectDoesNot) {
     know_worker();
     for (const jint kind : {JVMDI_EVENT_FIELD_ACCESS, JVMDI_EVENT_FIELD_MODIFICATION}) {
