@@ -70,6 +70,7 @@ static void debug_agent(JNIEnv* given) {
     if (tid_debug_agent == tid_main_thread)
         agent_fatal("\nJquor can only work with native threads,\n"
                     "Set the THREADS_FLAG environment variable to native\n");
+    pthread_setname_np(pthread_self(), "quor agent"); /* what a debugger's list of threads shows */
     AGENT_LOG(LogJVMDI, "AgentThread(): debug agent created %d\n", tid_debug_agent);
     JNIEnv* env = given ? given : agent_thread_env();
     {

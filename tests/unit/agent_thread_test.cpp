@@ -160,6 +160,13 @@ TEST_P(AgentThread, HasMetTheDebuggerWhenItsCreatorGoesOn) {
     sim.join_agent_threads();
 }
 
+TEST_P(AgentThread, NativeThreadSaysWhatItIs) {
+    char name[16] = "";
+    sim.before("JNI.NewStringUTF", [&] { pthread_getname_np(pthread_self(), name, sizeof name); });
+    live_and_die();
+    EXPECT_STREQ("quor agent", name);
+}
+
 TEST_P(AgentThread, MeetsTheDebuggerWithoutAClassPathToo) {
     sim.properties.clear();
     quor_classpath = quor_vmversion = "before";
