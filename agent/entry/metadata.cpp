@@ -149,31 +149,37 @@ static jint reserve_methods(tmap_record* record, jint count) {
     return 0;
 }
 
-static jint describe_method(JNIEnv* env, jclass clazz, jmethodID method, method_entry* entry) {
+/* `refused` tells a VM that does not answer, which ends the list, from a failure of memory, which ends the query. */
+static jint describe_method(JNIEnv* env, jclass clazz, jmethodID method, method_entry* entry, bool* refused) {
     char* name;
     char* signature;
     entry->method = method;
-    if (jint err = vm_get_method_modifiers(env, clazz, method, &entry->modifiers)) return err;
-    if (jint err = vm_get_method_name(env, clazz, method, &name, &signature)) return err;
+    jint err = vm_get_method_modifiers(env, clazz, method, &entry->modifiers);
+    if (!err) err = vm_get_method_name(env, clazz, method, &name, &signature);
+    *refused = err != 0;
+    if (err) return err;
     copy_text(entry->name, name);
     copy_text(entry->signature, signature);
-    if (jint err = deallocate_or_report(name)) return err;
+    if ((err = deallocate_or_report(name))) return err;
     return deallocate_or_report(signature);
 }
 
-static jint describe_methods(JNIEnv* env, jclass clazz, const jmethodID* methods, jint count, tmap_record* record) {
+static jint describe_methods(JNIEnv* env, jclass clazz, const jmethodID* methods, jint count, tmap_record* record,
+                             bool* refused) {
     if (jint err = reserve_methods(record, count)) return err;
     for (jint i = 0; i < count; i++)
-        if (jint err = describe_method(env, clazz, methods[i], &record->methods[i])) return err;
+        if (jint err = describe_method(env, clazz, methods[i], &record->methods[i], refused)) return err;
     return 0;
 }
 
-static jint describe_class_methods(JNIEnv* env, jclass clazz, jint* count, tmap_record* record) {
+static jint describe_class_methods(JNIEnv* env, jclass clazz, jint* count, tmap_record* record, bool* refused) {
     jmethodID* methods;
-    if (jint err = vm_get_class_methods(env, clazz, count, &methods)) return err;
-    jint err = describe_methods(env, clazz, methods, *count, record);
-    jint release_err = deallocate_or_report(methods);
-    return err ? err : release_err;
+    jint err = vm_get_class_methods(env, clazz, count, &methods);
+    *refused = err != 0;
+    if (err) return err;
+    err = describe_methods(env, clazz, methods, *count, record, refused);
+    vm_deallocate(methods);
+    return err;
 }
 
 jint agent_get_classmethods(JNIEnv* env, jclass clazz, jmethodID method, jint* count, method_entry** methods) {
@@ -181,8 +187,10 @@ jint agent_get_classmethods(JNIEnv* env, jclass clazz, jmethodID method, jint* c
     tmap_record* record = TMap_tid2local(agent_self());
     if (!record) return JVMDI_ERROR_NULL_POINTER;
     jint found = 1;
-    jint err =
-        method ? describe_methods(env, clazz, &method, 1, record) : describe_class_methods(env, clazz, &found, record);
+    bool refused = false;
+    const jint err = method ? describe_methods(env, clazz, &method, 1, record, &refused)
+                            : describe_class_methods(env, clazz, &found, record, &refused);
+    if (err && !refused) return err;
     *count = err ? 0 : found;
     *methods = record->methods;
     return err;

@@ -111,7 +111,7 @@ jint agent_get_current_contendedmonitor(JNIEnv* env, jthread thread, jobject* mo
 
 jint agent_get_contended_monitor(JNIEnv* env, jthread thread, jobject* monitor) {
     env = current_env(env);
-    if (thread == shared_load(agent_thread)) return 0;
+    if (thread && thread == shared_load(agent_thread)) return 0;
     if (!can_inspect_monitors()) {
         *monitor = NULL;
         return 0;
@@ -123,15 +123,17 @@ jint agent_get_contended_monitor(JNIEnv* env, jthread thread, jobject* monitor) 
 
 /* ---- A monitor's usage ---- */
 
-/* In JVMDI's layout on both interfaces. JVMTI also tells the threads that wait to be notified, which nobody asks
- * for: their array is left to the VM. */
+/* In JVMDI's layout on both interfaces. JVMTI also tells the threads that wait to be notified, which nobody asks for: a newer
+ * VM gets their array back. */
 static jint get_usage(JNIEnv* env, jobject monitor, JVMDI_monitor_info* usage) {
     return vm_call_either(
         env,
         [=](jvmtiEnv* vm) {
             jvmtiMonitorUsage found = {};
             const jint err = vm->GetObjectMonitorUsage(monitor, &found);
-            if (!err) *usage = {found.owner, found.entry_count, found.waiter_count, found.waiters};
+            if (err) return err;
+            *usage = {found.owner, found.entry_count, found.waiter_count, found.waiters};
+            if (found.notify_waiters && vm_is_newer()) vm_deallocate(found.notify_waiters);
             return err;
         },
         [=](JVMDI_Interface_1* vm) { return vm->GetMonitorInfo(monitor, usage); });
@@ -141,6 +143,9 @@ jint agent_get_monitorinfo(JNIEnv* env, jobject object, JVMDI_monitor_info* info
     env = current_env(env);
     jint hash;
     if (jint err = vm_get_object_hash_code(object, &hash)) return err;
+    JVMDI_Interface_1* table;
+    if (!jvmti)
+        if (jint err = vm_own_jvmdi(env, &table)) return err;
     /* A failure of JVMDI's query is no failure here: the debugger sees a monitor that nobody owns or waits for. */
     if (!jvmti) *info = {};
     const jint err = get_usage(env, object, info);

@@ -39,6 +39,9 @@ static bool method_failed(jint err) {
     return err != 0;
 }
 
+/* A text that the VM may have refused to give. */
+static const char* shown(const char* text) { return text ? text : "(null)"; }
+
 /* Gives back what the VM returned, if it did. */
 static void release(const void* block, bool (*failed)(jint)) {
     if (block) failed(vm_deallocate(block));
@@ -64,7 +67,7 @@ void dump_thread(JNIEnv* env, jthread thread, jboolean with_group) {
     const agent_tid_t tid = TMap_handle2tid(thread);
     JVMDI_thread_info info = {};
     const jint err = vm_get_thread_info(env, thread, &info);
-    if (jvmti && err_is_wrongphase(err)) return;
+    if (jvmti && err == JVMTI_ERROR_WRONG_PHASE) return;
     if (!thread_failed(err))
         AGENT_LOG(LogJVMDIthread, " Thread: name = %s(%d) priority = %d, is_daemon = %d\n", info.name, tid,
                   info.priority, info.is_daemon);
@@ -84,7 +87,8 @@ void dump_class(jclass clazz) {
     class_failed(vm_get_class_signature(no_env, clazz, &signature, &generic));
     class_failed(vm_get_class_status(no_env, clazz, &status));
     if (!class_failed(vm_get_source_file_name(no_env, clazz, &source))) {
-        AGENT_LOG(LogJVMDIclass, "\n\tsignature = %s\n\tstatus = 0x%x\n\tsourceName = %s", signature, status, source);
+        AGENT_LOG(LogJVMDIclass, "\n\tsignature = %s\n\tstatus = 0x%x\n\tsourceName = %s", shown(signature), status,
+                  shown(source));
         if (generic) AGENT_LOG(LogJVMDIclass, "\n\tgeneric = %s\n", generic);
     }
     release(signature, class_failed);
@@ -105,12 +109,13 @@ static bool dump_method_summary(jclass clazz, jmethodID method) {
     jlocation end = 0;
     method_name_failed(vm_get_method_name(no_env, clazz, method, &name, &signature, &generic));
     if (!method_name_failed(vm_is_method_native(no_env, clazz, method, &is_native))) {
-        AGENT_LOG(LogJVMDI, " Method: name = %s, signature = %s, isNative = %d\n", name, signature, is_native);
+        AGENT_LOG(LogJVMDI, " Method: name = %s, signature = %s, isNative = %d\n", shown(name), shown(signature),
+                  is_native);
         if (generic) AGENT_LOG(LogJVMDI, "generic = %s\n", generic);
     }
     if (!method_failed(vm_is_method_synthetic(no_env, clazz, method, &is_synthetic)))
-        AGENT_LOG(LogJVMDImethod, " Method: name = %s, signature = %s, isSynthetic = %d\n", name, signature,
-                  is_synthetic);
+        AGENT_LOG(LogJVMDImethod, " Method: name = %s, signature = %s, isSynthetic = %d\n", shown(name),
+                  shown(signature), is_synthetic);
     if (!method_failed(vm_get_method_location(no_env, clazz, method, &start, &end)))
         AGENT_LOG(LogJVMDImethod, " Method: start = %lld, end = %lld\n", start, end);
     release(signature, method_failed);

@@ -10,7 +10,7 @@
 static const char LOG_SOURCE[] = "agent_tmap.c";
 
 tmap_record* tmap[TMAP_BUCKETS];
-monitor_t tmap_lock;
+monitor_t tmap_lock = MONITOR_INITIALIZER;
 
 /* Thread ids are addresses on Linux: unsigned, so that one that reads as negative has a bucket like any other. */
 static tmap_record** bucket_of(agent_tid_t tid) { return &tmap[(unsigned long)tid % TMAP_BUCKETS]; }
@@ -34,10 +34,8 @@ static tmap_record* find_handle(jobject handle) {
     return first_record([=](const tmap_record* record) { return record->handle == handle; });
 }
 
-jint TMap_init() {
-    if (!monitor_init(&tmap_lock)) agent_abort();
-    return 1;
-}
+/* Threads that start before the VM has initialised are in the map already, and may be at it now. */
+jint TMap_init() { return 1; }
 
 jint TMap_start(jobject handle, agent_tid_t tid) {
     monitor_lock(&tmap_lock, "TMap_start");

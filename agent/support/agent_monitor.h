@@ -21,6 +21,9 @@ typedef struct monitor {
     pthread_cond_t cond;   /* default attributes; waits use `mutex`  */
 } monitor_t;
 
+/* What a monitor that is ready from the beginning is defined with. */
+#define MONITOR_INITIALIZER {PTHREAD_MUTEX_INITIALIZER, PTHREAD_COND_INITIALIZER}
+
 /* Makes a monitor ready for use. A failure prints "monitor_init: mutex_init() failed -- ..." or
  * "monitor_init: cond_init() failed -- ..." and aborts; so the result is always 1. */
 AGENT_API uint32_t monitor_init(monitor_t* monitor);

@@ -129,7 +129,7 @@ TEST_P(MonitorList, LeavesAHoleForAWaiterThatTheMapDoesNotHold) {
     EXPECT_FALSE(has_uref(stranger));
 }
 
-TEST_P(MonitorList, GivesTheVmsArraysBackButForThoseThatWaitToBeNotified) {
+TEST_P(MonitorList, GivesTheVmsArraysBackOnAnOldVmButForThoseThatWaitToBeNotified) {
     sim.own(worker, lock);
     sim.own(second, gate);
     lock.monitor.waiters = {&second};
@@ -141,7 +141,7 @@ TEST_P(MonitorList, GivesTheVmsArraysBackButForThoseThatWaitToBeNotified) {
 
     lock.monitor.notify_waiters = {sim.main_thread};
     EXPECT_EQ(0, ask());
-    EXPECT_EQ(on_jvmti() ? 1u : 0u, blocks_from("GetObjectMonitorUsage"));
+    EXPECT_EQ(on_jvmti() && !newer() ? 1u : 0u, blocks_from("GetObjectMonitorUsage"));
 }
 
 TEST_P(MonitorList, KeepsTheSameMemoryOverManyCalls) {

@@ -178,6 +178,12 @@ TEST_P(ContendedMonitor, IsLeftAloneForTheAgentThreadByOneFunctionOnly) {
     EXPECT_EQ(&lock, sim.object(monitor));
 }
 
+TEST_P(ContendedMonitor, OfNoThreadIsAskedOfTheVmAlsoWhenThereIsNoAgentThread) {
+    agent_thread = nullptr;
+    sim::capture_stdout([&] { ask(nullptr); });
+    EXPECT_EQ(1u, sim.count_calls("JV*.GetCurrentContendedMonitor"));
+}
+
 TEST_P(ContendedMonitor, GivesTheCodeOfAFailedQueryAndOneFunctionPrintsIt) {
     std::string printed;
     EXPECT_EQ(SOME_ERROR, result_of_failing(
@@ -295,6 +301,13 @@ TEST_P(MonitorInfo, GivesTheCodeOfJvmtisFailureAndNotOfJvmdis) {
         EXPECT_EQ(0, info.waiter_count);
         EXPECT_EQ(NULL, info.waiters);
     }
+}
+
+TEST_P(MonitorInfo, GivesTheCodeOfAVmThatRefusesItsTable) {
+    if (on_jvmti()) GTEST_SKIP() << "JVMTI's table is there from the beginning";
+    sim.set_getenv(JVMDI_VERSION_1, JNI_EVERSION);
+    EXPECT_EQ(JNI_EVERSION, ask());
+    EXPECT_EQ(handle, info.owner);
 }
 
 TEST_P(MonitorInfo, NeedsNoCapabilityAndNoRecord) {
