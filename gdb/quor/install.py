@@ -5,6 +5,8 @@ _PARTS = (
     "quor.commands",
     "quor.hotspot.unwinder",
     "quor.hotspot.framefilter",
+    "quor.hotspot.posthooks",
+    "quor.commands.symbols",
 )
 _done = False
 

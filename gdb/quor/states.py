@@ -1,4 +1,6 @@
 """In what state the process is. Found out anew at each question, never remembered."""
+import re
+
 import gdb
 
 from quor.errors import QuorError
@@ -24,10 +26,9 @@ def current():
 
 
 def is_core(inferior):
-    connection = getattr(inferior, "connection", None)
-    if connection is not None:
-        return connection.type == "core"
-    return "core" in gdb.execute("info target", to_string=True).split("\n", 2)[-1][:400]  # gdb before 11 has no connection
+    """Whether the inferior is a core file. Not by gdb.Inferior.connection: gdb 13 may abort at its end when that was asked."""
+    listed = gdb.execute(f"info inferiors {inferior.num}", to_string=True)
+    return re.search(r"\d+ \(core\)", listed) is not None
 
 
 def require(what, states):

@@ -95,7 +95,7 @@ class HotSpot:
     def forget(self):
         """The process ran, or its memory was written: nothing that was read holds any more."""
         self.memory.forget()
-        for part in (self.code_cache, self.methods, self.threads, self.code, self.returns, *self.kinds):
+        for part in (self.code_cache, self.methods, self.threads, self.code, self.returns, self.java_frames, *self.kinds):
             if part is not None:
                 part.forget()
 

@@ -45,6 +45,10 @@ class JavaFrames:
 
     def __init__(self, hotspot):
         self._hotspot = hotspot
+        self._scopes = {}  # pc: (PcDesc, [(method, bci, line, scope's offset)]), the same in every frame that stands there
+
+    def forget(self):
+        self._scopes.clear()
 
     def of(self, registers, caller):
         """The JavaFrames of a physical frame, the innermost first. `caller` is what its unwinding gave."""
@@ -100,28 +104,40 @@ class JavaFrames:
             return None
         if blob.name == "native nmethod" or own.is_native:
             return [JavaFrame(NATIVE, own, registers, blob)]
-        description = self._description(registers, blob, details)
-        scopes = debug.scopes(blob, description) if description is not None else []
-        frames = [self._scope_frame(registers, blob, description, scope) for scope in scopes]
-        if not frames or any(frame.method is None for frame in frames):
+        description, scopes = self._scopes_at(self._pc(registers, blob, details), blob)
+        if not scopes:
             return [JavaFrame(COMPILED, own, registers, blob)]
-        for frame in frames[:-1]:
-            frame.kind = INLINED
+        frames = []
+        for method, bci, line, offset in scopes:
+            frame = JavaFrame(INLINED, method, registers, blob, bci, line)
+            frame.scope, frame.description = offset, description
+            frames.append(frame)
+        frames[-1].kind = COMPILED
         return frames
 
-    def _description(self, registers, blob, details):
-        """The PcDesc for this frame; in frames to be deoptimised that of the pc that was replaced."""
-        pc = registers.pc
-        if pc in details.deopt_handlers and details.orig_pc:
+    def _pc(self, registers, blob, details):
+        """Where the frame stands; in frames to be deoptimised the pc that was replaced."""
+        if registers.pc in details.deopt_handlers and details.orig_pc:
             original = self._hotspot.memory.word(registers.sp + details.orig_pc)
             if blob.code <= original < blob.end:
-                pc = original
-        exact = self._hotspot.debug.description(blob, pc, exact=True)
-        return exact or self._hotspot.debug.description(blob, pc, exact=False)
+                return original
+        return registers.pc
 
-    def _scope_frame(self, registers, blob, description, scope):
-        method = self._method(scope.method)
-        bci = scope.bci if scope.bci >= 0 else 0  # -1: before the first bytecode, at a synchronised method's lock
-        frame = JavaFrame(COMPILED, method, registers, blob, bci, self._line(method, bci) if method else None)
-        frame.scope, frame.description = scope.offset, description
-        return frame
+    def _scopes_at(self, pc, blob):
+        if pc not in self._scopes:
+            self._scopes[pc] = self._find_scopes(pc, blob)
+        return self._scopes[pc]
+
+    def _find_scopes(self, pc, blob):
+        debug = self._hotspot.debug
+        description = debug.description(blob, pc, exact=True) or debug.description(blob, pc, exact=False)
+        if description is None:
+            return None, []
+        found = []
+        for scope in debug.scopes(blob, description):
+            method = self._method(scope.method)
+            if method is None:
+                return description, []
+            bci = max(0, scope.bci)  # -1: before the first bytecode, at a synchronised method's lock
+            found.append((method, bci, self._line(method, bci), scope.offset))
+        return description, found

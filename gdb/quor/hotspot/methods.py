@@ -20,6 +20,8 @@ class Method:
         self.code, self.code_size = code, code_size  # where its bytecodes begin, and how many bytes they are
         self.source = None  # the source file's name, when the class tells it
         self.line_table = None  # where the compressed table begins, when there is one
+        self.lines = {}  # bci: line, of those asked for
+        self.full_name = f"{signatures.class_name(klass)}.{name}({signatures.parameter_text(signature)})"  # Mix.f(int)
 
     @property
     def is_native(self):
@@ -28,11 +30,6 @@ class Method:
     @property
     def is_static(self):
         return bool(self.flags & _ACC_STATIC)
-
-    @property
-    def full_name(self):
-        """Mix.lambda$main$0(int)"""
-        return f"{signatures.class_name(self.klass)}.{self.name}({signatures.parameter_text(self.signature)})"
 
     def place(self, line):
         """(Mix.java:31), (Mix.java) without a line, or <native>; empty when the class does not tell."""
@@ -145,10 +142,12 @@ class Methods:
         """The line of this bytecode, or None."""
         if method.line_table is None or bci is None or bci < 0:
             return None
-        try:
-            return lines.line_at(_Lazy(self._memory, method.line_table), self._form, bci)
-        except Unreadable:
-            return None
+        if bci not in method.lines:
+            try:
+                method.lines[bci] = lines.line_at(_Lazy(self._memory, method.line_table), self._form, bci)
+            except Unreadable:
+                method.lines[bci] = None
+        return method.lines[bci]
 
 
 class _Lazy:

@@ -9,7 +9,7 @@ import gdb
 
 from quor.errors import QuorError
 from quor.hotspot import x86
-from quor.hotspot.frames.registers import NAMES_32, NAMES_64
+from quor.hotspot.frames.registers import NAMES_32, NAMES_64, Registers
 from quor.hotspot.hotspot import HotSpot
 from quor.hotspot.memory import Memory, Unreadable
 from quor.hotspot.tables import NotYet
@@ -23,6 +23,7 @@ class Vm(HotSpot):
     def __init__(self, inferior):
         self.inferior = inferior
         self.unwound = {}  # (sp, pc) of a frame at this stop: its Registers and Caller
+        self.plain_frames = {}  # pc: what the frame filter shows of a native frame there
         super().__init__(Memory(self._read, _word_size()), address_of_symbol, _is_native)
         self.word_type = gdb.lookup_type("unsigned long")  # of general registers
         self.register_names = NAMES_64 if self.word_size == 8 else NAMES_32
@@ -39,17 +40,24 @@ class Vm(HotSpot):
     def forget(self):
         super().forget()
         self.unwound.clear()
+        self.plain_frames.clear()
 
     def java_frames_of(self, frame):
         """The JavaFrames of a gdb.Frame, the innermost first; empty when it is no frame of the code cache."""
         pc = frame.pc()
         if not self.in_code(pc):
             return []
-        found = self.unwound.get((int(frame.read_register(self.sp_name)) & self.memory.mask, pc))
-        if found is None:
-            return []  # gdb's own unwinder took it: ours could not tell its caller
-        registers, caller = found
+        sp = self._read_register(frame, x86.SP)
+        found = self.unwound.get((sp, pc))
+        if found is None:  # unwound before what we keep was dropped; gdb keeps frames longer
+            top = frame.newer() is None or not self.returns.follows_call(pc)
+            registers = Registers(pc, sp, self._read_register(frame, x86.FP), top=top)
+        else:
+            registers, caller = found
         registers.read = lambda number: self._read_register(frame, number)
+        if found is None:
+            caller = self.unwind(registers)
+            self.unwound[sp, pc] = registers, caller
         return self.java_frames.of(registers, caller)
 
     def _read_register(self, frame, number):
@@ -155,6 +163,8 @@ def _loaded(event):
     _Known.failed.clear()
     if _may_hold_hotspot(event.new_objfile):
         _Known.suspects.add(event.new_objfile.progspace)
+        inferior = gdb.selected_inferior()
+        _Known.vms.pop((inferior.num, inferior.pid), None)  # the process has become another program
     current()
 
 
@@ -163,7 +173,6 @@ def _connect():
     gdb.events.stop.connect(_stopped)
     gdb.events.memory_changed.connect(_forget)
     gdb.events.new_objfile.connect(_loaded)
-    gdb.events.clear_objfiles.connect(_gone)
     gdb.events.exited.connect(_gone)
     gdb.events.before_prompt.connect(current)
     for space in gdb.progspaces():
