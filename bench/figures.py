@@ -14,6 +14,7 @@ from pathlib import Path
 HERE = Path(__file__).resolve().parent
 E2E = HERE.parent / "tests" / "e2e"
 RUNS = 7
+JDKS_AGENT = "-agentlib:jdwp=transport=dt_socket,server=y,suspend=n,address=127.0.0.1:0"
 
 
 def seconds(java, classes, agent_dir, with_agent, *arguments):
@@ -27,6 +28,14 @@ def seconds(java, classes, agent_dir, with_agent, *arguments):
                        stdout=subprocess.DEVNULL)
         times.append(time.monotonic() - begin)
     return statistics.median(times)
+
+
+def throw_nanoseconds(java, classes, agent_dir, kind, *agent):
+    """The median of some runs of Throws."""
+    environment = dict(os.environ, LD_LIBRARY_PATH=agent_dir)
+    return statistics.median(
+        int(subprocess.run([java, "-Xmx64m", *agent, "-cp", classes, "Throws", "200000", kind], env=environment, check=True,
+                           stdout=subprocess.PIPE, text=True).stdout.split()[-1]) for _ in range(RUNS))
 
 
 def stops(java, classes, agent_dir, work):
@@ -44,7 +53,7 @@ def main(java, javac, agent_dir, work):
     work = Path(work).resolve()
     classes = work / "classes"
     classes.mkdir(parents=True, exist_ok=True)
-    subprocess.run([javac, "--release", "17", "-g", "-d", classes, HERE / "Busy.java", E2E / "programs" / "Load.java"],
+    subprocess.run([javac, "--release", "17", "-g", "-d", classes, HERE / "Busy.java", HERE / "Throws.java", E2E / "programs" / "Load.java"],
                    check=True)
     rows = [("start-up and end of an empty program", ()), ("a second's work, 200 threads started", ("200000",))]
     print(f"{'':44}{'without':>10}{'with agent':>12}")
@@ -52,6 +61,10 @@ def main(java, javac, agent_dir, work):
         plain = seconds(java, str(classes), agent_dir, False, *arguments)
         loaded = seconds(java, str(classes), agent_dir, True, *arguments)
         print(f"{title:44}{1000 * plain:8.0f} ms{1000 * loaded:9.0f} ms", flush=True)
+    agents = ((), ("-agentlib:quor_agent",), (JDKS_AGENT,))
+    for title, kind in (("an exception with its stack, thrown, caught", "fresh"), ("one that is kept, without a stack", "kept")):
+        plain, loaded, other = (throw_nanoseconds(java, str(classes), agent_dir, kind, *agent) for agent in agents)
+        print(f"{title:44}{plain:8.0f} ns{loaded:9.0f} ns   (with the JDK's own debug agent {other:.0f} ns)", flush=True)
     print(f"stops at hook_bpt that gdb counts, 8 threads{stops(java, str(classes), agent_dir, work):8} a second")
 
 

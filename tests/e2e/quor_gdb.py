@@ -81,7 +81,7 @@ def _watchdog():
     """The child process that enforces limits. Not a thread: gdb keeps Python's lock while it calls into the process."""
     if Process.watchdog is None:
         script = os.path.join(os.path.dirname(os.path.abspath(__file__)), "watchdog.py")
-        Process.watchdog = subprocess.Popen([CONFIG["python"], script, CONFIG["output"]], stdin=subprocess.PIPE,
+        Process.watchdog = subprocess.Popen([CONFIG.get("python", "python3"), script, CONFIG["output"]], stdin=subprocess.PIPE,
                                             start_new_session=True)
     return Process.watchdog.stdin
 
