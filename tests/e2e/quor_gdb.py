@@ -259,6 +259,10 @@ class Stop:
         if self.event is not None:
             self.kind = int(self.event["kind"])
 
+    def check_kind(self, name):
+        """`name` without its prefix: BREAKPOINT."""
+        check_equal(self.kind, constant(f"JVMDI_EVENT_{name}"), f"the record's kind, {name}")
+
     def part(self, name):
         """The event's data for its kind: a member of the record's union."""
         return fetched(self.event["u"][name])
@@ -333,6 +337,16 @@ def call(name, *arguments, seconds=LIMIT):
     with limit(seconds, f"call of {name}"):
         result = function(*arguments)
     return int(result) if result.type.strip_typedefs().code == gdb.TYPE_CODE_INT else result
+
+
+def constant(name):
+    """A constant of the agent's headers; its value comes from the debug information."""
+    return int(gdb.parse_and_eval(name))
+
+
+def error(name):
+    """An error code by its name without the prefix: INVALID_THREAD."""
+    return constant(f"JVMDI_ERROR_{name}")
 
 
 def get_global(name):

@@ -1,7 +1,7 @@
 """What a debugger asks about Java, at a hook of the agent thread: classes, methods, fields, threads, values."""
 import gdb
 
-from quor_gdb import (CaseFailed, call, check_equal, fetched, get_global, out, out_bytes, out_text, run_to)
+from quor_gdb import (CaseFailed, call, check_equal, constant, fetched, get_global, out, out_bytes, out_text, run_to)
 
 SUSPENDED = 0x100000  # JVMTI thread state
 
@@ -114,8 +114,10 @@ def static_int(clazz, name):
     return call("agent_get_static_field_int", 0, clazz, field(clazz, name))
 
 
-def enable_event(kind, on=1, thread=0):
-    check_equal(call("agent_set_eventnotification", 0, on, kind, thread), 0, f"agent_set_eventnotification({on}, {kind})")
+def enable_event(name, on=1, thread=0):
+    """`name` of a kind of events, without its prefix: BREAKPOINT."""
+    code = call("agent_set_eventnotification", 0, on, constant(f"JVMDI_EVENT_{name}"), thread)
+    check_equal(code, 0, f"agent_set_eventnotification({on}, {name})")
 
 
 # ---- Values and threads ----

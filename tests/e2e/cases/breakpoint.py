@@ -1,13 +1,12 @@
 """A breakpoint on the main thread and on a worker: what the record says, and that the other threads really stand still."""
 import quor_java as java
-from quor_gdb import (attach_java_mode, call, check, check_equal, expect_exit, output, rest, run_to, start, word_size)
-
-BREAKPOINT = 2
+from quor_gdb import (attach_java_mode, call, check, check_equal, constant, expect_exit, output, rest, run_to, start,
+                      word_size)
 
 
 def check_record(stop, clazz, method, name):
     place = stop.part("breakpoint")
-    check_equal(stop.kind, BREAKPOINT, "the record's kind")
+    stop.check_kind("BREAKPOINT")
     check_equal(java.thread_name(place["thread"]), name, "the thread's name")
     check_equal(int(place["clazz"]), int(clazz), "the class is the handle given when it was prepared")
     check_equal(int(place["method"]), int(method), "the method")
@@ -16,7 +15,7 @@ def check_record(stop, clazz, method, name):
         words = stop.words()
         check_equal(len(words), 12, "the record's words")
         found = [int(place[part]) & 0xFFFFFFFF for part in ("thread", "clazz", "method", "location")]
-        check_equal(words[:6], [BREAKPOINT, *found, 0], "the first words as a debugger reads them")
+        check_equal(words[:6], [constant("JVMDI_EVENT_BREAKPOINT"), *found, 0], "the first words as a debugger reads them")
     tid = call("TMap_handle2tid", place["thread"])
     check(tid != 0, "the thread map knows the thread's id")
     check_equal(int(call("TMap_tid2handle", tid)), int(place["thread"]), "the id leads back to the handle")

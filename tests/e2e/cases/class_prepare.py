@@ -4,8 +4,6 @@ import gdb
 import quor_java as java
 from quor_gdb import attach_java_mode, call, check, check_equal, expect_exit, out, out_bytes, run_to, start
 
-CLASS_PREPARE = 8
-
 
 def collect():
     count, classes = out("jint"), out_bytes(gdb.lookup_type("class_info").pointer())
@@ -29,7 +27,7 @@ def case():
     check_equal((batch, array), ([], 0), "the next batch is empty, its array null")
 
     stop = run_to("hook_class_prepare", condition=java.is_prepared("Tour$Expected"))
-    check_equal(stop.kind, CLASS_PREPARE, "the record's kind")
+    stop.check_kind("CLASS_PREPARE")
     event = stop.part("class_event")
     check_equal(java.thread_name(event["thread"]), "main", "the thread that prepared it")
     check_equal(java.signature(event["clazz"]), "LTour$Expected;", "the class in the record")

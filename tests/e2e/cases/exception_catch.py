@@ -2,8 +2,6 @@
 import quor_java as java
 from quor_gdb import attach_java_mode, call, check_equal, expect_exit, run_to, start
 
-EXCEPTION, EXCEPTION_CATCH = 4, 30
-
 
 def case():
     start("Tour")
@@ -15,12 +13,12 @@ def case():
     fail = java.method(thrower, "fail")
     check_equal(call("agent_set_uncaughtexception_filter", 0, int(thrower), int(fail)), 0,
                 "agent_set_uncaughtexception_filter")
-    java.enable_event(EXCEPTION)
-    java.enable_event(EXCEPTION_CATCH)
+    java.enable_event("EXCEPTION")
+    java.enable_event("EXCEPTION_CATCH")
 
     stop = run_to("hook_exception_caught", "hook_exception_thrown")
     check_equal(stop.hook, "hook_exception_caught", "the event that is shown")
-    check_equal(stop.kind, EXCEPTION_CATCH, "the record's kind")
+    stop.check_kind("EXCEPTION_CATCH")
     event = stop.part("exception_catch")
     check_equal(java.signature(java.class_of(event["exception"])), "LTour$Other;", "the first exception that left")
     check_equal(java.method_name(event["method"]), "attempt", "the method that catches it")

@@ -2,8 +2,6 @@
 import quor_java as java
 from quor_gdb import attach_java_mode, call, check, check_equal, expect_exit, out_text, output, run_to, start
 
-EXCEPTION = 4
-
 
 def start_with_filter(name):
     start("Tour")
@@ -13,12 +11,12 @@ def start_with_filter(name):
     run_to("hook_bpt")
     if name is not None:
         check_equal(call("agent_set_thrownexception_filter", 0, out_text(name)), 0, f"a filter for {name!r}")
-    java.enable_event(EXCEPTION)
+    java.enable_event("EXCEPTION")
     return clazz
 
 
 def check_thrown(stop, name):
-    check_equal(stop.kind, EXCEPTION, "the record's kind")
+    stop.check_kind("EXCEPTION")
     event = stop.part("exception")
     check_equal(java.signature(java.class_of(event["exception"])), name, "the class of the thrown object")
     check_equal(java.thread_name(event["thread"]), "main", "the thread")

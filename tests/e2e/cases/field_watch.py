@@ -2,8 +2,6 @@
 import quor_java as java
 from quor_gdb import attach_java_mode, call, check_equal, expect_exit, output, run_to, start
 
-FIELD_ACCESS, FIELD_MODIFICATION = 20, 21
-
 
 def check_place(part, clazz, state, method_name):
     check_equal(int(part["clazz"]), int(clazz), "the class")
@@ -14,7 +12,7 @@ def check_place(part, clazz, state, method_name):
 
 
 def check_write(stop, clazz, state, method_name, old, new):
-    check_equal(stop.kind, FIELD_MODIFICATION, "the record's kind")
+    stop.check_kind("FIELD_MODIFICATION")
     part = stop.part("field_modification")
     check_place(part, clazz, state, method_name)
     check_equal(chr(int(part["signature_type"])), "I", "the signature type")
@@ -33,7 +31,7 @@ def case():
     check_write(run_to("hook_access_write", "hook_access"), clazz, state, "<init>", 0, 41)
     stop = run_to("hook_access_write", "hook_access")
     check_equal(stop.hook, "hook_access", "the next event")
-    check_equal(stop.kind, FIELD_ACCESS, "the record's kind")
+    stop.check_kind("FIELD_ACCESS")
     part = stop.part("field_access")
     check_place(part, clazz, state, "work")
     check_equal(call("agent_get_field_int", 0, part["object"], state), 41, "the value that is read")

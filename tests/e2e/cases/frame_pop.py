@@ -2,8 +2,6 @@
 import quor_java as java
 from quor_gdb import attach_java_mode, call, check_equal, expect_exit, run_to, start
 
-FRAME_POP = 3
-
 
 def case():
     start("Tour")
@@ -13,9 +11,9 @@ def case():
     stop = run_to("hook_bpt")
     thread = stop.part("breakpoint")["thread"]
     check_equal(call("agent_notifyframepop", 0, 0, thread, 0), 0, "agent_notifyframepop")
-    java.enable_event(FRAME_POP)
+    java.enable_event("FRAME_POP")
     stop = run_to("hook_frame_pop")
-    check_equal(stop.kind, FRAME_POP, "the record's kind")
+    stop.check_kind("FRAME_POP")
     check_equal(int(stop.part("frame")["thread"]), int(thread), "the thread")
     check_equal(int(stop.part("frame")["method"]), int(work), "the method whose frame goes")
     expect_exit(3, never=("hook_frame_pop",))

@@ -2,11 +2,14 @@
 import gdb
 
 import quor_java as java
-from quor_gdb import (attach_java_mode, call, check, check_equal, errors, expect_exit, fetched, get_global, out, output,
-                      run_to, start)
+from quor_gdb import (attach_java_mode, call, check, check_equal, constant, errors, expect_exit, fetched, get_global, out,
+                      output, run_to, start)
 
-RETURNED, THREW = 1, 2
-USER_DEFINED = 5
+
+def check_status(outcome, name):
+    """`name` of a status, without its prefix: RETURNED."""
+    check_equal(int(outcome["status"]), constant(f"INVOKE_STATUS_{name}"), f"the status, {name}")
+
 
 
 def arguments(**values):
@@ -35,14 +38,14 @@ def invoke_on(thread, clazz, receiver, name, return_type, sync=1, **values):
 
 
 def check_returned(outcome, thread, return_type):
-    check_equal(int(outcome["status"]), RETURNED, "the status")
+    check_status(outcome, "RETURNED")
     check_equal(int(outcome["exception"]), 0, "the exception")
     check_equal(int(outcome["thread"]), int(thread), "the thread")
     check_equal(chr(int(outcome["return_type"]) & 0xFF), return_type, "the return type")
 
 
 def check_threw(outcome, thread, name):
-    check_equal(int(outcome["status"]), THREW, "the status")
+    check_status(outcome, "THREW")
     check_equal(int(outcome["thread"]), int(thread), "the thread")
     check_equal(java.signature(java.class_of(outcome["exception"])), name, "the class of the exception")
 
@@ -82,7 +85,7 @@ def case():
     check_equal(int(get_global("invoke_method_list")["is_static"]), 1, "the request waits in the list")
     stop = run_to("hook_invoke_method", "hook_bpt")
     check_equal(stop.hook, "hook_invoke_method", "the outcome is shown first")
-    check_equal(stop.kind, USER_DEFINED, "the record's kind")
+    stop.check_kind("USER_DEFINED")
     outcome = stop.outcome()
     check_returned(outcome, thread, "I")
     check_equal(int(outcome["value"]["i"]), 3, "the result of the asynchronous call")

@@ -1,6 +1,6 @@
 """Another thread's event ends a synchronous call's wait: the call is aborted by an exception when it next has an event."""
 import quor_java as java
-from invoke import THREW, check_threw, invoke
+from invoke import check_status, check_threw, invoke
 from quor_gdb import attach_java_mode, check_equal, expect_exit, output, run_to, start
 
 
@@ -13,7 +13,7 @@ def case():
     thread = run_to("hook_bpt").part("breakpoint")["thread"]
 
     outcome = invoke(thread, clazz, "lastUntilOtherIsHeld", "I")
-    check_equal(int(outcome["status"]), THREW, "the status of the abandoned call")
+    check_status(outcome, "THREW")
     check_equal(int(outcome["exception"]), 0, "its exception")
 
     stop = run_to("hook_bpt", "hook_invoke_method")

@@ -2,8 +2,6 @@
 import quor_java as java
 from quor_gdb import attach_java_mode, check_equal, expect_exit, run_to, start
 
-METHOD_ENTRY = 40
-
 
 def case():
     start("Tour")
@@ -13,14 +11,14 @@ def case():
     stop = run_to("hook_bpt")
     thread = stop.part("breakpoint")["thread"]
     work = java.method(clazz, "work")
-    java.enable_event(METHOD_ENTRY, 1, thread)
+    java.enable_event("METHOD_ENTRY", 1, thread)
 
     stop = run_to("hook_method_entry", condition=f"event->u.frame.method == (jmethodID){int(work)}")
-    check_equal(stop.kind, METHOD_ENTRY, "the record's kind")
+    stop.check_kind("METHOD_ENTRY")
     event = stop.part("frame")
     check_equal(int(event["thread"]), int(thread), "the thread")
     check_equal(int(event["clazz"]), int(clazz), "the class")
     check_equal(java.thread_state(thread) & java.SUSPENDED, 0, "the entering thread's suspended bit")
 
-    java.enable_event(METHOD_ENTRY, 0, thread)
+    java.enable_event("METHOD_ENTRY", 0, thread)
     expect_exit(3, never=("hook_method_entry",))

@@ -3,8 +3,6 @@ import quor_java as java
 from quor_gdb import (attach_java_mode, call, check, check_equal, expect_exit, get_global, output, run_to, set_global,
                       start)
 
-VM_DEATH = 99
-
 
 def begin(*arguments):
     start("Exits", *arguments)
@@ -50,7 +48,7 @@ def with_a_controlc_request():
 def with_vm_death_shown():
     clazz = begin()
     java.set_breakpoint(clazz, "reached")
-    java.enable_event(VM_DEATH)
+    java.enable_event("VM_DEATH")
     run_to("notify_event_processing_done", condition="vm_init_done == 0")  # the VM still waits for the agent
     check("leaving" in output(), "the program has asked for its end")
     check_equal(int(get_global("terminate_debug_agent")), 1, "the agent thread was told to end")

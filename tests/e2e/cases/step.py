@@ -2,8 +2,6 @@
 import quor_java as java
 from quor_gdb import attach_java_mode, check, check_equal, expect_exit, output, run_to, start
 
-SINGLE_STEP = 1
-
 
 def case():
     start("Tour")
@@ -14,13 +12,13 @@ def case():
     thread = stop.part("breakpoint")["thread"]
     table = java.lines(clazz, work)
     first_line = table[0][1]
-    java.enable_event(SINGLE_STEP, 1, thread)
+    java.enable_event("SINGLE_STEP", 1, thread)
 
     seen = []
     stop = run_to("hook_step")
     while int(stop.part("single_step")["method"]) == int(work):
         place = stop.part("single_step")
-        check_equal(stop.kind, SINGLE_STEP, "the record's kind")
+        stop.check_kind("SINGLE_STEP")
         check_equal(int(place["thread"]), int(thread), "the thread")
         check_equal(int(place["clazz"]), int(clazz), "the class")
         seen.append(int(place["location"]))
@@ -31,6 +29,6 @@ def case():
     check_equal(reached, [0, 1, 2], "the lines that steps reach, counted from the method's first")
     check(int(stop.part("single_step")["method"]) == int(java.method(clazz, "main")), "the next step is in the caller")
 
-    java.enable_event(SINGLE_STEP, 0, thread)
+    java.enable_event("SINGLE_STEP", 0, thread)
     expect_exit(3, never=("hook_step",))
     check_equal(output(), "42\nOther\nExpected\n", "the program's output")

@@ -2,8 +2,6 @@
 import quor_java as java
 from quor_gdb import attach_java_mode, check, check_equal, expect_exit, run_to, start
 
-THREAD_START, THREAD_END = 6, 7
-
 
 def known_names():
     return [java.thread_name(handle) for handle, _ in java.known_threads()]
@@ -24,7 +22,7 @@ def case():
     check("late" not in known_names(), "a thread that has not started is unknown")
 
     stop = run_to_thread("hook_thread_start", "late")
-    check_equal(stop.kind, THREAD_START, "the record's kind at the start")
+    stop.check_kind("THREAD_START")
     handle = int(stop.part("thread_change")["thread"])
     check(handle in [int(known) for known, _ in java.known_threads()], "the thread map holds the record's handle")
     tids = {int(known): tid for known, tid in java.known_threads()}
@@ -33,7 +31,7 @@ def case():
     check_equal(int(stop.part("breakpoint")["thread"]), handle, "an event of the thread names it by the same handle")
 
     stop = run_to_thread("hook_thread_stop", "late")
-    check_equal(stop.kind, THREAD_END, "the record's kind at the end")
+    stop.check_kind("THREAD_END")
     check_equal(int(stop.part("thread_change")["thread"]), handle, "the handle at the end")
     check("late" in known_names(), "the ending thread is still known while its end is shown")
     for other, _ in java.known_threads():

@@ -9,11 +9,9 @@ import vocabulary_frames
 import vocabulary_threads
 import vocabulary_values
 from invoke import check_returned, invoke, invoke_on
-from quor_gdb import (Process, attach_java_mode, call, check, check_equal, expect_exit, forget_outs, out_text, output,
-                      run_to, set_global, start)
+from quor_gdb import (Process, attach_java_mode, call, check, check_equal, constant, error, expect_exit, forget_outs,
+                      out_text, output, run_to, set_global, start)
 
-FRAME_POP, METHOD_ENTRY, VM_DEATH, CLASS_UNLOAD = 3, 40, 99, 9
-NOT_IMPLEMENTED, INVALID_EVENT = 99, 102
 EXPORTS = os.path.join(os.path.dirname(__file__), "..", "..", "..", "agent", "libquor_agent.exports")
 
 
@@ -47,8 +45,9 @@ def watches(clazz):
         check_equal(call(f"agent_set_field{name}", 0, clazz, field), 0, f"agent_set_field{name}")
         check_equal(call(f"agent_set_field{name}", 0, clazz, field), 40, "set twice it is a duplicate")
         check_equal(call(f"agent_clear_field{name}", 0, clazz, field), 0, f"agent_clear_field{name}")
-    check_equal(call("agent_clear_allbreakpoints", 0), NOT_IMPLEMENTED, "agent_clear_allbreakpoints is JVMDI's alone")
-    check_equal(call("agent_set_eventnotification", 0, 1, CLASS_UNLOAD, 0), INVALID_EVENT, "JVMTI has no class unload")
+    check_equal(call("agent_clear_allbreakpoints", 0), error("NOT_IMPLEMENTED"), "agent_clear_allbreakpoints is JVMDI's alone")
+    check_equal(call("agent_set_eventnotification", 0, 1, constant("JVMDI_EVENT_CLASS_UNLOAD"), 0),
+                error("INVALID_EVENT_TYPE"), "JVMTI has no class unload")
 
 
 def jvmpi():
@@ -70,7 +69,7 @@ def pop_and_notify(clazz, thread):
     check_equal(call("agent_popframe", 0, thread), 0, "agent_popframe")
     stop = run_to("hook_bpt")
     check_equal(java.method_name(stop.part("breakpoint")["method"]), "reached", "the breakpoint is hit again")
-    java.enable_event(FRAME_POP)
+    java.enable_event("FRAME_POP")
     check_equal(call("agent_notifyframepop", 0, 0, thread, 1), 0, "agent_notifyframepop")
     stop = run_to("hook_frame_pop")
     check_equal(java.method_name(stop.part("frame")["method"]), "again", "the frame that ends")

@@ -2,9 +2,8 @@
 import gdb
 
 import quor_java as java
-from quor_gdb import call, check, check_equal, fetched, forget_outs, get_global, out, out_bytes, out_text
+from quor_gdb import call, check, check_equal, error, fetched, forget_outs, get_global, out, out_bytes, out_text
 
-ABSENT_INFORMATION, NOT_IMPLEMENTED, INTERNAL = 101, 99, 113
 PUBLIC, STATIC, FINAL, NATIVE, ABSTRACT = 0x1, 0x8, 0x10, 0x100, 0x400
 
 
@@ -29,7 +28,7 @@ def classes(everything, proxy):
     check_class(class_info("agent_get_class", out_text("Measured")), "LMeasured;", "Vocabulary.java", 1)
     base = check_class(class_info("agent_get_superclass", figure), "Ljava/lang/Object;", "Object.java", 0)
     check_equal(int(class_info("agent_get_superclass", base)["clazz"]), 0, "Object has no superclass")
-    check_equal(call("agent_get_class", 0, out_text("no/such/Class"), out("class_info")), INTERNAL, "no such class")
+    check_equal(call("agent_get_class", 0, out_text("no/such/Class"), out("class_info")), error("INTERNAL"), "no such class")
     forget_outs()
 
     made = java.class_of(proxy)
@@ -37,7 +36,7 @@ def classes(everything, proxy):
     check("Proxy" in java.text_of(info["signature"]), "the proxy's class is a proxy class")
     check_class(info, java.text_of(info["signature"]), "", 0)
     check_equal(call("agent_get_sourcefilename", 0, made, out_bytes(gdb.lookup_type("char").pointer())),
-                ABSENT_INFORMATION, "the source file of the proxy's class")
+                error("ABSENT_INFORMATION"), "the source file of the proxy's class")
     name = out_bytes(gdb.lookup_type("char").pointer())
     check_equal(call("agent_get_sourcefilename", 0, clazz, name), 0, "agent_get_sourcefilename")
     check_equal(java.text_of(name.dereference()), "Vocabulary.java", "the source file")
@@ -100,7 +99,8 @@ def fields(clazz):
     for i in range(int(count.dereference())):
         check_equal(call("agent_get_fieldname", 0, clazz, table.dereference()[i], name, signature, modifiers), 0,
                     "agent_get_fieldname")
-        found[java.text_of(name.dereference())] = (java.text_of(signature.dereference()), int(modifiers.dereference()) & 0xFF)  # HotSpot keeps flags of its own above
+        its_own = int(modifiers.dereference()) & 0xFF  # HotSpot keeps flags of its own above
+        found[java.text_of(name.dereference())] = (java.text_of(signature.dereference()), its_own)
     check_equal(len(found), 28, "how many fields")
     check_equal(found["j"], ("J", 0), "a field's signature and modifiers")
     check_equal(found["array_l"], ("[Ljava/lang/Object;", STATIC), "a static field's")
@@ -115,7 +115,7 @@ def lines(clazz, method_ids, proxy):
     count, entries = out("jint"), out_bytes(gdb.lookup_type("JVMDI_line_number_entry").pointer())
     made = java.class_of(proxy)
     found = call("agent_get_linenumbertable", 0, made, java.method(made, "measure"), count, entries)
-    check_equal(found, ABSENT_INFORMATION, "a proxy's method has no line numbers")
+    check_equal(found, error("ABSENT_INFORMATION"), "a proxy's method has no line numbers")
     forget_outs()
 
 
@@ -136,9 +136,9 @@ def code(clazz, method_ids):
     check_equal((found[0], found[1], found[-1], len(found)), (aload_0, getfield, ireturn, 5), "the byte codes of measure")
     pointer = gdb.lookup_type("char").pointer()
     for name, result in (("agent_get_exceptionhandlertable", pointer), ("agent_get_thrownexceptions", pointer)):
-        check_equal(call(name, 0, clazz, method_ids["identity"], out("jint"), out_bytes(result)), NOT_IMPLEMENTED,
+        check_equal(call(name, 0, clazz, method_ids["identity"], out("jint"), out_bytes(result)), error("NOT_IMPLEMENTED"),
                     f"{name} is JVMDI's alone")
-    check_equal(call("agent_get_maxstack", 0, clazz, method_ids["identity"], out("jint")), NOT_IMPLEMENTED,
+    check_equal(call("agent_get_maxstack", 0, clazz, method_ids["identity"], out("jint")), error("NOT_IMPLEMENTED"),
                 "agent_get_maxstack is JVMDI's alone")
     forget_outs()
 

@@ -2,11 +2,10 @@
 import gdb
 
 import quor_java as java
-from quor_gdb import call, check, check_equal, fetched, forget_outs, out, out_bytes
+from quor_gdb import call, check, check_equal, error, fetched, forget_outs, out, out_bytes
 from vocabulary_classes import variables
 from vocabulary_values import number
 
-TYPE_MISMATCH, INVALID_SLOT, NO_MORE_FRAMES = 34, 35, 31
 DEPTH = 10
 OUTPUT = "locals 77 -9 2.5 -0.125 changed false\n"
 
@@ -35,7 +34,7 @@ def walk(clazz, thread):
             line = java.line_in(java.lines(clazz, method), location)
             check(line > 0, f"its line is {line}")
         forget_outs()
-    check_equal(frame_at(thread, frames)[0], NO_MORE_FRAMES, "beyond the last frame")
+    check_equal(frame_at(thread, frames)[0], error("NO_MORE_FRAMES"), "beyond the last frame")
 
 
 def local(type_name, thread, depth, slot):
@@ -75,9 +74,9 @@ def all_locals(thread):
     count, values = out("jint"), out_bytes(gdb.lookup_type("jint").pointer())
     check_equal(call("agent_get_locals", 0, 0, count, values, thread, 0), 0, "agent_get_locals of a method without any")
     check_equal(int(count.dereference()), 0, "how many")
-    check_equal(call("agent_get_locals", 0, 0, count, values, thread, 1), TYPE_MISMATCH, "a frame with others than ints")
+    check_equal(call("agent_get_locals", 0, 0, count, values, thread, 1), error("TYPE_MISMATCH"), "a frame with others than ints")
     check_equal((int(count.dereference()), int(values.dereference())), (0, 0), "nothing of it is told")
-    check_equal(call("agent_get_localint", 0, 0, 99, count, thread, 1), INVALID_SLOT, "a slot that is none")
+    check_equal(call("agent_get_localint", 0, 0, 99, count, thread, 1), error("INVALID_SLOT"), "a slot that is none")
     forget_outs()
 
 

@@ -2,12 +2,11 @@
 import gdb
 
 import quor_java as java
-from quor_gdb import call, check, check_equal, fetched, forget_outs, get_global, out, out_bytes
+from quor_gdb import call, check, check_equal, error, fetched, forget_outs, get_global, out, out_bytes
 
 ALIVE, RUNNABLE, SLEEPING, IN_WAIT, PARKED, BLOCKED = 0x1, 0x4, 0x40, 0x100, 0x200, 0x400
 STATES = {"running": RUNNABLE, "sleeping": SLEEPING, "waiting": IN_WAIT, "owning": SLEEPING, "blocked": BLOCKED,
           "parked": PARKED, "endless": RUNNABLE}
-NOT_SUSPENDED, ALREADY_SUSPENDED = 13, 14
 
 
 def pointer(type_name):
@@ -130,10 +129,10 @@ def monitors(found, outer, inner, signal):
 def control(found):
     """One thread by itself: resumed and suspended again, interrupted, stopped with an exception."""
     running = found["running"]
-    check_equal(call("agent_suspendthread", 0, running), ALREADY_SUSPENDED, "a thread that is suspended already")
+    check_equal(call("agent_suspendthread", 0, running), error("THREAD_SUSPENDED"), "a thread that is suspended already")
     check_equal(call("agent_resumethread", 0, running), 0, "agent_resumethread")
     check(not java.thread_state(running) & java.SUSPENDED, "the thread runs")
-    check_equal(call("agent_resumethread", 0, running), NOT_SUSPENDED, "a thread that runs already")
+    check_equal(call("agent_resumethread", 0, running), error("THREAD_NOT_SUSPENDED"), "a thread that runs already")
     check_equal(call("agent_suspendthread", 0, running), 0, "agent_suspendthread")
     check(java.thread_state(running) & java.SUSPENDED, "the thread is suspended again")
     check_equal(call("agent_suspend_all", 0), 0, "suspending all again changes nothing")

@@ -1,11 +1,13 @@
-/** Knows nothing of any debugger: sleeps, or spins, for the given number of milliseconds. */
+/** Knows nothing of any debugger: sleeps, or spins, for the given number of milliseconds or until it is over. */
 class Idle {
+    static volatile boolean over;
+
     public static void main(String[] arguments) throws InterruptedException {
         long end = System.nanoTime() + Long.parseLong(arguments[0]) * 1_000_000L;
         boolean spins = arguments.length > 1;
         System.out.println("ready");
         long turns = 0;
-        while (System.nanoTime() < end) {
+        while (!over && System.nanoTime() < end) {
             turns++;
             if (!spins) Thread.sleep(20);
         }
