@@ -85,8 +85,8 @@ class State:
 
     def apply(self, what, value, word):
         """One instruction's effect. False when nothing is known behind it."""
-        if what == "push":
-            self.push(value, word)
+        if what == "push" or what == "call" and value == 0:  # a call of the next instruction only pushes its address
+            self.push(value if what == "push" else None, word)
         elif what == "pop":
             self.pop(value, word)
         elif what == "add":
@@ -115,6 +115,9 @@ class State:
         return True
 
 
+_ENDS = ("jump", "jump_register", "ret", "stop")
+
+
 def at(code, entry, pc):
     """The State at the pc, when the code is entered at `entry`; None when that cannot be told.
 
@@ -133,91 +136,66 @@ def at(code, entry, pc):
         at_pc += length
         if what in ("branch", "jump") and value is not None and at_pc + value > at_pc and state:
             waiting.setdefault(at_pc + value, state.copy())
-        if what in ("jump", "jump_register", "ret", "stop"):
+        if what in _ENDS:
             state = waiting.get(at_pc) or State()
             continue
-        if what == "call" and value == 0 and state:
-            state.push(None, word)  # a call of the next instruction only pushes its address
-        elif state and not state.apply(what, value, word):
+        if state and not state.apply(what, value, word):
             state = None
-        if state is None or what == "branch":
-            state = state or waiting.get(at_pc)
+        state = state or waiting.get(at_pc)
     return state if at_pc == pc else None
 
 
 class Exit:
-    """How the code goes on from a pc: `kind` is "return" (also by a jump out of the blob), "inside" or "unknown"."""
-    __slots__ = ("kind", "ret", "fp_at", "by_frame", "extra", "sender")
+    """How the code goes on from a pc: `kind` is "return" (also by a jump out of the blob), "inside" or "unknown".
 
-    def __init__(self, kind, ret, fp_at, by_frame, extra, sender=None):
-        self.kind = kind
-        self.ret = ret  # the return address lies at sp + ret (by_frame: at fp + word)
-        self.fp_at = fp_at  # the caller's fp lies at sp + fp_at; None: the register holds it
-        self.by_frame = by_frame  # the code leaves through fp
-        self.extra = extra  # the most bytes that the code pops before it goes on elsewhere
-        self.sender = sender  # the register that holds the caller's sp; None: it is behind the return address
+    `ret`: the return address lies at sp + ret; or one word above fp, when the code leaves `by_frame`. `fp_at`: the caller's fp
+    lies at sp + fp_at; None: the register holds it. `extra`: the most bytes that were popped before the code went on elsewhere.
+    """
+    __slots__ = ("kind", "ret", "fp_at", "by_frame", "extra")
+
+    def __init__(self):
+        self.kind, self.ret, self.fp_at, self.by_frame, self.extra = "unknown", 0, None, False, 0
+
+    def apply(self, what, value, word):
+        """One instruction's effect; None while the code goes on, else whether its end is known."""
+        if what == "push" or what == "call" and value == 0:
+            self.ret -= word
+        elif what == "pop":
+            if value == x86.FP:
+                self.fp_at = self.ret
+            self.ret += word
+        elif what == "add":
+            self.ret += value
+        elif what == "load_fp":
+            self.fp_at = self.ret + value
+        elif what == "leave":
+            self.by_frame = True
+            return True
+        elif what in ("stop", "restore_sp", "move_sp", "lose_sp", "set_fp"):
+            return False
+        self.extra = max(self.extra, self.ret)
+        return None
 
 
 def to_exit(code, pc, blob, limit, follow=False):
-    """Follows the code from the pc: straight on, and with `follow` over jumps within the blob."""
-    word = code.word_size
-    depth = extra = 0
-    fp_at = None
-    by_frame = False
+    """Follows the code from the pc, at most `limit` instructions: straight on, and with `follow` over jumps within the blob."""
+    way = Exit()
     seen = set()
-    for _ in range(limit):
-        found = code.instruction(pc)
-        if found is None or pc in seen:
-            break
+    while len(seen) < limit and pc not in seen:
         seen.add(pc)
+        found = code.instruction(pc)
+        if found is None:
+            break
         length, what, value = found
         pc += length
-        if what == "ret":
-            return Exit("return", depth, fp_at, by_frame, extra)
-        if what in ("jump", "jump_register"):
-            if what == "jump" and value is not None and blob.start <= pc + value < blob.end:
-                if not follow:
-                    return Exit("inside", depth, fp_at, by_frame, extra)
-                pc += value
-                continue
-            return Exit("return", depth, fp_at, by_frame, extra)
-        if what == "stop":
+        if what == "jump" and value is not None and blob.start <= pc + value < blob.end:
+            if not follow:
+                way.kind = "inside"
+                break
+            pc += value
+            continue
+        known = True if what in ("ret", "jump", "jump_register") else way.apply(what, value, code.word_size)
+        if known is not None:
+            way.kind = "return" if known else "unknown"
             break
-        if what == "push" or what == "call" and value == 0:
-            depth -= word
-        elif what == "pop":
-            leave = _interpreter_exit(code, pc, value)
-            if leave is not None:
-                return Exit("return", depth, fp_at, by_frame, extra, leave)
-            if value == x86.FP:
-                fp_at = depth
-            depth += word
-        elif what == "add":
-            depth += value
-        elif what == "load_fp":
-            fp_at = depth + value
-        elif what == "leave" or what == "restore_sp":
-            if what == "leave":
-                return _after_leave(code, pc)
-            break
-        elif what in ("move_sp", "lose_sp", "set_fp"):
-            break
-        extra = max(extra, depth)
-    return Exit("unknown", depth, fp_at, by_frame, extra)
-
-
-def _after_leave(code, pc):
-    """The frame is left through fp: then a return, or the interpreter's way of it."""
-    found = code.instruction(pc)
-    if found and found[1] == "pop":
-        return Exit("return", None, None, True, 0, _interpreter_exit(code, pc + found[0], found[2]))
-    return Exit("return", None, None, True, 0)
-
-
-def _interpreter_exit(code, pc, register):
-    """The interpreter returns by pop register; mov sp, sender; jmp register: gives the sender's number, else None."""
-    first = code.instruction(pc)
-    if first is None or first[1] != "move_sp":
-        return None
-    second = code.instruction(pc + first[0])
-    return first[2] if second and second[1:] == ("jump_register", register) else None
+    return way

@@ -1,0 +1,238 @@
+"""Frames of fixed size and stubs: at every instruction of their code the caller is found."""
+import unittest
+
+from hotspot_world import World
+from quor.hotspot import x86
+from quor.hotspot.frames.registers import AX, R13, Registers
+
+FP_OF_CALLER = 0x7777_7770
+BANG = "89842400c0feff"  # mov %eax,-0x14000(%rsp)
+CALL = "e800010000"
+
+
+def code(*parts):
+    return bytes.fromhex("".join(parts))
+
+
+class Run:
+    """Executes code from its entry, as far as sp and fp go: calls return at once, branches are not taken."""
+
+    def __init__(self, world, start):
+        self.world, self.word = world, world.word
+        self.pc = world.code_of(start)
+        caller = world.compiled(b"\x90" * 5 + code(CALL) + b"\x90" * 20, 4, 5)
+        self.return_to = world.code_of(caller) + 10
+        self.bottom = world.stack + 0x2000
+        self.sp, self.fp = self.bottom, FP_OF_CALLER & ((1 << (8 * self.word)) - 1)
+        self.registers = {}
+        self.push(self.return_to)
+        self.hotspot = world.hotspot()
+
+    def push(self, value):
+        self.sp -= self.word
+        self.world.image.put_word(self.sp, value)
+
+    def pop(self):
+        self.sp += self.word
+        return self.world.image.memory.word(self.sp - self.word)
+
+    def step(self):
+        """One instruction; False at the return."""
+        length, what, value = self.hotspot.code.instruction(self.pc)
+        self.pc += length
+        if what == "push":
+            self.push(self.fp if value == x86.FP else self.registers.get(value, 0xbad))
+        elif what == "pop":
+            popped = self.pop()
+            if value == x86.FP:
+                self.fp = popped
+            self.registers[value] = popped
+        elif what == "add":
+            self.sp += value
+        elif what == "set_fp":
+            self.fp = self.sp
+        elif what == "leave":
+            self.sp = self.fp
+            self.fp = self.pop()
+        elif what == "restore_sp":
+            self.sp = self.fp + value
+        elif what == "save_fp":
+            self.world.image.put_word(self.sp + value, self.fp)
+        elif what == "load_fp":
+            self.fp = self.world.image.memory.word(self.sp + value)
+        elif what == "move_sp":
+            self.sp = self.registers[value]
+        elif what in ("ret", "jump", "jump_register"):
+            return False
+        return True
+
+    def caller(self, top=True):
+        self.hotspot.forget()
+        return self.hotspot.unwind(Registers(self.pc, self.sp, self.fp, self.registers.get, top))
+
+
+class FramesTest(unittest.TestCase):
+    def check_every_pc(self, make, word_size=8, new=False):
+        """`make(world)` adds the blob; each of its instructions up to the return must lead to the caller."""
+        world = World(word_size, new)
+        run = Run(world, make(world))
+        caller_fp = run.fp
+        going = True
+        count = 0
+        while going:
+            with self.subTest(offset=run.pc - run.hotspot.code_cache.find(run.pc).code, word_size=word_size, new=new):
+                found = run.caller()
+                self.assertIsNotNone(found)
+                self.assertEqual((run.return_to, run.bottom, caller_fp), (found.pc, found.sp, found.fp))
+            count += 1
+            going = run.step()
+        return count
+
+    def test_a_method_that_pushes_fp_first(self):
+        text = code(BANG, "55", "4883ec30", "90" * 4, CALL, "90" * 2, "4883c430", "5d", "493ba728030000", "0f8700020000", "c3")
+        for new in (False, True):
+            self.assertEqual(15, self.check_every_pc(lambda world: world.compiled(text, 8, 12), new=new))
+
+    def test_a_method_that_makes_room_first_and_stores_fp(self):
+        text = code(BANG, "4883ec18", "48896c2410", "90" * 3, CALL, "90", "488b6c2410", "4883c418", "c3")
+        self.check_every_pc(lambda world: world.compiled(text, 4, 16))
+
+    def test_a_narrow_method(self):
+        text = code(BANG, "55", "83ec18", "90" * 3, CALL, "90", "83c418", "5d", "3b40100f8700020000", "c3")
+        self.check_every_pc(lambda world: world.compiled(text, 8, 11), word_size=4)
+
+    def test_pushes_around_an_inner_call_of_a_narrow_method(self):
+        text = code("55", "83ec18", "90" * 2, "50", "52", "51", CALL, "59", "5a", "58", "90" * 3, "83c418", "5d",
+                    "50", "52", "51", CALL, "59", "5a", "58", "3b40100f8700020000", "c3")
+        self.check_every_pc(lambda world: world.compiled(text, 8, 4), word_size=4)
+
+    def test_code_before_the_verified_entry(self):
+        text = code("448b5608", "493bc2", "0f8500020000", BANG, "55", "4883ec10", "90" * 2, "4883c410", "5d", "c3")
+        self.check_every_pc(lambda world: world.compiled(text, 4, 25))
+
+    def test_a_method_that_leaves_by_a_jump_to_a_stub(self):
+        text = code("55", "4883ec10", "90", "4883c410", "5d", "e900100000")
+        self.check_every_pc(lambda world: world.compiled(text, 4, 5))
+
+    def test_a_native_wrapper_that_moves_sp_around_a_call(self):
+        text = code("55", "488bec", "4883ec20", "90", "4883ec08", CALL, "4883c408", "90", "c9", "c3")
+        self.check_every_pc(lambda world: world.compiled(text, 6, 8, name="native nmethod"))
+
+    def test_a_stub_with_a_frame_of_fixed_size(self):
+        text = code("55", "488bec", "4883ec40", "48891c24", "90", CALL, "488b1c24", "c9", "c3")
+        self.check_every_pc(lambda world: world.blob("_new_instance_Java", text, 10))
+
+    def test_a_stub_without_a_frame(self):
+        self.check_every_pc(lambda world: world.blob("StubRoutines (1)", code("53", "51", "90", "59", "5b", "c3")))
+
+    def test_a_stub_with_fp(self):
+        text = code("55", "488bec", "53", "51", "90" * 3, "59", "5b", "c9", "c3")
+        self.check_every_pc(lambda world: world.blob("StubRoutines (1)", text))
+
+    def test_an_adapter_that_holds_the_return_address_in_a_register(self):
+        text = code("58", "90", "50", "ffe1")
+        world = World()
+        run = Run(world, world.blob("I2C/C2I adapters", text))
+        sender = run.sp + 8
+        for _ in range(4):
+            run.registers[R13] = sender
+            found = run.caller()
+            self.assertEqual((run.return_to, sender), (found.pc, found.sp), run.pc)
+            run.step()
+
+    def test_a_leftover_return_address_does_not_mislead_a_standing_frame(self):
+        world = World()
+        run = Run(world, world.compiled(code("55", "4883ec10", "90" * 80, "4883c410", "5d", "c3"), 4, 5))
+        for _ in range(3):
+            run.step()
+        world.push_words(run.sp, run.return_to, run.return_to)  # stale words within the frame
+        found = run.caller()
+        self.assertEqual((run.return_to, run.bottom), (found.pc, found.sp))
+
+    def test_a_frame_whose_caller_cannot_be_told_is_left_to_gdb(self):
+        world = World()
+        run = Run(world, world.compiled(code("55", "4883ec10", "90" * 80), 4, 5))
+        world.push_words(run.bottom - 8, 0x1234)
+        for _ in range(3):
+            run.step()
+        self.assertIsNone(run.caller())
+
+    def test_native_code_as_a_stub_s_caller_counts_when_nothing_stronger_fits(self):
+        world = World()
+        start = world.blob("StubRoutines (1)", code("90", "c3"))
+        world.push_words(world.stack + 0x1000, 0x5555_0000)
+        registers = Registers(world.code_of(start), world.stack + 0x1000, 0, {AX: 0}.get, True)
+        self.assertIsNone(world.hotspot().unwind(registers))
+        world.natives.add(0x5555_0000)
+        self.assertEqual(0x5555_0000, world.hotspot().unwind(registers).pc)
+
+
+class SafepointTest(unittest.TestCase):
+    CODE = code("53", "55", "488bec", "4883ec40", "90", CALL, "48895d08", "90")  # push %rbx; push %rbp; ...
+
+    def test_until_the_return_address_is_filled_in_the_thread_tells_it(self):
+        world = World()
+        start = world.blob("SafepointBlob", self.CODE, 11)
+        method = world.compiled(b"\x90" * 64, 4, 5, descriptions=[(20, [])])
+        poll = world.code_of(method) + 20
+        world.thread(saved_pc=poll)
+        run = Run(world, start)
+        run.sp = run.bottom  # it is jumped to, not called
+        world.push_words(run.bottom - 8, 0)
+        for _ in range(6):
+            found = run.caller()
+            self.assertEqual((poll, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp), hex(run.pc))
+            run.step()
+
+    def test_a_filled_in_return_address_counts(self):
+        world = World()
+        start = world.blob("SafepointBlob", self.CODE, 11)
+        method = world.compiled(b"\x90" * 64, 4, 5, descriptions=[(20, [])])
+        world.thread(saved_pc=0)
+        run = Run(world, start)
+        run.sp = run.bottom
+        for _ in range(6):
+            run.step()
+        world.push_words(run.bottom - 8, world.code_of(method) + 20)
+        self.assertEqual(world.code_of(method) + 20, run.caller(top=False).pc)
+
+
+class CallStubTest(unittest.TestCase):
+    # push %rbp; mov %rsp,%rbp; sub $0x60,%rsp; mov %r9,-8(%rbp); mov %rbx,-0x38(%rbp); mov %r15,-0x58(%rbp); call *%rsi;
+    # cmp; je far; lea -0x60(%rbp),%rsp; restores; add $0x60,%rsp; pop %rbp; ret; the catching piece: nop; jmp to the return
+    BEFORE = code("90c3", "55", "488bec", "4883ec60", "4c894df8", "48895dc8", "4c897da8", "ffd6")
+    AFTER = code("83fe0c", "488d65a0", "4c8b7da8", "488b5dc8", "4883c460", "5d", "c3", "90")
+    NATIVE = 0x5555_1234
+
+    def setUp(self):
+        self.world = world = World()
+        back = -(len(self.AFTER) + 5)
+        start = world.blob("StubRoutines (1)", self.BEFORE + self.AFTER + b"\xe9" + back.to_bytes(4, "little", signed=True))
+        self.begin = world.code_of(start) + 2
+        self.return_to = world.code_of(start) + len(self.BEFORE)
+        world.image.put_word(world.statics["StubRoutines::_call_stub_return_address"], self.return_to)
+        self.run_ = Run(world, start)
+        self.run_.pc = self.begin
+        world.push_words(self.run_.sp, self.NATIVE)
+
+    def test_at_each_of_its_instructions_native_code_is_the_caller(self):
+        going = True
+        while going:
+            found = self.run_.caller()
+            self.assertEqual((self.NATIVE, self.run_.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp), hex(self.run_.pc))
+            self.assertEqual("call stub", found.kind.name)
+            going = self.run_.step()
+
+    def test_the_registers_that_native_code_expects_come_from_where_the_code_stored_them(self):
+        world, fp = self.world, self.run_.bottom - 16
+        world.push_words(fp, FP_OF_CALLER, self.NATIVE)
+        world.push_words(fp - 0x38, 0xb0b)
+        world.push_words(fp - 0x58, 0xf15)
+        found = world.hotspot().unwind(Registers(self.return_to, fp - 0x60, fp))
+        self.assertEqual({3: 0xb0b, 15: 0xf15}, found.saved)
+
+    def test_the_piece_that_catches_exceptions_has_the_frame_standing(self):
+        world, fp = self.world, self.run_.bottom - 16
+        world.push_words(fp, FP_OF_CALLER, self.NATIVE)
+        found = world.hotspot().unwind(Registers(self.return_to + len(self.AFTER) - 1, fp - 0x60, fp, top=True))
+        self.assertEqual((self.NATIVE, self.run_.bottom), (found.pc, found.sp))
