@@ -90,12 +90,12 @@ TEST_P(KeepAlive, FreeRefDeletesAGlobalReference) {
     EXPECT_FALSE(sim.is_global(global));
 }
 
-TEST_P(KeepAlive, FreeURefRemovesAnEntryAndTakesNoLock) {
+TEST_P(KeepAlive, FreeURefRemovesAnEntryAndTakesNoLockOnAnOldVm) {
     jint created;
     const jobject uref = URef_from_local(sim.env(), local, &created);
-    monitor_lock(&URef_monitor, "test"); /* a second lock would block for ever */
+    if (!newer()) monitor_lock(&URef_monitor, "test"); /* a second lock would block for ever */
     freeURef(sim.env(), uref);
-    monitor_unlock(&URef_monitor, "test");
+    if (!newer()) monitor_unlock(&URef_monitor, "test");
     EXPECT_EQ(NULL, refmap[5]);
     EXPECT_FALSE(sim.is_global(uref)) << "the table had made it, and deletes it";
 }

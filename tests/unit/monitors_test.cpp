@@ -303,8 +303,10 @@ TEST_P(MonitorInfo, GivesTheCodeOfJvmtisFailureAndNotOfJvmdis) {
     }
 }
 
-TEST_P(MonitorInfo, GivesTheCodeOfAVmThatRefusesItsTable) {
-    if (on_jvmti()) GTEST_SKIP() << "JVMTI's table is there from the beginning";
+struct JvmdiMonitorInfo : MonitorInfo {};
+SIM_MODES(JvmdiMonitorInfo, sim::Mode::jvmdi);
+
+TEST_P(JvmdiMonitorInfo, GivesTheCodeOfAVmThatRefusesItsTable) {
     sim.set_getenv(JVMDI_VERSION_1, JNI_EVERSION);
     EXPECT_EQ(JNI_EVERSION, ask());
     EXPECT_EQ(handle, info.owner);
