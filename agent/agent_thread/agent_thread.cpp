@@ -2,9 +2,11 @@
 
 #include "agent_thread/attach_stop.h"
 #include "agent_thread/consumer.h"
+#include "agent_thread/let_go.h"
 #include "agent_thread/processing.h"
 #include "agent_thread/sema.h"
 #include "event/hook_points.h"
+#include "invoke/requests.h"
 #include "registry/agent_uref.h"
 #include "support/agent_self.h"
 #include "support/log_agent.h"
@@ -83,6 +85,10 @@ static void debug_agent(JNIEnv* given) {
     sema_post(&quor_contacted);
     agent_bar();
     shared_store(agent_thread, (jobject)NULL);
+    if (vm_is_newer()) {
+        invoke_method_cleanup(env);
+        release_all_posters();
+    }
     AGENT_LOG(LogJVMDI, "AgentThread(): thread done.\n");
     log_finish();
 }
@@ -92,5 +98,8 @@ void JNICALL jvmdi_debug_agent(void*) { debug_agent(NULL); }
 void JNICALL jvmti_debug_agent(jvmtiEnv*, JNIEnv* env, void*) { debug_agent(env); }
 
 void agent_bar() {
-    while (shared_load(terminate_debug_agent) != 1) process_next_event();
+    while (shared_load(terminate_debug_agent) != 1) {
+        process_next_event();
+        let_go_if_due();
+    }
 }

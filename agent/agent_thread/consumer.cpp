@@ -2,6 +2,7 @@
 
 #include "agent_thread/attach_stop.h"
 #include "agent_thread/control_c.h"
+#include "agent_thread/let_go.h"
 #include "agent_thread/processing.h"
 #include "invoke/requests.h"
 #include "registry/agent_tmap.h"
@@ -22,7 +23,10 @@ jint event_queue_init() {
     return 0;
 }
 
-static bool has_work() { return !event_queue_is_empty() || shared_load(controlc_hit) != 0; }
+/* The last condition is met while the agent thread waits on a newer VM only: elsewhere it ends itself. */
+static bool has_work() {
+    return !event_queue_is_empty() || shared_load(controlc_hit) != 0 || shared_load(terminate_debug_agent) == 1;
+}
 
 /* Meets the debugger that has attached. The queue is open meanwhile: threads post events, and a method may be asked for. */
 static bool answer_attach() {
@@ -35,7 +39,7 @@ static bool answer_attach() {
 /* Waits, with the queue's monitor held, for an entry or a control-C request, and answers attach requests meanwhile. The
  * debugger writes its flags from outside and cannot signal, so they are polled. False, without the monitor, when it failed. */
 static bool wait_for_work() {
-    while (!has_work()) {
+    while (!has_work() && !let_go_is_due()) {
         if (shared_load(jquor_attached) == 1) {
             if (!answer_attach()) return false;
             continue; /* for what came meanwhile, and was signalled to nobody */
@@ -68,7 +72,7 @@ jint process_next_event() {
     const bool controlc = shared_load(controlc_hit) == 1;
     queue_entry* entry = controlc ? NULL : event_queue_take_head();
     if (!monitor_unlock(&event_queue_monitor, "process_next_event")) return JVMDI_ERROR_INTERNAL;
-    if (!controlc && !entry) return 0; /* woken by a value that controlc_hit must not have */
+    if (!controlc && !entry) return 0; /* woken to end, to let go, or by a value that controlc_hit must not have */
 
     vm_local_frame frame(env);
     if (controlc) return handle_controlc_event(env);
@@ -85,6 +89,18 @@ jint notify_event_processing_done(queue_entry* entry) {
     const bool signalled = monitor_signal(&entry->done, "notify_event_processing_done");
     const bool unlocked = monitor_unlock(&entry->done, "notify_event_processing_done");
     return signalled && unlocked ? 0 : JVMDI_ERROR_INTERNAL;
+}
+
+static queue_entry* take_next_entry() {
+    if (!monitor_lock(&event_queue_monitor, "release_all_posters")) return NULL;
+    queue_entry* entry = event_queue_take_head();
+    monitor_unlock(&event_queue_monitor, "release_all_posters");
+    return entry;
+}
+
+void release_all_posters() {
+    event_queue_close();
+    while (queue_entry* entry = take_next_entry()) notify_event_processing_done(entry);
 }
 
 jint release_pending_entry() {

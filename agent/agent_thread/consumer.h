@@ -15,6 +15,9 @@ AGENT_API jint process_next_event();
 /* Releases the poster of an entry. Agent thread. 0, or 113 when a monitor failed. */
 AGENT_API jint notify_event_processing_done(queue_entry* entry);
 
+/* Closes the queue and releases every thread that waits in it, its event unshown. At the agent thread's end on a newer VM. */
+void release_all_posters();
+
 /* Releases the poster of the entry that the agent thread has taken, if any; 0 or 113. */
 jint release_pending_entry();
 

@@ -4,8 +4,9 @@
 #include "event/event_table.h"
 #include "event/filters.h"
 #include "event/hook_points.h"
-#include "registry/agent_records.h"
+#include "event/queue.h"
 #include "invoke/requests.h"
+#include "registry/agent_records.h"
 #include "registry/agent_tmap.h"
 #include "registry/agent_uref.h"
 #include "registry/class_info.h"
@@ -144,6 +145,16 @@ static void show_thread_end(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, ev
     TMap_end(thread, tid);
     free_requests_of(env, thread);
     URef_delete(env, thread);
+}
+
+void end_agent_thread() {
+    shared_store(vm_init_done, 0);
+    shared_store(terminate_debug_agent, 1);
+    event_queue_wake();
+}
+
+bool agent_thread_is_leaving() {
+    return vm_is_newer() && on_agent_thread() && shared_load(terminate_debug_agent) == 1;
 }
 
 static void process_vm_death() {

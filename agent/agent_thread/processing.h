@@ -21,6 +21,13 @@ static inline bool is_vm_event(event_handler handler) { return handler != (event
 /* The agent thread's loop ends when it is exactly 1. Cleared at load, set by VM_DEATH. */
 extern jint terminate_debug_agent;
 
+/* Ends the agent thread's loop on a newer VM, which waits at its end for threads that are in native code: wakes the agent
+ * thread if it waits. For a VM_DEATH that is not processed like other events. Any thread. */
+void end_agent_thread();
+
+/* Whether the calling thread is the agent thread on its way out on a newer VM: its own events are nobody's business any more. */
+bool agent_thread_is_leaving();
+
 /* On a newer VM: the threads that exist before the agent hears of threads never announce themselves, and neither does a
  * virtual thread, which raises what events it does on its carrier. Gives the thread of a queued event its URef if it has
  * none, and, unless its native thread is a carrier's, a thread record. A virtual thread's URef is the result: it is to be

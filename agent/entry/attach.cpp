@@ -1,5 +1,6 @@
 #include "entry/agent_entry.h"
 
+#include "agent_thread/let_go.h"
 #include "invoke/requests.h"
 #include "java_threads/boot.h"
 #include "java_threads/callbacks.h"
@@ -10,6 +11,7 @@
 #include "support/report.h"
 #include "vm/vm_env.h"
 #include "vm/vm_interface.h"
+#include "vm/vm_newer.h"
 
 static const char LOG_SOURCE[] = "agent_entry.c";
 
@@ -37,6 +39,7 @@ jint agent_attach_jquor(JNIEnv* env) {
         enable_jvmti_events();
     else
         enable_jvmdi_events();
+    let_go_later(false);
     PrepList_reset(&prep_list);
     PrepList_seed(&prep_list, env);
     return 0;
@@ -66,5 +69,6 @@ jint agent_detach_jquor(JNIEnv* env) {
     if (jvmti) leave_jvmti();
     invoke_method_cleanup(env);
     agent_resume_all(env);
+    let_go_later(vm_is_newer());
     return 0;
 }

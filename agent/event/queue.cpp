@@ -12,11 +12,38 @@ monitor_t event_queue_monitor;
 static queue_entry* event_queue;               /* the oldest entry not yet taken; null when empty         */
 static queue_entry* event_queue_end;           /* the entry appended last, while event_queue is set       */
 static queue_entry* event_queue_freelist;      /* free entries, linked through `next`                     */
+static bool event_queue_closed;                /* nobody takes entries any more                           */
 static monitor_t event_queue_freelist_monitor; /* guards event_queue_freelist; held with no other monitor */
 
 void event_queue_reset() {
     if (!monitor_init(&event_queue_freelist_monitor) || !monitor_init(&event_queue_monitor)) agent_abort();
     event_queue = event_queue_end = event_queue_freelist = NULL;
+    event_queue_closed = false;
+}
+
+void event_queue_wake() {
+    if (!monitor_lock(&event_queue_monitor, "event_queue_wake")) return;
+    monitor_signal(&event_queue_monitor, "event_queue_wake");
+    monitor_unlock(&event_queue_monitor, "event_queue_wake");
+}
+
+void event_queue_close() {
+    if (!monitor_lock(&event_queue_monitor, "event_queue_close")) return;
+    event_queue_closed = true;
+    monitor_unlock(&event_queue_monitor, "event_queue_close");
+}
+
+/* Puts an entry at the end of the queue, unless nobody would ever take it. */
+static void enqueue(queue_entry* entry) {
+    if (event_queue_closed) {
+        entry->event = NULL;
+        return;
+    }
+    if (event_queue)
+        event_queue_end->next = entry;
+    else
+        event_queue = entry;
+    event_queue_end = entry;
 }
 
 /* Makes a block of entries the free list; the caller holds the list's monitor. */
@@ -51,11 +78,7 @@ jint event_queue_put_free(queue_entry* entry) {
 
 jint event_queue_append(queue_entry* entry) {
     if (!monitor_lock(&event_queue_monitor, "add_event")) return JVMDI_ERROR_INTERNAL;
-    if (event_queue)
-        event_queue_end->next = entry;
-    else
-        event_queue = entry;
-    event_queue_end = entry;
+    enqueue(entry);
     if (!monitor_signal(&event_queue_monitor, "add_event")) {
         monitor_unlock(&entry->done, "add_event");
         monitor_unlock(&event_queue_monitor, "add_event");

@@ -23,7 +23,7 @@ typedef struct queue_entry {
 /* Guards the queue; signalled for each entry that is appended. The agent thread waits on it. */
 extern monitor_t event_queue_monitor;
 
-/* Initialises the monitors (aborts if that fails) and empties the queue. */
+/* Initialises the monitors (aborts if that fails), empties the queue and opens it. */
 void event_queue_reset();
 
 /* Take an entry from those that are free, and give it back. 0, 113 when a monitor failed, the code of a failed Allocate. */
@@ -33,6 +33,12 @@ jint event_queue_put_free(queue_entry* entry);
 /* Appends an entry whose done monitor the caller holds, and wakes the agent thread. 0; 113 when a monitor failed, and then,
  * unless it was the queue's that could not be locked, that done monitor is given up too. */
 jint event_queue_append(queue_entry* entry);
+
+/* Wakes the agent thread for something else than an entry. */
+void event_queue_wake();
+
+/* From now on nothing waits in the queue: what is appended counts as processed at once. */
+void event_queue_close();
 
 /* For the holder of event_queue_monitor: whether the queue is empty; its oldest entry, or null; that entry taken out. */
 bool event_queue_is_empty();

@@ -1,6 +1,7 @@
 #include "java_threads/boot.h"
 
 #include "agent_thread/agent_thread.h"
+#include "agent_thread/processing.h"
 #include "event/event_log.h"
 #include "event/hook_points.h"
 #include "invoke/requests.h"
@@ -10,6 +11,7 @@
 #include "support/log_agent.h"
 #include "vm/vm_env.h"
 #include "vm/vm_interface.h"
+#include "vm/vm_newer.h"
 
 #include <stdio.h>
 
@@ -82,6 +84,7 @@ static void boot_class_prepare(JNIEnv* env, JVMDI_Event* event) {
 }
 
 void JNICALL boot_event_hook(JNIEnv* env, JVMDI_Event* raised) {
+    if (agent_thread_is_leaving()) return;
     JVMDI_Event copy = *raised;
     JVMDI_Event* event = &copy;
     switch (event->kind) {
@@ -93,6 +96,12 @@ void JNICALL boot_event_hook(JNIEnv* env, JVMDI_Event* raised) {
         hook_class_unload(env, event);
         URef_delete(env, event->u.class_event.clazz);
         break;
+    case JVMDI_EVENT_VM_DEATH:
+        if (vm_is_newer()) {
+            end_agent_thread();
+            break;
+        }
+        [[fallthrough]];
     default: AGENT_LOG(LogJVMDI, "\tevent %s ignored during boot", jvmdi_event_str(event->kind)); break;
     }
 }

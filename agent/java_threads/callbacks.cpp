@@ -126,6 +126,8 @@ void JNICALL cb_jvmtiEventVMDeath(jvmtiEnv*, JNIEnv* env) { post(env, empty_even
 
 void JNICALL cbb_jvmtiEventVMInit(jvmtiEnv*, JNIEnv* env, jthread) { post_boot(env, empty_event(JVMDI_EVENT_VM_INIT)); }
 
+void JNICALL boot_vm_death(jvmtiEnv*, JNIEnv* env) { post_boot(env, empty_event(JVMDI_EVENT_VM_DEATH)); }
+
 void JNICALL cbb_jvmtiEventThreadStart(jvmtiEnv*, JNIEnv* env, jthread thread) {
     post_boot(env, thread_event(JVMDI_EVENT_THREAD_START, thread));
 }

@@ -48,6 +48,9 @@ AGENT_API void JNICALL cbb_jvmtiEventThreadStart(jvmtiEnv*, JNIEnv*, jthread);
 AGENT_API void JNICALL cbb_jvmtiEventThreadEnd(jvmtiEnv*, JNIEnv*, jthread);
 AGENT_API void JNICALL cbb_jvmtiEventClassPrepare(jvmtiEnv*, JNIEnv*, jthread, jclass);
 
+/* One more of the boot phase, for a newer VM; not exported. */
+void JNICALL boot_vm_death(jvmtiEnv*, JNIEnv*);
+
 /* Install the callbacks of the attached phase; the VM's code. */
 jint install_full_callbacks();
 

@@ -44,18 +44,19 @@ static bool ends_thread(const void* event, event_handler handler) {
     return is_vm_event(handler) && ((const JVMDI_Event*)event)->kind == JVMDI_EVENT_THREAD_END;
 }
 
-/* On a newer VM a class is listed even when nobody may stop for its preparation. */
-static void list_class_of_dropped(JNIEnv* env, const void* dropped, event_handler handler) {
+/* On a newer VM a class is listed even when nobody may stop for its preparation, and the VM's end is the agent thread's. */
+static void note_dropped(JNIEnv* env, const void* dropped, event_handler handler) {
     const JVMDI_Event* event = (const JVMDI_Event*)dropped;
-    if (vm_is_newer() && is_vm_event(handler) && event->kind == JVMDI_EVENT_CLASS_PREPARE)
-        PrepList_add_unasked(&prep_list, env, event->u.class_event.clazz);
+    if (!vm_is_newer() || !is_vm_event(handler)) return;
+    if (event->kind == JVMDI_EVENT_CLASS_PREPARE) PrepList_add_unasked(&prep_list, env, event->u.class_event.clazz);
+    if (event->kind == JVMDI_EVENT_VM_DEATH) end_agent_thread();
 }
 
 jint add_event(JNIEnv* env, void* event, event_handler handler) {
     tmap_record* record = TMap_tid2tm(agent_self());
     if (record) {
         const jint state = shared_load(record->invocation_state);
-        if (state != INVOKE_NONE) list_class_of_dropped(env, event, handler);
+        if (state != INVOKE_NONE) note_dropped(env, event, handler);
         if (state == INVOKE_ABANDONED) {
             shared_store(record->invocation_state, INVOKE_ABORTED);
             env->Throw((jthrowable)java_lang_throwable);

@@ -6,6 +6,7 @@
 #include "support/log_agent.h"
 #include "support/report.h"
 #include "vm/vm_interface.h"
+#include "vm/vm_newer.h"
 
 #include <string.h>
 
@@ -24,12 +25,14 @@ static void install_jvmti_boot_callbacks() {
     callbacks.ThreadStart = cbb_jvmtiEventThreadStart;
     callbacks.ThreadEnd = cbb_jvmtiEventThreadEnd;
     callbacks.ClassPrepare = cbb_jvmtiEventClassPrepare;
+    if (vm_is_newer()) callbacks.VMDeath = boot_vm_death;
     jvmti->SetEventCallbacks(&callbacks, JVMTI_CALLBACKS_SIZE);
     set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_VM_INIT});
     set_jvmti_events(JVMTI_DISABLE, {JVMTI_EVENT_CLASS_PREPARE});
     set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_THREAD_START, JVMTI_EVENT_THREAD_END});
     if (log_is_on(LogJVMDImethod)) set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_METHOD_ENTRY});
     if (log_is_on(LogJVMDImethod)) set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_METHOD_EXIT});
+    if (vm_is_newer()) set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_VM_DEATH}); /* from now to the end */
 }
 
 /* The class-prepare boot callback is not among those put back: nobody collects classes any more. */

@@ -126,3 +126,20 @@ void URef_delete_nolock(JNIEnv* env, jobject ref, jint bucket) {
     if (record->owned) env->DeleteGlobalRef(record->ref);
     vm_deallocate(record);
 }
+
+void URef_delete_unneeded(JNIEnv* env, bool (*needed)(void* cookie, jobject uref), void* cookie) {
+    if (!monitor_lock(&URef_monitor, "URef_delete_unneeded")) return;
+    for (uref_record*& bucket : refmap) {
+        uref_record** link = &bucket;
+        while (uref_record* record = *link) {
+            if (needed(cookie, record->ref)) {
+                link = &record->next;
+                continue;
+            }
+            *link = record->next;
+            if (record->ref) env->DeleteGlobalRef(record->ref);
+            vm_deallocate(record);
+        }
+    }
+    monitor_unlock(&URef_monitor, "URef_delete_unneeded");
+}

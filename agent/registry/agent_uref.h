@@ -47,4 +47,8 @@ AGENT_API jint URef_delete(JNIEnv* env, jobject ref);
 /* The same for a caller that holds URef_monitor, or has the VM's threads stopped, and knows the bucket. */
 AGENT_API void URef_delete_nolock(JNIEnv* env, jobject ref, jint bucket);
 
+/* Deletes every entry whose URef is not needed, and its reference, whoever made it. A newer VM, agent thread, when what was
+ * handed out is released: then the table alone keeps these references. `needed` is called with the lock held. */
+void URef_delete_unneeded(JNIEnv* env, bool (*needed)(void* cookie, jobject uref), void* cookie);
+
 #endif

@@ -262,6 +262,83 @@ TEST_P(AgentThread, LivesFromVmInitToVmDeath) {
     EXPECT_EQ(on_jvmdi() ? boot_event_hook : nullptr, sim.hook);
 }
 
+/* A current VM waits at its end, up to 300 milliseconds, for threads that are in native code. */
+struct LeavingAgentThread : AgentThread {
+    LeavingAgentThread() {
+        sim.phase = JVMTI_PHASE_ONLOAD;
+        Agent_OnLoad(sim.vm(), nullptr, nullptr);
+        sim.phase = JVMTI_PHASE_LIVE;
+        EXPECT_TRUE(sim.raise_vm_init());
+    }
+    bool leaves_at_once() {
+        return sim::wait_for([&] { return sim.running_agent_threads() == 0; }, 1); /* it would look for flags in 2 seconds */
+    }
+    OwnFolder folder;
+};
+SIM_MODES(LeavingAgentThread, Mode::jvmti_newer);
+
+TEST_P(LeavingAgentThread, IsWokenByTheEndOfAVmThatNobodyAttachedTo) {
+    EXPECT_TRUE(sim.raise_vm_death());
+    EXPECT_TRUE(leaves_at_once());
+    EXPECT_EQ(nullptr, agent_thread);
+    EXPECT_EQ(0, vm_init_done);
+}
+
+TEST_P(LeavingAgentThread, LeavesWhenADebuggerIsAttachedToo) {
+    ASSERT_EQ(0, agent_attach_jquor(env));
+    EXPECT_TRUE(sim.raise_vm_death());
+    EXPECT_TRUE(leaves_at_once());
+}
+
+TEST_P(LeavingAgentThread, LeavesAfterTheDebuggerDid) {
+    ASSERT_EQ(0, agent_attach_jquor(env));
+    ASSERT_EQ(0, agent_detach_jquor(env));
+    EXPECT_TRUE(sim.raise_vm_death());
+    EXPECT_TRUE(leaves_at_once());
+}
+
+/* A method that the debugger invoked ends the program: events of its thread are dropped meanwhile. */
+TEST_P(LeavingAgentThread, LeavesWhenAnInvokedMethodEndsTheVm) {
+    ASSERT_EQ(0, agent_attach_jquor(env));
+    jint created;
+    TMap_start(URef_from_local(env, sim.local(sim.main_thread), &created), agent_self());
+    TMap_tid2tm(agent_self())->invocation_state = INVOKE_RUNNING;
+    EXPECT_TRUE(sim.raise_vm_death());
+    EXPECT_TRUE(leaves_at_once());
+}
+
+TEST_P(LeavingAgentThread, LeavesNobodyBehindInItsQueue) {
+    ASSERT_EQ(0, agent_attach_jquor(env));
+    sim::Method& method = sim.new_class("Foo").add_method("bar", "()V");
+    sim::Thread& early = sim.new_thread("early");
+    sim::Thread& late = sim.new_thread("late");
+    std::atomic<bool> dead = false;
+    std::unique_ptr<sim::Running> early_running;
+    sim.before("JVMTI.SetEventCallbacks", [&] { /* the agent thread is at the VM's end */
+        if (dead.exchange(true)) return;
+        early_running = sim.start(early, [&] { sim.raise_breakpoint(method, 1); });
+        usleep(20000); /* it may be queued, or still come: released in either case */
+    });
+    EXPECT_TRUE(sim.raise_vm_death());
+    EXPECT_TRUE(leaves_at_once());
+    early_running->join();
+    agent_thread = sim.global(sim.main_thread); /* as a thread may have read it before */
+    sim.run_on(late, [&] { sim.raise_breakpoint(method, 1, sim::Raise::force); });
+    agent_thread = nullptr;
+}
+
+TEST_P(LeavingAgentThread, RaisesNothingThatAnybodySees) {
+    EXPECT_TRUE(sim.raise_vm_death());
+    EXPECT_TRUE(leaves_at_once());
+    tid_debug_agent = agent_self();
+    const std::string out = capture_stdout([&] {
+        sim.clear_calls();
+        sim.raise_thread_end(sim::Raise::force);
+    });
+    EXPECT_EQ("", out);
+    EXPECT_EQ(0u, sim.count_calls("JVMTI.GetObjectHashCode"));
+}
+
 /* ---- At attach ---- */
 
 /* The test's thread is the agent thread; one Java thread beside it. */

@@ -265,6 +265,7 @@ TEST_P(BootHook, OtherEventsAreIgnoredAndLoggedByName) {
         const char* name;
     } rows[] = {{2, "BREAKPOINT"}, {10, "CLASS_LOAD"}, {99, "VM_DEATH"}, {77, "UNKNOWN 77"}};
     for (const auto& row : rows) {
+        if (row.kind == JVMDI_EVENT_VM_DEATH && newer()) continue; /* there it ends the agent thread */
         const std::string out = capture_stdout([&] {
             show_log("LogJVMDI");
             boot(row.kind);

@@ -29,8 +29,8 @@ extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexatt
     return reinterpret_cast<init>(dlsym(RTLD_NEXT, "pthread_mutex_init"))(mutex, attributes);
 }
 
-static std::string boot_callbacks() {
-    return "JVMTI.SetEventCallbacks({VMInit ThreadStart ThreadEnd ClassPrepare}, " +
+static std::string boot_callbacks(bool newer) {
+    return std::string("JVMTI.SetEventCallbacks({VMInit") + (newer ? " VMDeath" : "") + " ThreadStart ThreadEnd ClassPrepare}, " +
            std::to_string(35 * sizeof(void*)) + ")";
 }
 
@@ -43,6 +43,14 @@ SIM_ALL_MODES(Load);
 
 struct LoadOnJvmti : Load {
     LoadOnJvmti() { sim.phase = JVMTI_PHASE_ONLOAD; }
+
+    static constexpr const char* ENABLE_VM_DEATH = "JVMTI.SetEventNotificationMode(1, 51, null)";
+    void expect_vm_death_enabled_last() { EXPECT_EQ(newer(), sim.calls().back() == ENABLE_VM_DEATH); }
+    std::vector<std::string> calls_of_every_vm() {
+        std::vector<std::string> calls = sim.calls();
+        std::erase(calls, ENABLE_VM_DEATH);
+        return calls;
+    }
 };
 SIM_MODES(LoadOnJvmti, Mode::jvmti10, Mode::jvmti_newer);
 
@@ -61,26 +69,29 @@ struct LoadOnce : sim::SimTest {
 
 TEST_P(LoadOnJvmti, JvmOnLoadAsksForThePotentialSetAndInstallsTheBootCallbacks) {
     EXPECT_EQ(0, JVM_OnLoad(sim.vm(), nullptr, nullptr));
-    EXPECT_CALLS(sim.calls(), "JavaVM.GetEnv(0x30010000)", "JVMTI.GetVersionNumber()",
-                 "JVMTI.GetPotentialCapabilities()", REQUEST, boot_callbacks(),
+    expect_vm_death_enabled_last();
+    EXPECT_CALLS(calls_of_every_vm(), "JavaVM.GetEnv(0x30010000)", "JVMTI.GetVersionNumber()",
+                 "JVMTI.GetPotentialCapabilities()", REQUEST, boot_callbacks(newer()),
                  "JVMTI.SetEventNotificationMode(1, 50, null)", "JVMTI.SetEventNotificationMode(0, 56, null)",
                  "JVMTI.SetEventNotificationMode(1, 52, null)", "JVMTI.SetEventNotificationMode(1, 53, null)");
 }
 
 TEST_P(LoadOnJvmti, AgentOnLoadAsksForThePossessedSetInTheLoadPhase) {
     EXPECT_EQ(0, Agent_OnLoad(sim.vm(), nullptr, nullptr));
-    EXPECT_CALLS(sim.calls(), "JavaVM.GetEnv(0x30010000)", "JVMTI.GetVersionNumber()", "JVMTI.GetCapabilities()",
-                 "JVMTI.GetPhase()", REQUEST, boot_callbacks(), "JVMTI.SetEventNotificationMode(1, 50, null)",
+    expect_vm_death_enabled_last();
+    EXPECT_CALLS(calls_of_every_vm(), "JavaVM.GetEnv(0x30010000)", "JVMTI.GetVersionNumber()", "JVMTI.GetCapabilities()",
+                 "JVMTI.GetPhase()", REQUEST, boot_callbacks(newer()), "JVMTI.SetEventNotificationMode(1, 50, null)",
                  "JVMTI.SetEventNotificationMode(0, 56, null)", "JVMTI.SetEventNotificationMode(1, 52, null)",
                  "JVMTI.SetEventNotificationMode(1, 53, null)");
 }
 
-TEST_P(LoadOnJvmti, TheBootCallbacksAreTheFourOfTheBootPhase) {
+TEST_P(LoadOnJvmti, TheBootCallbacksAreTheFourOfTheBootPhaseAndTheEndOfANewerVm) {
     JVM_OnLoad(sim.vm(), nullptr, nullptr);
     EXPECT_EQ(cbb_jvmtiEventVMInit, sim.callbacks.VMInit);
     EXPECT_EQ(cbb_jvmtiEventThreadStart, sim.callbacks.ThreadStart);
     EXPECT_EQ(cbb_jvmtiEventThreadEnd, sim.callbacks.ThreadEnd);
     EXPECT_EQ(cbb_jvmtiEventClassPrepare, sim.callbacks.ClassPrepare);
+    EXPECT_EQ(newer() ? boot_vm_death : nullptr, sim.callbacks.VMDeath);
 }
 
 TEST_F(LoadOnJvmdi, JvmOnLoadFallsBackToJvmdiAndInstallsTheBootHook) {
@@ -143,7 +154,7 @@ TEST_P(Load, ResultsOfInstallingTheBootHooksAreIgnored) {
         sim.fail(sim.vm_name(name), 112);
     const std::string out = capture_stdout([&] { EXPECT_EQ(0, JVM_OnLoad(sim.vm(), nullptr, nullptr)); });
     EXPECT_EQ("", out);
-    EXPECT_EQ(on_jvmdi() ? 6u : 5u, sim.count_calls("*.SetEvent*"));
+    EXPECT_EQ(on_jvmdi() || newer() ? 6u : 5u, sim.count_calls("*.SetEvent*"));
 }
 
 /* ---- Which interface ---- */
@@ -285,7 +296,8 @@ TEST_P(Load, FailureToMakeTheInvocationListAborts) {
 TEST_P(Load, MethodEventsAreReportedWhileTheirCategoryIsOn) {
     OwnFolder::write_settings("LogJVMDImethod\n");
     JVM_OnLoad(sim.vm(), nullptr, nullptr);
-    const std::vector<std::string> calls = sim.calls_of({"*.SetEventNotificationMode"});
+    std::vector<std::string> calls = sim.calls_of({"*.SetEventNotificationMode"});
+    EXPECT_EQ(newer() ? 1u : 0u, std::erase(calls, "JVMTI.SetEventNotificationMode(1, 51, null)"));
     if (on_jvmdi()) {
         EXPECT_CALLS(calls, "JVMDI.SetEventNotificationMode(0, 4, null)", "JVMDI.SetEventNotificationMode(0, 30, null)",
                      "JVMDI.SetEventNotificationMode(0, 8, null)", "JVMDI.SetEventNotificationMode(0, 10, null)",
