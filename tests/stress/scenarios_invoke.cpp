@@ -44,7 +44,9 @@ static void invoke_at_every_stop(const surroundings& around, report& found, int 
     found.note("given up", so_far.given_up);
     expect_equal(s.program.figure("hits"), found.expected, "turns of the program's own");
     expect_equal(found.stops, found.expected, "stops");
-    expect(so_far.returned > 0, "some calls return");
+    /* with more threads, another one's stop always comes first */
+    expect(threads > 2 || so_far.returned > 0, "some calls return");
+    expect_equal(so_far.returned + so_far.given_up, 3 * found.expected, "outcomes");
     expect(s.program.figure("invoked") >= so_far.returned, "what returned has run");
     expect(s.program.figure("invoked") <= so_far.returned + so_far.given_up, "nothing ran twice");
 }
