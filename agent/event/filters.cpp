@@ -3,6 +3,7 @@
 #include "registry/agent_uref.h"
 #include "support/report.h"
 #include "vm/vm_call.h"
+#include "vm/vm_newer.h"
 #include "vm/vm_interface.h"
 
 #include <stdlib.h>
@@ -79,17 +80,39 @@ static void release_filter(JNIEnv* env, filter* removed) {
  * one that comes later sees the list without what was removed before this call. */
 static bool is_being_walked() { return __atomic_add_fetch(&filter_walkers, 0, __ATOMIC_SEQ_CST) != 0; }
 
+static void put_back(retirement* first, retirement* last) {
+    last->next = shared_load(retired_filters);
+    while (!__atomic_compare_exchange_n(&retired_filters, &last->next, first, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST)) {
+    }
+}
+
+/* Gives back the filters that were removed, unless somebody walks: who walks last does it then. The list is taken before the
+ * look at the walkers, so that none of them can stand on what is in it; otherwise it is put back, and looked at again, for
+ * they may have gone meanwhile. */
+static void release_retired(JNIEnv* env) {
+    while (__atomic_load_n(&retired_filters, __ATOMIC_SEQ_CST) && !is_being_walked()) {
+        retirement* taken = __atomic_exchange_n(&retired_filters, (retirement*)NULL, __ATOMIC_SEQ_CST);
+        if (!taken) return;
+        if (is_being_walked()) {
+            retirement* last = taken;
+            while (last->next) last = last->next;
+            put_back(taken, last);
+            continue;
+        }
+        while (retirement* next = taken) {
+            taken = next->next;
+            release_filter(env, next->of);
+            free(next);
+        }
+    }
+}
+
 static void retire_filter(JNIEnv* env, filter* removed) {
     retirement* added = (retirement*)malloc(sizeof *added);
     if (!added) return; /* rather lost than used after it is freed */
-    *added = {removed, retired_filters};
-    retired_filters = added;
-    if (is_being_walked()) return;
-    while (retirement* next = retired_filters) {
-        retired_filters = next->next;
-        release_filter(env, next->of);
-        free(next);
-    }
+    added->of = removed;
+    put_back(added, added);
+    release_retired(env);
 }
 
 /* Unlinks the first filter that `matches`; null when there is none. */
@@ -192,17 +215,18 @@ static bool names_class_of(JNIEnv* env, const filter* candidate, jobject object)
 }
 
 /* Walks the list from its head until `delivers` says so. */
-template <class Delivers> static jint walk_filters(Delivers delivers) {
+template <class Delivers> static jint walk_filters(JNIEnv* env, Delivers delivers) {
     __atomic_add_fetch(&filter_walkers, 1, __ATOMIC_SEQ_CST);
     filter* candidate = shared_load(filter_list);
     while (candidate && !delivers(candidate)) candidate = shared_load(candidate->next);
-    __atomic_sub_fetch(&filter_walkers, 1, __ATOMIC_SEQ_CST);
+    if (__atomic_sub_fetch(&filter_walkers, 1, __ATOMIC_SEQ_CST) == 0) release_retired(env);
     return candidate ? 1 : 0;
 }
 
-/* JVMTI's exception events name methods only; JVMDI's come with their classes. */
+/* JVMTI's exception events name methods only; JVMDI's come with their classes. An old VM is asked nothing more, so that there
+ * JVMTI's events leave no watched method. */
 static jclass class_of_method(jclass known, jmethodID method) {
-    if (!jvmti || known || !method) return known;
+    if (!vm_is_newer() || known || !method) return known;
     jclass declaring = NULL;
     return jvmti->GetMethodDeclaringClass(method, &declaring) ? NULL : declaring;
 }
@@ -223,7 +247,7 @@ static void arm(JNIEnv* env, filter* watch, jobject exception) {
 }
 
 jint filter_jvmdi_event_throw(JNIEnv* env, JVMDI_Event* event) {
-    return walk_filters([=](filter* candidate) {
+    return walk_filters(env, [=](filter* candidate) {
         const uint32_t kind = shared_load(candidate->kind);
         if (kind == FILTER_THROWN) return names_class_of(env, candidate, event->u.exception.exception);
         if (kind == FILTER_UNCAUGHT && leaves_method(env, candidate, event))
@@ -234,7 +258,7 @@ jint filter_jvmdi_event_throw(JNIEnv* env, JVMDI_Event* event) {
 
 jint filter_jvmdi_event_catch(JNIEnv* env, JVMDI_Event* event) {
     const jobject caught = event->u.exception_catch.exception;
-    return walk_filters([=](filter* candidate) {
+    return walk_filters(env, [=](filter* candidate) {
         const uint32_t kind = shared_load(candidate->kind);
         if (kind == FILTER_CAUGHT) return names_class_of(env, candidate, caught);
         return kind == FILTER_UNCAUGHT_ARMED && env->IsSameObject((jobject)candidate->third, caught);
@@ -243,7 +267,7 @@ jint filter_jvmdi_event_catch(JNIEnv* env, JVMDI_Event* event) {
 
 jint filter_jvmdi_event_br(JNIEnv* env, JVMDI_Event* event) {
     const jclass clazz = event->u.class_event.clazz;
-    return walk_filters([=](filter* candidate) {
+    return walk_filters(env, [=](filter* candidate) {
         if (shared_load(candidate->kind) == FILTER_CLASSLOAD)
             return is_empty(candidate->first) || same_classname(env, text_of(candidate->first), clazz);
         if (shared_load(candidate->kind) == FILTER_METHOD)

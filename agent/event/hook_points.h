@@ -11,7 +11,9 @@ AGENT_API const char* jquor_jvmdi_sync_hook(JNIEnv* env, agent_tid_t tid, const 
                                             const char* vmversion);
 
 /* The hook points: empty functions, called on the agent thread with its JNIEnv and the event record. All other Java threads
- * are suspended meanwhile, except at hook_method_entry and hook_thread_stop. hook_class is called by nothing. */
+ * are suspended meanwhile, except at hook_method_entry and hook_thread_stop. hook_class is called by nothing.
+ * Until a debugger attaches, hook_thread_start, hook_thread_stop and, on JVMDI, hook_class_unload are called on the raising
+ * thread, with its JNIEnv and nobody suspended: the agent's functions are not to be called there. */
 AGENT_API void hook_step(JNIEnv* env, JVMDI_Event* event);
 AGENT_API void hook_bpt(JNIEnv* env, JVMDI_Event* event);
 AGENT_API void hook_frame_pop(JNIEnv* env, JVMDI_Event* event);

@@ -10,11 +10,19 @@
 
 #include <string.h>
 
+/* The second of the two only while the category is on still. */
+static void enable_method_events(void (*enable)(bool entry)) {
+    if (!log_is_on(LogJVMDImethod)) return;
+    enable(true);
+    if (log_is_on(LogJVMDImethod)) enable(false);
+}
+
 static void install_jvmdi_boot_hook() {
     set_jvmdi_events(JVMDI_DISABLE, {JVMDI_EVENT_EXCEPTION, JVMDI_EVENT_EXCEPTION_CATCH, JVMDI_EVENT_CLASS_PREPARE,
                                      JVMDI_EVENT_CLASS_LOAD, JVMDI_EVENT_CLASS_UNLOAD});
-    if (log_is_on(LogJVMDImethod)) set_jvmdi_events(JVMDI_ENABLE, {JVMDI_EVENT_METHOD_ENTRY});
-    if (log_is_on(LogJVMDImethod)) set_jvmdi_events(JVMDI_ENABLE, {JVMDI_EVENT_METHOD_EXIT});
+    enable_method_events([](bool entry) {
+        set_jvmdi_events(JVMDI_ENABLE, {entry ? JVMDI_EVENT_METHOD_ENTRY : JVMDI_EVENT_METHOD_EXIT});
+    });
     jvmdi->SetEventHook(boot_event_hook);
 }
 
@@ -30,8 +38,9 @@ static void install_jvmti_boot_callbacks() {
     set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_VM_INIT});
     set_jvmti_events(JVMTI_DISABLE, {JVMTI_EVENT_CLASS_PREPARE});
     set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_THREAD_START, JVMTI_EVENT_THREAD_END});
-    if (log_is_on(LogJVMDImethod)) set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_METHOD_ENTRY});
-    if (log_is_on(LogJVMDImethod)) set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_METHOD_EXIT});
+    enable_method_events([](bool entry) {
+        set_jvmti_events(JVMTI_ENABLE, {entry ? JVMTI_EVENT_METHOD_ENTRY : JVMTI_EVENT_METHOD_EXIT});
+    });
     if (vm_is_newer()) set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_VM_DEATH}); /* from now to the end */
 }
 

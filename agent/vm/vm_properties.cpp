@@ -94,12 +94,14 @@ static const char* cached_property(JNIEnv* env, const char** cache, const char* 
         return NULL;
     }
     const jclass system = env->FindClass("java/lang/System");
-    if (clear_exception(env) || !system) {
+    clear_exception(env); /* also one that was pending before: that is no failure */
+    if (!system) {
         printf("AgentThread(): FindClass System Failed\n");
         return NULL;
     }
     const jmethodID get = env->GetStaticMethodID(system, "getProperty", "(Ljava/lang/String;)Ljava/lang/String;");
-    if (clear_exception(env) || !get) {
+    clear_exception(env);
+    if (!get) {
         printf("AgentThread(): GetMethodID of getProperty Failed\n");
         return NULL;
     }

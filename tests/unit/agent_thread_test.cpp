@@ -557,6 +557,16 @@ TEST_P(Properties, EveryExceptionIsDescribedAndCleared) {
         }
 }
 
+TEST_P(Properties, ExceptionFromBeforeTheLookUpIsClearedAndNoFailure) {
+    for (const auto& property : properties) {
+        sim.set_pending(&sim.new_exception("java/lang/Error", "earlier"));
+        EXPECT_EQ("java/lang/Error: earlier\n",
+                  sim::capture_stderr([&] { EXPECT_STREQ(property.answer, property.get(env)); }));
+        EXPECT_EQ(nullptr, sim.pending());
+        EXPECT_EQ(1u, sim.take_misuse().size()) << "FindClass with the exception pending";
+    }
+}
+
 /* The room was made without the length that could not be had; what fits is kept. */
 TEST_P(Properties, TextOfUnknownLengthIsCutToItsRoom) {
     sim.properties["java.class.path"] = "/a/long/class/path";

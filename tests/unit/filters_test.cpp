@@ -31,14 +31,15 @@ struct FilterList : QueryTest {
     jint watch() { return event_setfilter_ex(env, FILTER_UNCAUGHT, (uintptr_t)watched, (uintptr_t)bar.id()); }
     jint unwatch(uint32_t kind) { return event_clearfilter_ex(env, kind, (uintptr_t)watched, (uintptr_t)bar.id()); }
 
-    /* An exception of `method`, caught in `catcher`. JVMTI's events come without the classes. */
+    /* An exception of `method`, caught in `catcher`. JVMTI's events come without the classes; that of an old VM has them here,
+     * for the rule that they decide. */
     jint passes_throw(sim::Method& method, sim::Method* catcher, jobject exception) {
         JVMDI_Event event = {};
         event.kind = JVMDI_EVENT_EXCEPTION;
         event.u.exception.method = method.id();
         event.u.exception.exception = exception;
         event.u.exception.catch_method = catcher ? catcher->id() : nullptr;
-        if (on_jvmdi()) {
+        if (!newer()) {
             event.u.exception.clazz = sim.local<jclass>(method.owner);
             event.u.exception.catch_clazz = sim.local<jclass>(catcher ? catcher->owner : nullptr);
         }
@@ -207,10 +208,10 @@ TEST_P(FilterList, MethodThatCatchesItsOwnExceptionArmsNothingWhateverClassesThe
     EXPECT_EQ(0, passes_catch());
 }
 
-TEST_P(FilterList, ClassesOfMethodsAreAskedOfJvmtiOnly) {
+TEST_P(FilterList, ClassesOfMethodsAreAskedOfNewerVmsOnly) {
     watch();
     passes_throw();
-    if (on_jvmti())
+    if (newer())
         EXPECT_CALLS(sim.calls_of({"JV*.GetMethodDeclaringClass"}), "JVMTI.GetMethodDeclaringClass(Foo.bar)",
                      "JVMTI.GetMethodDeclaringClass(Other.run)");
     else
@@ -221,7 +222,19 @@ TEST_P(FilterList, MethodWhoseClassCannotBeHadArmsNothing) {
     watch();
     sim.fail("JVMTI.GetMethodDeclaringClass", FAILS);
     EXPECT_EQ("", capture_stdout([&] { passes_throw(); }));
-    EXPECT_EQ(on_jvmti() ? 0 : 1, passes_catch());
+    EXPECT_EQ(newer() ? 0 : 1, passes_catch());
+}
+
+TEST_P(FilterList, EventWithoutClassesArmsOnNewerVmsOnly) {
+    watch();
+    JVMDI_Event event = {};
+    event.kind = JVMDI_EVENT_EXCEPTION;
+    event.u.exception.method = bar.id();
+    event.u.exception.catch_method = run.id();
+    event.u.exception.exception = thrown;
+    EXPECT_EQ(0, filter_jvmdi_event_throw(env, &event));
+    EXPECT_EQ(newer() ? 1 : 0, passes_catch());
+    EXPECT_EQ(newer() ? 2u : 0u, sim.count_calls("JV*.GetMethodDeclaringClass"));
 }
 
 TEST_P(FilterList, ArmingGoesOnToTheOlderFilters) {
@@ -390,12 +403,6 @@ struct FilterWalk : FilterList {
         walking->join();
         return delivered;
     }
-    /* A filter that is cleared after the walk, when everything that was cleared before is given back too. */
-    void set_and_clear_another() {
-        set(FILTER_CLASSLOAD, "A");
-        clear(FILTER_CLASSLOAD, "A");
-    }
-
     std::unique_ptr<sim::Running> walking;
     std::atomic<bool> inside = false, released = false;
     jint delivered = -1;
@@ -408,10 +415,8 @@ TEST_P(FilterWalk, KeepsTheFilterThatItStandsOnUntilNobodyWalks) {
     clear(FILTER_THROWN, "java/lang/Error");
     EXPECT_EQ(0u, sim.count_calls("JV*.Deallocate"));
     EXPECT_EQ(1, end()) << "it had met the filter before";
+    EXPECT_EQ(0u, filters()) << "the walker was the last";
     EXPECT_EQ(0, passes_throw());
-    EXPECT_EQ(1u, filters());
-    set_and_clear_another();
-    EXPECT_EQ(0u, filters());
 }
 
 TEST_P(FilterWalk, GoesOnToTheOlderFiltersWhenItsOwnWasCleared) {
@@ -428,7 +433,6 @@ TEST_P(FilterWalk, DoesNotMeetAFilterThatWasClearedBeforeItCameThere) {
     begin();
     clear(FILTER_THROWN, "java/lang/Error");
     EXPECT_EQ(0, end());
-    set_and_clear_another();
     EXPECT_EQ(1u, filters()) << "the one for Other";
 }
 
@@ -440,8 +444,8 @@ TEST_P(FilterWalk, MeetsNoFilterThatWasClearedBeforeItBegan) {
     clear(FILTER_THROWN, "Other");
     EXPECT_EQ(2u, filters());
     EXPECT_EQ(0, passes_throw());
+    EXPECT_EQ(2u, filters()) << "another walk ended, not the last";
     EXPECT_EQ(0, end());
-    set_and_clear_another();
     EXPECT_EQ(0u, filters());
 }
 
@@ -454,7 +458,6 @@ TEST_P(FilterWalk, KeepsTheExceptionOfAnArmedFilterUntilNobodyWalks) {
     EXPECT_EQ(0, passes_catch());
     EXPECT_NE(nullptr, URef_find(env, thrown));
     end();
-    set_and_clear_another();
     EXPECT_EQ(nullptr, URef_find(env, thrown));
 }
 
