@@ -76,10 +76,12 @@ static void debug_agent(JNIEnv* given) {
     AGENT_LOG(LogJVMDI, "AgentThread(): debug agent created %d\n", tid_debug_agent);
     JNIEnv* env = given ? given : agent_thread_env();
     {
+        agent_activity work(true);
         vm_local_frame frame(env);
         const char* classpath = get_classpath(env);
         const char* vmversion = get_vmversion(env);
         AGENT_LOG(LogJVMDI, "AgentThread(): classpath '%s'\n", classpath ? classpath : "(null)");
+        agent_activity rest(false);
         jquor_jvmdi_sync_hook(env, tid_debug_agent, classpath, tid_main_thread, vmversion);
     }
     sema_post(&quor_contacted);

@@ -34,6 +34,9 @@ jint process_on_attach() {
     PrepList_reset(&prep_list);
     PrepList_seed(&prep_list, env);
     attach_count++;
-    jquor_jvmdi_sync_hook(env, tid_debug_agent, classpath ? classpath : ".", tid_main_thread, vmversion);
+    {
+        agent_activity rest(false);
+        jquor_jvmdi_sync_hook(env, tid_debug_agent, classpath ? classpath : ".", tid_main_thread, vmversion);
+    }
     return resume_after_event(env);
 }

@@ -4,7 +4,7 @@
 
 #include "support/agent_types.h"
 
-/* Set to 1 by the debugger after it has called agent_attach_jquor; polled likewise, answered with process_on_attach, and
+/* Set to 1 by the debugger, before it calls agent_attach_jquor at the stop that answers this, or after; polled likewise, answered with process_on_attach, and
  * reset to 0. */
 AGENT_API jint jquor_attached;
 

@@ -31,7 +31,10 @@ static bool has_work() {
 /* Meets the debugger that has attached. The queue is open meanwhile: threads post events, and a method may be asked for. */
 static bool answer_attach() {
     if (!monitor_unlock(&event_queue_monitor, "process_next_event")) return false;
-    process_on_attach();
+    {
+        agent_activity work(true);
+        process_on_attach();
+    }
     shared_store(jquor_attached, 0);
     return monitor_lock(&event_queue_monitor, "process_next_event");
 }
@@ -68,6 +71,7 @@ jint process_next_event() {
         return report_failure("process_next_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
     if (!monitor_lock(&event_queue_monitor, "process_next_event")) return JVMDI_ERROR_INTERNAL;
     if (!wait_for_work()) return JVMDI_ERROR_INTERNAL;
+    agent_activity work(true);
     JNIEnv* env = getEnv();
     const bool controlc = shared_load(controlc_hit) == 1;
     queue_entry* entry = controlc ? NULL : event_queue_take_head();

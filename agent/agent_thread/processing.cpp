@@ -99,13 +99,19 @@ static bool is_raised_in_stop(const JVMDI_Event* event, agent_tid_t tid) {
     return tid == shared_load(tid_debug_agent) && event->kind != JVMDI_EVENT_USER_DEFINED;
 }
 
+/* The debugger's breakpoint stops the agent thread in there. */
+static void call_hook(event_hook hook, JNIEnv* env, JVMDI_Event* event) {
+    agent_activity rest(false);
+    hook(env, event);
+}
+
 /* Shows the event with all other Java threads stopped. A newer VM runs Java code for much that a debugger asks, and would
  * not survive the use of what the outer stop handed out and this one released: there the outer stop goes on as it was. */
 static void show(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
     const bool keep_stop = vm_is_newer() && is_raised_in_stop(event, tid);
     const bool held = agent_has_suspended();
     agent_suspend_all(env);
-    hook(env, event);
+    call_hook(hook, env, event);
     if (!keep_stop)
         resume_after_event(env);
     else if (!held)
@@ -133,7 +139,7 @@ static void show_thread_start(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, 
  * VM; elsewhere with the next stop of all threads. */
 static void show_running(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
     running_stop stop(env, vm_is_newer() && !is_raised_in_stop(event, tid));
-    hook(env, event);
+    call_hook(hook, env, event);
 }
 
 /* The dying thread is not stopped, and neither is any other. */

@@ -22,7 +22,10 @@
 
 /* Takes hold of the Java side: installs the full event hooks (SetEventCallbacks or SetEventHook), switches on the events
  * that the debugger needs (SetEventNotificationMode), and lists the prepared classes afresh. 0, or the code of installing
- * the hooks, after "agent_attach_jquor: JVMDI_SetEventHook() failed -- ...". The debugger sets jquor_attached afterwards. */
+ * the hooks, after "agent_attach_jquor: JVMDI_SetEventHook() failed -- ...". On the agent thread, which must be at a hook or
+ * waiting; on a VM newer than JVMTI 1.0 it gives 99 elsewhere, and has done nothing. A debugger that stops the process anywhere
+ * sets jquor_attached first, and calls this at the agent's answer, jquor_jvmdi_sync_hook. One that calls it at a hook may set
+ * jquor_attached afterwards. */
 AGENT_API jint agent_attach_jquor(JNIEnv* env);
 
 /* Lets go: switches the events off, puts the boot hook back and clears all breakpoints (JVMDI only), drops pending

@@ -7,6 +7,7 @@
 #include "java_threads/intake.h"
 #include "registry/prep_list.h"
 #include "stop/suspend.h"
+#include "support/agent_self.h"
 #include "support/log_agent.h"
 #include "support/report.h"
 #include "vm/vm_env.h"
@@ -30,7 +31,11 @@ static void enable_jvmdi_events() {
                       JVMDI_EVENT_METHOD_ENTRY, JVMDI_EVENT_METHOD_EXIT, JVMDI_EVENT_SINGLE_STEP});
 }
 
+/* A debugger that stops the process anywhere may find the agent thread in the VM, or holding a lock that attaching needs. */
+static bool may_attach_here() { return !vm_is_newer() || !on_agent_thread() || !agent_is_at_work(); }
+
 jint agent_attach_jquor(JNIEnv* env) {
+    if (!may_attach_here()) return JVMDI_ERROR_NOT_IMPLEMENTED;
     env = current_env(env);
     AGENT_LOG(LogJVMDI, "AgentThread: agent_attach_jquor()");
     const jint err = jvmti ? install_full_callbacks() : jvmdi->SetEventHook(jvmdi_event_hook);

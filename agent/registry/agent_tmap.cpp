@@ -1,8 +1,10 @@
 #include "registry/agent_tmap.h"
 
+#include "support/agent_self.h"
 #include "support/log_agent.h"
 #include "support/report.h"
 #include "vm/vm_memory.h"
+#include "vm/vm_newer.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -50,8 +52,26 @@ jint TMap_start(jobject handle, agent_tid_t tid) {
     return (jint)monitor_unlock(&tmap_lock, "TMap_start");
 }
 
+/* Takes the map's lock for a thread that is about to leave it.
+ *
+ * A thread that is suspended runs on in native code until its next VM call. Were it suspended when it takes itself out of the
+ * map, nobody would find it there to resume it, and it would hang in that call for ever. On a VM that suspends in this way a
+ * VM call keeps the thread for as long as it is suspended, and threads are suspended under this lock; so a thread that finds,
+ * with the lock, that none was suspended since before such a call may leave. Otherwise it makes the call again. */
+static void lock_to_leave(jobject handle) {
+    for (;;) {
+        const jint suspensions = agent_suspensions();
+        const bool may_be_suspended = handle && vm_is_newer() && !on_agent_thread();
+        jint ignored;
+        if (may_be_suspended) vm_get_object_hash_code(handle, &ignored);
+        monitor_lock(&tmap_lock, "TMap_end");
+        if (!may_be_suspended || suspensions == agent_suspensions()) return;
+        monitor_unlock(&tmap_lock, "TMap_end");
+    }
+}
+
 jint TMap_end(jobject handle, agent_tid_t tid) {
-    monitor_lock(&tmap_lock, "TMap_end");
+    lock_to_leave(handle);
     AGENT_LOG(LogJVMDI_VM_thread, "TMap_end: tid = %d   thread = %x\n", tid, handle);
     tmap_record** link = find_link(tid);
     tmap_record* record = *link;

@@ -28,7 +28,9 @@ AGENT_API jint TMap_init();
 AGENT_API jint TMap_start(jobject handle, agent_tid_t tid);
 
 /* Removes and frees the id's first record, if its handle is the given one; otherwise prints "TMap_end(): handle mismatch"
- * and keeps it. An unknown id is left alone; what the result area holds is not released. Gives the unlock's result. */
+ * and keeps it. An unknown id is left alone; what the result area holds is not released. Gives the unlock's result. On a VM
+ * newer than JVMTI 1.0 a thread that takes itself out makes a VM call first (GetObjectHashCode), and waits in it while it is
+ * suspended. */
 AGENT_API jint TMap_end(jobject handle, agent_tid_t tid);
 
 /* The handle of a thread id, or null. */

@@ -20,3 +20,11 @@ void agent_note_suspended(bool now_suspended) {
 jint agent_suspensions() { return shared_load(suspensions); }
 
 void agent_note_suspension() { __atomic_add_fetch((uint32_t*)&suspensions, 1, __ATOMIC_ACQ_REL); }
+
+static jint at_work;
+
+bool agent_is_at_work() { return shared_load(at_work) == 1; }
+
+agent_activity::agent_activity(bool works) : before(agent_is_at_work()) { shared_store(at_work, works ? 1 : 0); }
+
+agent_activity::~agent_activity() { shared_store(at_work, before ? 1 : 0); }

@@ -14,6 +14,22 @@ AGENT_API const char* quor_vmversion;  /* the VM's version text, stored there; m
 /* Whether the calling thread is the agent thread. */
 static inline bool on_agent_thread() { return agent_self() == shared_load(tid_debug_agent); }
 
+/* Whether the agent thread is at work: neither at a hook nor waiting in the queue. It may then hold locks and be inside the VM, and
+ * a debugger that has stopped it there, with all threads or alone, must not call the agent. The agent thread's own. */
+bool agent_is_at_work();
+
+/* A piece of the agent thread's work, and its rest at a hook in the middle of that: each lasts as long as the object. */
+class agent_activity {
+public:
+    explicit agent_activity(bool works);
+    ~agent_activity();
+    agent_activity(const agent_activity&) = delete;
+    agent_activity& operator=(const agent_activity&) = delete;
+
+private:
+    bool before;
+};
+
 /* True from agent_suspend_all to agent_resume_all, which note it. */
 bool agent_has_suspended();
 void agent_note_suspended(bool now_suspended);

@@ -181,8 +181,16 @@ def select_agent_thread():
     raise CaseFailed("the agent thread is not among gdb's threads")
 
 
+def meet_agent():
+    """Takes hold of the Java side of a process that was stopped anywhere: the flag first, and the call at the agent's answer,
+    since the agent thread may be at work."""
+    set_global("jquor_attached", 1)
+    run_to(FIRST_CONTACT)
+    check_equal(call("agent_attach_jquor", 0), 0, "agent_attach_jquor")
+
+
 def attach_java_mode():
-    """Takes hold of the Java side, on the agent thread; the agent answers later, at its first contact's hook."""
+    """Takes hold of the Java side at a hook; the agent answers later, at its first contact's hook."""
     check_equal(call("agent_attach_jquor", 0), 0, "agent_attach_jquor")
     set_global("jquor_attached", 1)
 

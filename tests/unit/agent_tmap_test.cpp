@@ -142,7 +142,8 @@ TEST_P(ThreadMap, EndReleasesNothingThatTheResultAreaHolds) {
     TMap_tid2tm(6)->thread_name = (char*)name;
     TMap_end(handle, 6);
     EXPECT_TRUE(sim.is_live_block(name));
-    EXPECT_CALLS(sim.calls());
+    EXPECT_EQ(newer() ? 1u : 0u, sim.calls().size()) << "the call that waits while the caller is suspended";
+    EXPECT_EQ(newer() ? 1u : 0u, sim.count_calls("JVMTI.GetObjectHashCode"));
 }
 
 TEST_P(ThreadMap, StartAndEndAreLoggedWithIdAndHandle) {

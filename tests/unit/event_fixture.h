@@ -70,12 +70,12 @@ struct ReadyTest : sim::SimTestP {
         return handle;
     }
 
-    /* Starts a Java thread that the agent knows while it runs `body`. */
+    /* Starts a Java thread that the agent knows while it runs `body`, or until that raises its end. */
     std::unique_ptr<sim::Running> start_known(sim::Thread& thread, std::function<void()> body) {
         return sim.start(thread, [this, body = std::move(body)] {
             const jobject handle = announce();
             body();
-            TMap_end(handle, agent_self());
+            if (TMap_tid2handle(agent_self())) TMap_end(handle, agent_self());
         });
     }
 

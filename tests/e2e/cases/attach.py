@@ -1,16 +1,14 @@
 """gdb attaches to a program that started without a debugger, looks in, leaves, and the program ends by itself."""
 import quor_java as java
-from quor_gdb import (alone_status, attach, attach_java_mode, call, check, check_equal, detach, output, run_to,
-                      select_agent_thread, set_global, start_alone, wait_for_output)
+from quor_gdb import (alone_status, attach, call, check, check_equal, detach, meet_agent, output, run_to, set_global,
+                      start_alone, wait_for_output)
 
 
 def case():
     pid = start_alone("Idle", "6000")
     wait_for_output("ready")
     attach(pid)
-    select_agent_thread()
-    attach_java_mode()
-    run_to("jquor_jvmdi_sync_hook")
+    meet_agent()
     names = {java.thread_name(handle): handle for handle, _ in java.known_threads()}
     check("main" in names, "main is known")
     check(java.thread_state(names["main"]) & java.SUSPENDED, "main is suspended at the agent's answer")

@@ -1,10 +1,9 @@
 """gdb attaches, stops and leaves again and again while the program starts and ends threads all the time."""
 import re
 
-from quor_gdb import (alone_status, attach, attach_java_mode, call, check_equal, detach, output, run_to, set_global,
-                      start_alone, wait_for_output)
+from quor_gdb import alone_status, attach, call, check_equal, detach, meet_agent, output, start_alone, wait_for_output
 
-ROUNDS = 4
+ROUNDS = 8
 
 
 def case():
@@ -12,10 +11,7 @@ def case():
     wait_for_output("ready")
     for _ in range(ROUNDS):
         attach(pid)
-        set_global("controlc_hit", 1)  # the agent thread may be busy: at a hook it can be called
-        run_to("hook_controlc")
-        attach_java_mode()
-        run_to("jquor_jvmdi_sync_hook")
+        meet_agent()
         check_equal(call("agent_detach_jquor", 0), 0, "agent_detach_jquor")
         detach()
     check_equal(alone_status(), 6, "the program's own exit status")
