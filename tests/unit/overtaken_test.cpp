@@ -24,6 +24,7 @@ struct Overtaken : Invocations {
 
     /* Starts a thread that raises a step event, and returns when it waits in the queue. */
     std::unique_ptr<sim::Running> queue_step(const char* name) {
+        EXPECT_TRUE(wait_for([] { return monitors::waits >= 1; })) << "the worker, whose event is taken";
         const int before = monitors::waits;
         auto running = start_known(sim.new_thread(name), [this] { sim.raise_single_step(bar, 9, FORCE); });
         EXPECT_TRUE(wait_for([&] { return monitors::waits > before; }));
