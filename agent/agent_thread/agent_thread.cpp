@@ -11,6 +11,7 @@
 #include "support/agent_self.h"
 #include "support/log_agent.h"
 #include "support/report.h"
+#include "vm/vm_call.h"
 #include "vm/vm_env.h"
 #include "vm/vm_interface.h"
 #include "vm/vm_newer.h"
@@ -58,10 +59,8 @@ void start_agent_thread(JNIEnv* env) {
     make_daemon(env, clazz, thread);
     sema_init(&quor_contacted, 0);
     tid_main_thread = agent_self();
-    const jint err =
-        jvmti ? (jint)jvmti->RunAgentThread(agent_thread, jvmti_debug_agent, NULL, JVMTI_THREAD_NORM_PRIORITY)
-              : jvmdi->RunDebugThread(agent_thread, jvmdi_debug_agent, NULL, JVMTI_THREAD_NORM_PRIORITY);
-    if (err) agent_fatal_error("start_agent_thread(): RunDebugThread() failed -- %s\n", err);
+    if (jint err = vm_run_agent_thread(agent_thread, jvmti_debug_agent, jvmdi_debug_agent))
+        agent_fatal_error("start_agent_thread(): RunDebugThread() failed -- %s\n", err);
     sema_wait(&quor_contacted);
     sema_destroy(&quor_contacted);
 }

@@ -46,8 +46,7 @@ static bool takes_back(jobject thread) { return vm_is_newer() && take_invocation
 
 jint process_invokemethod_event(jobject thread, AgentInvokRet* result) {
     tmap_record* record = TMap_handle2tm(thread);
-    if (agent_self() != shared_load(tid_debug_agent))
-        return report_failure("process_next_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
+    if (!on_agent_thread()) return report_failure("process_next_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
     if (!record) {
         takes_back(thread); /* nobody can ever serve it */
         return JVMDI_ERROR_INVALID_THREAD;

@@ -145,7 +145,7 @@ jint agent_get_monitorinfo(JNIEnv* env, jobject object, JVMDI_monitor_info* info
     if (jint err = vm_get_object_hash_code(object, &hash)) return err;
     JVMDI_Interface_1* table;
     if (!jvmti)
-        if (jint err = vm_own_jvmdi(env, &table)) return err;
+        if (jint err = vm_jvmdi(env, &table)) return err;
     /* A failure of JVMDI's query is no failure here: the debugger sees a monitor that nobody owns or waits for. */
     if (!jvmti) *info = {};
     const jint err = get_usage(env, object, info);
@@ -175,7 +175,7 @@ static_assert(sizeof(void*) != 4 || (sizeof(owned_node) == 12 && sizeof(owned_co
 
 jint cb_monitorInfo(void* env, tmap_record* record, void* collection) {
     owned_collection* all = (owned_collection*)collection;
-    if (record->tid == shared_load(tid_debug_agent)) return 0;
+    if (is_agent_thread(record->tid)) return 0;
     owned_node* node;
     if (allocate_or_report(sizeof *node, &node)) return 0;
     JVMDI_owned_monitor_info owned = {};

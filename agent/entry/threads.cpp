@@ -29,7 +29,7 @@ static jint grow_thread_list() {
 
 jint cb_threadInfo(void*, tmap_record* record, void* count) {
     jint* found = (jint*)count;
-    if (record->tid == shared_load(tid_debug_agent)) return 0;
+    if (is_agent_thread(record->tid)) return 0;
     if (*found >= threadListSize && grow_thread_list()) return 0;
     threadList[(*found)++] = record->handle;
     return 0;

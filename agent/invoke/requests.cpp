@@ -21,8 +21,7 @@ static invoke_request* invoke_method_list; /* newest first; under invoke_method_
 static jint method_invoke_on;              /* 1 from posting a request until any request is freed */
 
 jint invoke_method_init() {
-    if (agent_self() == shared_load(tid_debug_agent))
-        return report_failure("invoke_method_init: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
+    if (on_agent_thread()) return report_failure("invoke_method_init: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
     if (sizeof(AgentInvokRet) > sizeof(JVMDI_Event) - offsetof(JVMDI_Event, u)) {
         printf("invoke_method_init: failed -- AgentInvokRet size is too big\n");
         return JVMDI_ERROR_INTERNAL;

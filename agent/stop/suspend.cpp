@@ -25,13 +25,11 @@ static bool has_list_operations() {
     return jvmti ? jvmti_features.can_suspend : jvmdi && jvmdi_features.can_suspend_resume_thread_lists;
 }
 
-static bool is_exempt(const tmap_record* record) {
-    return record->tid == shared_load(tid_debug_agent) || record->tid == agent_self();
-}
+static bool is_exempt(const tmap_record* record) { return is_agent_thread(record->tid) || record->tid == agent_self(); }
 
 jint cb_suspend(void*, tmap_record* record, void*) {
     AGENT_LOG(LogJVMDI_VM_thread, " cb_suspend: tid = %lu  thread = %x", record->tid, record->handle);
-    if (record->tid == shared_load(tid_debug_agent)) AGENT_LOG(LogJVMDI_VM_thread, " cb_suspend: agent- us; returning");
+    if (is_agent_thread(record->tid)) AGENT_LOG(LogJVMDI_VM_thread, " cb_suspend: agent- us; returning");
     if (is_exempt(record)) return 0;
     const jint err = vm_call_loaded([=](auto* vm) { return vm->SuspendThread(record->handle); });
     if (err == JVMDI_ERROR_THREAD_SUSPENDED)
@@ -43,7 +41,7 @@ jint cb_suspend(void*, tmap_record* record, void*) {
 
 jint cb_resume(void*, tmap_record* record, void*) {
     AGENT_LOG(LogJVMDI_VM_thread, " cb_resume: tid = %lu  thread = %x", record->tid, record->handle);
-    if (record->tid == shared_load(tid_debug_agent)) AGENT_LOG(LogJVMDI_VM_thread, " cb_resume: agent- us; returning");
+    if (is_agent_thread(record->tid)) AGENT_LOG(LogJVMDI_VM_thread, " cb_resume: agent- us; returning");
     if (is_exempt(record)) return 0;
     const jint err = vm_call_loaded([=](auto* vm) { return vm->ResumeThread(record->handle); });
     if (err == JVMDI_ERROR_THREAD_NOT_SUSPENDED)
@@ -101,10 +99,7 @@ static jint list_operation(Call call, const char* call_failed, ThreadFailed thre
 jint cb_suspend_list() {
     AGENT_LOG(LogJVMDI_VM_thread, " cb_suspend_list");
     return list_operation(
-        [](jint* results) {
-            return jvmti ? (jint)jvmti->SuspendThreadList(S_R_curCount, S_R_threadList, (jvmtiError*)(void*)results)
-                         : jvmdi->SuspendThreadList(S_R_curCount, S_R_threadList, results);
-        },
+        [](jint* results) { return vm_suspend_thread_list(S_R_curCount, S_R_threadList, results); },
         "AgentThread: cb_suspend_list(): SuspendThreadList() failed -- %s\n",
         [](agent_tid_t tid, jint err) {
             if (err == JVMDI_ERROR_THREAD_SUSPENDED)
@@ -118,10 +113,7 @@ jint cb_suspend_list() {
 jint cb_resume_list() {
     AGENT_LOG(LogJVMDI_VM_thread, " cb_resume_list");
     return list_operation(
-        [](jint* results) {
-            return jvmti ? (jint)jvmti->ResumeThreadList(S_R_curCount, S_R_threadList, (jvmtiError*)(void*)results)
-                         : jvmdi->ResumeThreadList(S_R_curCount, S_R_threadList, results);
-        },
+        [](jint* results) { return vm_resume_thread_list(S_R_curCount, S_R_threadList, results); },
         "AgentThread: cb_resume_list(): ResumeThreadList() failed -- %s\n",
         [](agent_tid_t tid, jint err) {
             if (err == JVMDI_ERROR_THREAD_NOT_SUSPENDED)

@@ -11,8 +11,9 @@ AGENT_API agent_tid_t quor_tid;        /* the agent thread's id, stored there   
 AGENT_API const char* quor_classpath;  /* the combined class path, stored there; may be null                    */
 AGENT_API const char* quor_vmversion;  /* the VM's version text, stored there; may be null                      */
 
-/* Whether the calling thread is the agent thread. */
-static inline bool on_agent_thread() { return agent_self() == shared_load(tid_debug_agent); }
+/* Whether a thread is the agent thread, and whether the calling one is. False for all until the agent thread has started. */
+static inline bool is_agent_thread(agent_tid_t tid) { return tid == shared_load(tid_debug_agent); }
+static inline bool on_agent_thread() { return is_agent_thread(agent_self()); }
 
 /* Whether the agent thread is at work: neither at a hook nor waiting in the queue. It may then hold locks and be inside the VM, and
  * a debugger that has stopped it there, with all threads or alone, must not call the agent. The agent thread's own. */

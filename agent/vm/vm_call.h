@@ -1,13 +1,12 @@
 /* vm_call.h: the one place that chooses between the two debug interfaces of a VM.
  *
  * JVMTI when the global `jvmti` is set, otherwise the JVMDI function of the same number. Where the two differ in more than
- * the call (who owns a reference, what a frame is), the module that owns the rule does the choosing itself, with
- * vm_own_jvmdi for the JVMDI side.
+ * the call (who owns a reference, what a frame is), the module that owns the rule says what each does, through
+ * vm_call_either.
  *
- * Everything here is file-local on purpose: each source that includes this header keeps its own JVMDI table, fetched from
- * the calling thread's VM on its first use. Functions without a JNIEnv use the table fetched at load (`jvmdi`).
- *
- * Results are the interface's error codes; references that come back are local ones from JVMTI, global ones from JVMDI.
+ * JVMDI's functions are called through the table that the caller's VM gives (vm_jvmdi), by functions without a JNIEnv through
+ * the one of loading. Results are the interface's error codes; references that come back are local ones from JVMTI, global
+ * ones from JVMDI.
  */
 #ifndef QUOR_VM_CALL_H
 #define QUOR_VM_CALL_H
@@ -16,45 +15,24 @@
 
 #include <stddef.h>
 
-/* The JVMDI table of the including source, and the VM that it came from. */
-static JVMDI_Interface_1* jvmdi_interface __attribute__((unused));
-static JavaVM* j_vm __attribute__((unused));
-
-/* Gives the including source's JVMDI table; 0, or the result of the GetJavaVM or GetEnv that failed. A null `env`, of callers
- * that have none, gives the table fetched at load. */
-static inline jint vm_own_jvmdi(JNIEnv* env, JVMDI_Interface_1** table) {
-    if (!env) {
-        *table = jvmdi;
-        return 0;
-    }
-    if (!jvmdi_interface) {
-        if (jint err = env->GetJavaVM(&j_vm)) return err;
-        void* found = NULL;
-        if (jint err = j_vm->GetEnv(&found, JVMDI_VERSION_1)) return err;
-        jvmdi_interface = (JVMDI_Interface_1*)found;
-    }
-    *table = jvmdi_interface;
-    return 0;
-}
-
 /* Makes `call` (a generic lambda over the interface) where both interfaces take the same arguments. */
 template <class Call> static inline jint vm_call(JNIEnv* env, Call call) {
     if (jvmti) return call(jvmti);
     JVMDI_Interface_1* table;
-    if (jint err = vm_own_jvmdi(env, &table)) return err;
+    if (jint err = vm_jvmdi(env, &table)) return err;
     return call(table);
 }
 
-/* The same through the table fetched at load. */
+/* The same for a caller without a JNIEnv. */
 template <class Call> static inline jint vm_call_loaded(Call call) {
-    return jvmti ? (jint)call(jvmti) : (jint)call(jvmdi);
+    return jvmti ? (jint)call(jvmti) : (jint)call(vm_known_jvmdi());
 }
 
 /* Makes one of two calls where the interfaces take different arguments. */
 template <class TiCall, class DiCall> static inline jint vm_call_either(JNIEnv* env, TiCall ti_call, DiCall di_call) {
     if (jvmti) return ti_call(jvmti);
     JVMDI_Interface_1* table;
-    if (jint err = vm_own_jvmdi(env, &table)) return err;
+    if (jint err = vm_jvmdi(env, &table)) return err;
     return di_call(table);
 }
 
@@ -62,13 +40,14 @@ template <class TiCall, class DiCall> static inline jint vm_call_either(JNIEnv* 
 
 template <class T> static inline jint vm_allocate(size_t size, T** block) {
     unsigned char* memory = NULL;
-    jint err = jvmti ? (jint)jvmti->Allocate((jlong)size, &memory) : jvmdi->Allocate((jlong)size, (jbyte**)&memory);
+    jint err =
+        jvmti ? (jint)jvmti->Allocate((jlong)size, &memory) : vm_known_jvmdi()->Allocate((jlong)size, (jbyte**)&memory);
     *block = (T*)(void*)memory;
     return err;
 }
 static inline jint vm_deallocate(const void* block) {
     unsigned char* memory = (unsigned char*)const_cast<void*>(block);
-    return jvmti ? (jint)jvmti->Deallocate(memory) : jvmdi->Deallocate((jbyte*)memory);
+    return jvmti ? (jint)jvmti->Deallocate(memory) : vm_known_jvmdi()->Deallocate((jbyte*)memory);
 }
 
 /* Objects. */
@@ -106,6 +85,22 @@ static inline jint vm_get_owned_monitor_info(JNIEnv* env, jthread thread, JVMDI_
 }
 static inline jint vm_get_current_contended_monitor(JNIEnv* env, jthread thread, jobject* monitor) {
     return vm_call(env, [=](auto* vm) { return vm->GetCurrentContendedMonitor(thread, monitor); });
+}
+
+/* Suspend or resume each of `count` threads; `results` receives a code for each. */
+static inline jint vm_suspend_thread_list(jint count, jthread* threads, jint* results) {
+    return jvmti ? (jint)jvmti->SuspendThreadList(count, threads, (jvmtiError*)(void*)results)
+                 : vm_known_jvmdi()->SuspendThreadList(count, threads, results);
+}
+static inline jint vm_resume_thread_list(jint count, jthread* threads, jint* results) {
+    return jvmti ? (jint)jvmti->ResumeThreadList(count, threads, (jvmtiError*)(void*)results)
+                 : vm_known_jvmdi()->ResumeThreadList(count, threads, results);
+}
+
+/* Starts the body of the interface in use in `thread`, with normal priority and no argument. */
+static inline jint vm_run_agent_thread(jthread thread, jvmtiStartFunction ti_body, void(JNICALL* di_body)(void*)) {
+    return jvmti ? (jint)jvmti->RunAgentThread(thread, ti_body, NULL, JVMTI_THREAD_NORM_PRIORITY)
+                 : vm_known_jvmdi()->RunDebugThread(thread, di_body, NULL, JVMTI_THREAD_NORM_PRIORITY);
 }
 
 /* Classes. */

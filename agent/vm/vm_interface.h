@@ -22,6 +22,14 @@ extern unsigned char jvmti_version_set;
 extern jint jvmdi_version;
 extern unsigned char jvmdi_version_set;
 
+/* Gives JVMDI's table as the calling thread's VM has it: asked for once (GetJavaVM, GetEnv), kept for the life of the process. 0,
+ * or the result of the GetJavaVM or GetEnv that failed; a failure is not kept. A null `env`, of callers that have none, gives
+ * vm_known_jvmdi(). */
+jint vm_jvmdi(JNIEnv* env, JVMDI_Interface_1** table);
+
+/* JVMDI's table for a caller without a JNIEnv: `jvmdi`, or the one that vm_jvmdi has fetched where that is null. */
+JVMDI_Interface_1* vm_known_jvmdi();
+
 /* A JVMTI 1.0 callbacks record has 35 slots; a current jvmti.h declares more, which the agent leaves alone. */
 enum { JVMTI_CALLBACKS_SIZE = 35 * sizeof(void*) };
 

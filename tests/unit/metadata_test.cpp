@@ -291,6 +291,15 @@ TEST_P(BytecodesOfJvmti, NeedBothCapabilitiesWhereBothInterfacesAre) {
     EXPECT_EQ(0, ask_bytecodes());
 }
 
+/* The second question gives the first answer's memory back, which is a call without a JNIEnv. */
+TEST_P(BytecodesOfJvmdi, AreAskedForAgainWhenNoTableWasFetchedAtLoad) {
+    jvmdi = NULL;
+    EXPECT_EQ(0, ask_bytecodes());
+    EXPECT_EQ(0, ask_bytecodes());
+    EXPECT_EQ(1u, sim.count_calls("JVMDI.Deallocate"));
+    jvmdi = sim.jvmdi();
+}
+
 TEST_P(BytecodesOfJvmdi, AreAskedForWhenNoTableWasFetchedAtLoad) {
     jvmdi_features.can_get_bytecodes = 0;
     jvmdi = NULL;
