@@ -14,7 +14,11 @@
 
 enum { POLL_MILLISECONDS = 2000 };
 
-static queue_entry* pending_notify_event; /* taken by the agent thread and not yet released; its own */
+/* The entry that the agent thread has taken and whose poster it has not released yet. The agent thread's own, and this
+ * source's: it is replaced inside a hook call. A synchronous invocation that the debugger asks for at the hook releases the
+ * entry of the event that is being shown, so that the poster can run the method, and puts the entry of the outcome in its
+ * place; whoever called the hook must then release that one. */
+static queue_entry* pending_notify_event;
 
 jint event_queue_init() {
     if (on_agent_thread()) return report_failure("event_queue_init: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
@@ -54,21 +58,22 @@ static bool wait_for_work() {
     return true;
 }
 
-static void process_entry(JNIEnv* env, queue_entry* entry) {
-    jthread virtual_thread = NULL; /* known for this event only */
-    if (is_vm_event(entry->handler)) {
-        JVMDI_Event* event = (JVMDI_Event*)entry->event;
-        virtual_thread = adopt_unannounced_thread(env, event, entry->tid);
-        preprocess_jvmdi_references(env, event);
-    }
+static void process_jvmdi_entry(JNIEnv* env, queue_entry* entry) {
+    JVMDI_Event* event = (JVMDI_Event*)entry->event;
+    const jthread virtual_thread = adopt_unannounced_thread(env, event, entry->tid); /* known for this event only */
+    preprocess_jvmdi_references(env, event);
     pending_notify_event = entry;
-    entry->handler(env, entry->event, entry->tid);
+    entry->handler.jvmdi(env, event, entry->tid);
     if (virtual_thread) URef_delete(env, virtual_thread);
 }
 
+static void process_jvmpi_entry(JNIEnv* env, queue_entry* entry) {
+    pending_notify_event = entry;
+    entry->handler.jvmpi(env, (JVMPI_Event*)entry->event, entry->tid);
+}
+
 jint process_next_event() {
-    if (agent_self() != shared_load(tid_debug_agent))
-        return report_failure("process_next_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
+    if (!on_agent_thread()) return report_failure("process_next_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
     if (!monitor_lock(&event_queue_monitor, "process_next_event")) return JVMDI_ERROR_INTERNAL;
     if (!wait_for_work()) return JVMDI_ERROR_INTERNAL;
     agent_activity work(true);
@@ -80,15 +85,18 @@ jint process_next_event() {
 
     vm_local_frame frame(env);
     if (controlc) return handle_controlc_event(env);
-    process_entry(env, entry);
-    release_pending_entry(); /* the handler may have released the entry and put another in its place */
+    if (is_vm_event(entry->handler))
+        process_jvmdi_entry(env, entry);
+    else
+        process_jvmpi_entry(env, entry);
+    release_pending_entry(); /* not `entry`: see there */
     return 0;
 }
 
 jint notify_event_processing_done(queue_entry* entry) {
     if (!monitor_lock(&entry->done, "notify_event_processing_done")) return JVMDI_ERROR_INTERNAL;
     entry->event = NULL;
-    entry->handler = NULL;
+    entry->handler.jvmdi = NULL;
     entry->tid = 0;
     const bool signalled = monitor_signal(&entry->done, "notify_event_processing_done");
     const bool unlocked = monitor_unlock(&entry->done, "notify_event_processing_done");

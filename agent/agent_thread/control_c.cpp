@@ -22,7 +22,7 @@ void initialize_controlc_event() {
     controlc_info.tid = 0;
     controlc_info.next = NULL;
     monitor_init(&controlc_info.done);
-    controlc_info.handler = (event_handler)process_jvmdi_event;
+    controlc_info.handler.jvmdi = process_jvmdi_event;
 }
 
 jint handle_controlc_event(JNIEnv* env) {
@@ -32,7 +32,7 @@ jint handle_controlc_event(JNIEnv* env) {
     controlc_event.kind = JVMDI_EVENT_USER_DEFINED;
     controlc_event.u.user.object = thread;
     controlc_event.u.user.key = CONTROLC_STATUS;
-    controlc_info.handler(env, controlc_info.event, controlc_info.tid);
+    controlc_info.handler.jvmdi(env, &controlc_event, controlc_info.tid);
     initialize_controlc_event();
     return 0;
 }

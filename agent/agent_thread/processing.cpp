@@ -96,7 +96,7 @@ jthread adopt_unannounced_thread(JNIEnv* env, JVMDI_Event* event, agent_tid_t ti
 /* Whether the event was raised on the agent thread, by what the debugger does with it while it stands at a hook: a class
  * look-up runs Java code, say. The outcome of an invocation or a control-C stop, charged to any thread, is not. */
 static bool is_raised_in_stop(const JVMDI_Event* event, agent_tid_t tid) {
-    return tid == shared_load(tid_debug_agent) && event->kind != JVMDI_EVENT_USER_DEFINED;
+    return is_agent_thread(tid) && event->kind != JVMDI_EVENT_USER_DEFINED;
 }
 
 /* The debugger's breakpoint stops the agent thread in there. */

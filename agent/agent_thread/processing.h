@@ -3,9 +3,6 @@
 #define QUOR_PROCESSING_H
 
 #include "event/queue.h"
-#include "support/agent_types.h"
-#include "vm/jvmdi.h"
-#include "vm/jvmpi.h"
 
 /* Replaces the references of a queued event by URefs, in place. Agent thread only. An event of a thread without a URef
  * prints its message and aborts. */
@@ -16,7 +13,7 @@ AGENT_API void process_jvmdi_event(JNIEnv* env, JVMDI_Event* event, agent_tid_t 
 AGENT_API void process_jvmpi_event(JNIEnv* env, JVMPI_Event* event, agent_tid_t tid);
 
 /* Whether the entries of a queue's handler carry a JVMDI_Event: all do but process_jvmpi_event's. */
-static inline bool is_vm_event(event_handler handler) { return handler != (event_handler)process_jvmpi_event; }
+static inline bool is_vm_event(event_handler handler) { return handler.jvmpi != process_jvmpi_event; }
 
 /* The agent thread's loop ends when it is exactly 1. Cleared at load, set by VM_DEATH. */
 extern jint terminate_debug_agent;

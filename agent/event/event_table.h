@@ -18,6 +18,15 @@ enum event_references : unsigned {
     OWN_FIELD_CLASS = 32
 };
 
+/* Which references of the raising thread the agent thread is about to use (vm_shared_references). */
+enum event_shared : unsigned {
+    SHARE_THREAD = 1,
+    SHARE_CLASS = 2,
+    SHARE_EXCEPTION = 4,
+    SHARE_FIELD = 8, /* the field's class and the object */
+    SHARE_VALUE = 16 /* the field's new value, if it is a reference */
+};
+
 typedef void (*event_hook)(JNIEnv* env, JVMDI_Event* event);
 typedef void (*event_dump)(JNIEnv* env, const JVMDI_Event* event);
 
@@ -26,7 +35,8 @@ struct event_row {
     const char* name;
     jvmtiEvent event; /* JVMTI's number; 0 where it has no such event */
     event_verdict verdict;
-    unsigned references;
+    unsigned references; /* event_references */
+    unsigned shared;     /* event_shared     */
     const char* message; /* what preprocessing prints: of a thread without URef if it must have one, else at once */
     event_dump dump;
     event_hook hook; /* null: nothing is shown */

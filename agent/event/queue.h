@@ -6,10 +6,17 @@
 #define QUOR_QUEUE_H
 
 #include "support/agent_monitor.h"
+#include "vm/jvmdi.h"
+#include "vm/jvmpi.h"
 
-/* What the agent thread calls for an event: process_jvmdi_event or process_jvmpi_event behind one type. `tid` is the
- * poster's thread id. */
-typedef void (*event_handler)(JNIEnv* env, void* event, agent_tid_t tid);
+/* What the agent thread calls for an event: process_jvmdi_event or process_jvmpi_event (agent_thread/processing.h), whose events
+ * differ. One word, passed like the plain function pointer that it holds. `tid` is the poster's thread id. */
+typedef union event_handler {
+    void (*jvmdi)(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid);
+    void (*jvmpi)(JNIEnv* env, JVMPI_Event* event, agent_tid_t tid);
+} event_handler;
+
+static_assert(sizeof(event_handler) == sizeof(void*), "a handler is one word");
 
 /* One blocked poster. Entries come from the VM's Allocate ten at a time and are reused for ever. */
 typedef struct queue_entry {

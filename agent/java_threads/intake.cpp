@@ -25,23 +25,20 @@ jint filter_jvmdi_event(JNIEnv* env, JVMDI_Event* event) {
     }
 }
 
+static bool is_reference_type(char signature_type) { return signature_type == 'L' || signature_type == '['; }
+
 /* The references of an event belong to the raising thread; the agent thread is about to use them. */
 static void share_references(vm_shared_references* shared, JVMDI_Event* event) {
-    switch (event->kind) {
-    case JVMDI_EVENT_EXCEPTION:
-    case JVMDI_EVENT_EXCEPTION_CATCH: shared->share(&event->u.exception_catch.exception); break;
-    case JVMDI_EVENT_FIELD_MODIFICATION:
-        if (event->u.field_modification.signature_type == 'L' || event->u.field_modification.signature_type == '[')
-            shared->share(&event->u.field_modification.new_value.l);
-        [[fallthrough]];
-    case JVMDI_EVENT_FIELD_ACCESS:
-        shared->share(&event->u.field_access.field_clazz);
-        shared->share(&event->u.field_access.object);
-        break;
-    case JVMDI_EVENT_CLASS_PREPARE: shared->share(&event->u.class_event.clazz); break;
-    default: break;
-    }
-    if (event->kind != JVMDI_EVENT_VM_DEATH) shared->share(&event->u.thread_change.thread);
+    const event_row* row = event_row_of(event->kind);
+    const unsigned wanted = row ? row->shared : 0;
+    auto& u = event->u;
+    if (wanted & SHARE_EXCEPTION) shared->share(&u.exception.exception);
+    if ((wanted & SHARE_VALUE) && is_reference_type(u.field_modification.signature_type))
+        shared->share(&u.field_modification.new_value.l);
+    if (wanted & SHARE_FIELD) shared->share(&u.field_access.field_clazz);
+    if (wanted & SHARE_FIELD) shared->share(&u.field_access.object);
+    if (wanted & SHARE_CLASS) shared->share(&u.class_event.clazz);
+    if (wanted & SHARE_THREAD) shared->share(&u.thread_change.thread);
 }
 
 /* What both full hooks do with an event; `message` reports, with the error's name, that it cannot be queued. */
@@ -49,7 +46,7 @@ static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, 
     if (agent_thread_is_leaving()) return;
     JVMDI_Event event = *raised;
     if (!filter_jvmdi_event(env, &event)) return;
-    if (tid == shared_load(tid_debug_agent)) {
+    if (is_agent_thread(tid)) {
         if (vm_is_newer() && event.kind == JVMDI_EVENT_CLASS_PREPARE)
             PrepList_add_unasked(&prep_list, env, event.u.class_event.clazz);
         process_jvmdi_event(env, &event, tid); /* the agent thread empties the queue: it cannot wait in it */
@@ -58,7 +55,7 @@ static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, 
     if (!shared_load(agent_thread)) return;
     vm_shared_references shared(env);
     share_references(&shared, &event);
-    if (jint err = add_event(env, &event, (event_handler)process_jvmdi_event)) agent_fatal_error(message, err);
+    if (jint err = add_event(env, &event, {.jvmdi = process_jvmdi_event})) agent_fatal_error(message, err);
 }
 
 void JNICALL jvmdi_event_hook(JNIEnv* env, JVMDI_Event* event) {
@@ -70,10 +67,10 @@ void jvmti_event_hook(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
 }
 
 void jvmpi_event_hook(JVMPI_Event* event) {
-    if (agent_self() == shared_load(tid_debug_agent)) {
+    if (on_agent_thread()) {
         process_jvmpi_event(event->env_id, event, agent_self());
         return;
     }
-    if (jint err = add_event(event->env_id, event, (event_handler)process_jvmpi_event))
+    if (jint err = add_event(event->env_id, event, {.jvmpi = process_jvmpi_event}))
         agent_fatal_error("jvmdi_event_hook:Unable to process event failed -- %s\n", err);
 }

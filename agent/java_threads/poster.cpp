@@ -15,8 +15,7 @@
 static jint post(JNIEnv* env, void* event, event_handler handler, JVMDI_Event* result, tmap_record** record,
                  bool may_end) {
     const agent_tid_t tid = *record ? (*record)->tid : agent_self();
-    if (tid == shared_load(tid_debug_agent))
-        return report_failure("add_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
+    if (is_agent_thread(tid)) return report_failure("add_event: failed -- %s\n", JVMDI_ERROR_INVALID_THREAD);
     queue_entry* entry = NULL;
     if (jint err = event_queue_take_free(&entry)) return err;
     /* held until the event was processed, so that the agent thread cannot signal before this thread waits */

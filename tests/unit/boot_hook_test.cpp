@@ -24,7 +24,7 @@ struct BootHook : ReadyTest {
         JVMDI_Event death = {};
         death.kind = JVMDI_EVENT_VM_DEATH;
         init_done = vm_init_done;
-        add_event(sim.env(), &death, (event_handler)process_jvmdi_event);
+        add_event(sim.env(), &death, {.jvmdi = process_jvmdi_event});
         sim.join_agent_threads();
     }
 

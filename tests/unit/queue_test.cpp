@@ -23,7 +23,9 @@ struct Handled {
 };
 static std::vector<Handled> handled;
 
-static void handle(JNIEnv* env, void* event, agent_tid_t tid) { handled.push_back({env, event, tid, agent_self()}); }
+static const event_handler handle = {.jvmdi = [](JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
+    handled.push_back({env, event, tid, agent_self()});
+}};
 
 struct Queue : EventTest {
     Queue() { handled.clear(); }
@@ -167,7 +169,7 @@ TEST_P(Queue, PreparesReferencesForEveryHandlerButThatOfJvmpiEvents) {
         EXPECT_EQ(uref_of(*sim.this_thread()), event.u.frame.thread);
         JVMPI_Event of_jvmpi = {}; /* whose first word is no kind of JVMDI's, or another event's */
         of_jvmpi.event_type = JVMDI_EVENT_FRAME_POP;
-        EXPECT_EQ(0, add_event(sim.env(), &of_jvmpi, (event_handler)process_jvmpi_event));
+        EXPECT_EQ(0, add_event(sim.env(), &of_jvmpi, {.jvmpi = process_jvmpi_event}));
     });
     EXPECT_EQ(0, process_next_event());
     EXPECT_EQ(1u, handled.size());
@@ -184,7 +186,7 @@ TEST_P(Queue, ReleasingClearsTheEntry) {
     EXPECT_EQ(0, notify_event_processing_done(&entry));
     EXPECT_EQ(nullptr, entry.event);
     EXPECT_EQ(0, entry.tid);
-    EXPECT_EQ(nullptr, entry.handler);
+    EXPECT_EQ(nullptr, entry.handler.jvmdi);
     EXPECT_EQ(0, monitors::held);
 }
 
