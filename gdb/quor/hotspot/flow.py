@@ -148,13 +148,18 @@ def at(code, entry, pc):
 class Exit:
     """How the code goes on from a pc: `kind` is "return" (also by a jump out of the blob), "inside" or "unknown".
 
-    `ret`: the return address lies at sp + ret; or one word above fp, when the code leaves `by_frame`. `fp_at`: the caller's fp
-    lies at sp + fp_at; None: the register holds it. `extra`: the most bytes that were popped before the code went on elsewhere.
+    `ret`: the return address lies at sp + ret; `fp_at`: the caller's fp lies at sp + fp_at; None: the register holds it. When the
+    code leaves `by_frame`, both count from fp instead. `extra`: the most bytes that were popped before the code went on elsewhere.
     """
-    __slots__ = ("kind", "ret", "fp_at", "by_frame", "extra")
+    __slots__ = ("kind", "ret", "fp_at", "by_frame", "extra", "_new_fp")
 
     def __init__(self):
         self.kind, self.ret, self.fp_at, self.by_frame, self.extra = "unknown", 0, None, False, 0
+        self._new_fp = None  # sp + this is what fp becomes on the way
+
+    def _restores_fp(self, at):
+        """fp is read from sp + at: below sp lies what the code is still to push, fp itself."""
+        self.fp_at = at if at >= 0 else None
 
     def apply(self, what, value, word):
         """One instruction's effect; None while the code goes on, else whether its end is known."""
@@ -162,16 +167,20 @@ class Exit:
             self.ret -= word
         elif what == "pop":
             if value == x86.FP:
-                self.fp_at = self.ret
+                self._restores_fp(self.ret)
             self.ret += word
         elif what == "add":
             self.ret += value
         elif what == "load_fp":
-            self.fp_at = self.ret + value
+            self._restores_fp(self.ret + value)
+        elif what == "set_fp":
+            self._new_fp = self.ret
+        elif what == "leave" and self._new_fp is not None:
+            self._restores_fp(self._new_fp)
+            self.ret = self._new_fp + word
         elif what == "leave":
-            self.by_frame = True
-            return True
-        elif what in ("stop", "restore_sp", "move_sp", "lose_sp", "set_fp"):
+            self.by_frame, self.ret, self.fp_at = True, word, 0
+        elif what in ("stop", "restore_sp", "move_sp", "lose_sp"):
             return False
         self.extra = max(self.extra, self.ret)
         return None

@@ -7,6 +7,7 @@ cache: threads mostly stand at the same places.
 import gdb
 
 from quor.errors import QuorError
+from quor.hotspot.complaint import complain
 from quor.hotspot import vm as vms
 
 
@@ -105,6 +106,8 @@ def _decorated(vm, frames):
                     given = PlainDecorator(frame, pc, *plain)
         except (gdb.error, QuorError):
             pass
+        except Exception as error:
+            complain(error)
         if given is not None:
             yield given
         top = False

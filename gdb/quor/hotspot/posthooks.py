@@ -3,6 +3,7 @@ of the selected frame."""
 import gdb
 
 from quor.errors import QuorError
+from quor.hotspot.complaint import complain
 from quor.hotspot import vm as vms
 
 _COMMANDS = ("frame", "up", "down", "finish", "thread")
@@ -20,6 +21,9 @@ def show():
         vm = vms.current()
         frames = vm.java_frames_of(gdb.selected_frame()) if vm is not None and vm.code_cache is not None else []
     except (gdb.error, QuorError):
+        return
+    except Exception as error:
+        complain(error)
         return
     if frames:
         gdb.write("\n".join(describe(frames)) + "\n")

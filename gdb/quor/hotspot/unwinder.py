@@ -3,6 +3,7 @@ import gdb
 from gdb.unwinder import Unwinder, register_unwinder
 
 from quor.errors import QuorError
+from quor.hotspot.complaint import complain
 from quor.hotspot import vm as vms
 from quor.hotspot import x86
 from quor.hotspot.frames.registers import Registers
@@ -21,12 +22,14 @@ class JavaUnwinder(Unwinder):
 
     def __init__(self):
         super().__init__("quor-java")
-        self._types = {}
 
     def __call__(self, pending):
         try:
             return self._unwind(pending)
         except (gdb.error, QuorError):
+            return None
+        except Exception as error:  # ours to mend; the frame is gdb's then
+            complain(error)
             return None
 
     def _unwind(self, pending):

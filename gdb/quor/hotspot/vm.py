@@ -9,6 +9,7 @@ import gdb
 
 from quor.errors import QuorError
 from quor.hotspot import x86
+from quor.hotspot.complaint import complain
 from quor.hotspot.frames.registers import NAMES_32, NAMES_64, Registers
 from quor.hotspot.hotspot import HotSpot
 from quor.hotspot.memory import Memory, Unreadable
@@ -120,6 +121,9 @@ def _find(inferior, key):
     try:
         vm = Vm(inferior)
     except QuorError:
+        return None
+    except Exception as error:  # tables that make no sense in a way that nobody thought of
+        complain(error)
         return None
     _Known.failed.discard(key)
     _Known.vms[key] = vm

@@ -45,7 +45,8 @@ class FlowTest(unittest.TestCase):
         self.assertEqual("unknown", flow.to_exit(self.code("ebfe"), 0x1000, self.blob, 1000, follow=True).kind)
 
     def test_a_leave_leads_through_fp(self):
-        self.assertTrue(flow.to_exit(self.code("90c9c3"), 0x1000, self.blob, 10).by_frame)
+        way = flow.to_exit(self.code("90" "c9" "4883c408" "c3"), 0x1000, self.blob, 10)
+        self.assertEqual((True, 16, 0), (way.by_frame, way.ret, way.fp_at))
 
     def test_code_that_never_returns_is_unknown(self):
         self.assertEqual("unknown", flow.to_exit(self.code("90f4"), 0x1000, self.blob, 10).kind)

@@ -129,6 +129,10 @@ class FramesTest(unittest.TestCase):
         text = code("55", "488bec", "53", "51", "90" * 3, "59", "5b", "c9", "c3")
         self.check_every_pc(lambda world: world.blob("StubRoutines (1)", text))
 
+    def test_a_stub_that_keeps_a_word_between_fp_and_the_return_address(self):
+        text = code("6aff", "55", "488bec", "57", "4883ec20", CALL, "4883c420", "5f", "83f801", "c9", "4883c408", "c3")
+        self.check_every_pc(lambda world: world.blob("StubRoutines (finalstubs)", text))
+
     def test_an_adapter_that_holds_the_return_address_in_a_register(self):
         text = code("58", "90", "50", "ffe1")
         world = World()

@@ -41,12 +41,9 @@ class StubFrames:
         if adapter:
             yield from self._in_adapter(registers, blob)
         way = flow.to_exit(self._hotspot.code, registers.pc, blob, _LONGEST, follow=True)
-        if way.kind == "return":
-            if way.by_frame:
-                yield memory.word(registers.fp + word), registers.fp + 2 * word, registers.fp, None
-            elif way.ret is not None and way.ret >= 0:
-                yield (memory.word(sp + way.ret), sp + way.ret + word,
-                       None if way.fp_at is None else sp + way.fp_at, None)
+        if way.kind == "return" and way.ret >= 0:
+            at = registers.fp if way.by_frame else sp
+            yield memory.word(at + way.ret), at + way.ret + word, None if way.fp_at is None else at + way.fp_at, None
         if not adapter and sp <= registers.fp < sp + _MAX_ARGUMENTS:
             yield memory.word(registers.fp + word), registers.fp + 2 * word, registers.fp, None
         yield memory.word(sp), sp + word, None, None
