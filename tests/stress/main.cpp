@@ -7,6 +7,7 @@
 #include <cstdio>
 
 const std::vector<scenario> scenarios = {
+    {"stops", "nothing but stops, from eight threads", nothing_but_stops},
     {"queries", "queries racing with resume", queries_racing_with_resume},
     {"invocations-8", "three invocations at every stop, seven other threads queued", invocation_with_others_queued},
     {"invocations-2", "three invocations at every stop, one other thread", invocation_with_one_other},

@@ -5,6 +5,7 @@
 #include "scenario.h"
 
 /* scenarios_stops.cpp */
+void nothing_but_stops(const surroundings& around, report& found);
 void queries_racing_with_resume(const surroundings& around, report& found);
 void eight_threads_into_one_fresh_class(const surroundings& around, report& found);
 void churn_of_threads(const surroundings& around, report& found);

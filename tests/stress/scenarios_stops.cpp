@@ -16,6 +16,27 @@ static void look_at(debugger& d, jthread thread) {
     d.ask("agent_get_contended_monitor", {d.env, arg(thread), a}, late);
 }
 
+/* Eight threads at one breakpoint, and a debugger that only counts: how fast the agent's road is. */
+void nothing_but_stops(const surroundings& around, report& found) {
+    const int threads = 8, times = around.full ? 10000 : 400;
+    session s(around, found, "Hits", {std::to_string(threads), std::to_string(times)});
+    s.attach();
+    s.d->set_breakpoint("Hits", "reached");
+    s.measure_start();
+    s.program.go();
+    found.expected = threads * times;
+    double begin = 0;
+    s.d->run_to_end([&] {
+        if (!s.d->is_at("hook_bpt")) return;
+        if (++found.stops == 1) begin = seconds_now();
+        if (found.stops < found.expected) return;
+        found.note("a second", (long)((double)(found.stops - 1) / (seconds_now() - begin)));
+        s.measure_end();
+    });
+    s.check_end(7);
+    expect_equal(found.stops, found.expected, "stops");
+}
+
 /* Two threads; at each stop questions about both, and the same again after everybody was let run. */
 void queries_racing_with_resume(const surroundings& around, report& found) {
     const int times = around.full ? 10000 : 400;
