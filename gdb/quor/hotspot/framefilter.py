@@ -7,8 +7,10 @@ cache: threads mostly stand at the same places.
 import gdb
 
 from quor.errors import QuorError
-from quor.hotspot.complaint import complain
+from quor.hotspot import locals_text, objects
 from quor.hotspot import vm as vms
+from quor.hotspot.complaint import complain
+from quor.hotspot.javaframes import IN_THE_HEAP
 
 
 class _Decorator:
@@ -51,6 +53,9 @@ class JavaDecorator(_Decorator):
     def line(self):
         return self.java.line if self.java.source else None
 
+    def frame_locals(self):
+        return locals_text.of(self.java)
+
 
 class PlainDecorator(_Decorator):
     """A frame of a library without debug information: its name and the library's."""
@@ -79,8 +84,17 @@ class JavaFilter:
     def __init__(self):
         self.name = "quor-java"
         self.priority = 100
-        self.enabled = True
+        self._wanted = True
         gdb.frame_filters[self.name] = self
+
+    @property
+    def enabled(self):
+        """Off where there is no HotSpot: gdb prints frames in another form as soon as one filter is enabled."""
+        return self._wanted and vms.current() is not None
+
+    @enabled.setter
+    def enabled(self, wanted):
+        self._wanted = wanted
 
     def filter(self, frames):
         vm = vms.current()
@@ -99,6 +113,9 @@ def _decorated(vm, frames):
             if vm.in_code(pc):
                 for java in vm.java_frames_of(frame):
                     yield JavaDecorator(frame, java)
+                    if java.name == IN_THE_HEAP:
+                        for left in objects.frames_left_in_heap(vm, java.registers.sp):
+                            yield JavaDecorator(frame, left)
                     given = None
             elif not top:
                 plain = _plain(vm, frame, pc)

@@ -4,6 +4,8 @@ from quor.hotspot.tables import MissingEntry
 
 INTERPRETED, COMPILED, NATIVE, INLINED, STUB = "interpreted", "compiled", "native wrapper", "inlined", "stub"
 
+IN_THE_HEAP = "frames in the heap"  # the name of the stub behind which a virtual thread's frames go on there
+
 
 class JavaFrame:
     """One Java frame, or one stub of the VM between them (kind STUB: `method` is None).
@@ -72,7 +74,7 @@ class JavaFrames:
 
     @staticmethod
     def _stub(registers, blob, caller):
-        name = caller.kind.name if caller is not None and caller.kind.name in ("call stub", "frames in the heap") else blob.name
+        name = caller.kind.name if caller is not None and caller.kind.name in ("call stub", IN_THE_HEAP) else blob.name
         return JavaFrame(STUB, None, registers, blob, name=name)
 
     def _interpreted(self, registers, blob, caller):

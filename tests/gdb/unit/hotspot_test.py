@@ -59,8 +59,22 @@ class VirtualThreadTest(unittest.TestCase):
         world.thread(continuation=entry)
         mounting = world.code_of(world.compiled(b"\x90" * 64, 4, 5)) + 20
         world.image.put_word(world.statics["ContinuationEntry::_return_pc"], mounting)
-        caller = world.hotspot().unwind(Registers(world.code_of(start), world.stack + 0x1000, 0))
+        barrier = world.code_of(start)
+        world.push_words(world.stack + 0x1000 - 8, barrier)
+        caller = world.hotspot().unwind(Registers(barrier, world.stack + 0x1000, 0, top=True))
         self.assertEqual((mounting, entry, entry + 64, "frames in the heap"), (caller.pc, caller.sp, caller.fp, caller.kind.name))
+
+    def test_a_pc_that_no_return_led_to_is_no_barrier(self):
+        world = World(new=True)
+        start = world.blob("StubRoutines (continuationstubs)", code("90" * 8, "ffe0"))
+        world.thread(continuation=world.stack + 0x1008)
+        caller = world.hotspot().unwind(Registers(world.code_of(start), world.stack + 0x1000, 0))
+        self.assertTrue(caller is None or caller.kind.name != "frames in the heap")
+
+    def test_a_compiled_frame_may_return_to_the_barrier(self):
+        world = World(new=True)
+        barrier = world.code_of(world.blob("StubRoutines (continuationstubs)", code("90" * 8, "ffe0")))
+        self.assertTrue(world.hotspot().returns.plausible(barrier))
 
 
 class ForeignTablesTest(unittest.TestCase):

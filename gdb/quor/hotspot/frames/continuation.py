@@ -19,7 +19,7 @@ class ContinuationFrames:
         pass
 
     def unwind(self, registers, blob):
-        if registers.top or blob.compiled or blob.interpreter or blob.frame_size:
+        if blob.compiled or blob.interpreter or blob.frame_size or not self._returned_to(registers):
             return None
         if self._hotspot.returns.follows_call(registers.pc):
             return None
@@ -30,3 +30,8 @@ class ContinuationFrames:
             return None
         # the frame that called the virtual thread's first one: its sp is the entry, its fp lies behind it
         return Caller(memory.word(self._return_at), entry, entry + self._entry_size, blob.start, detail="barrier")
+
+    def _returned_to(self, registers):
+        """Whether a return led, or will lead, to this pc: it stands where a return took it from."""
+        memory = self._hotspot.memory
+        return memory.word(registers.sp - memory.word_size) == registers.pc

@@ -1,6 +1,8 @@
 """Whether an address can be one that a call returns to. Needs no gdb."""
 from quor.hotspot.memory import Unreadable
 
+_HOLDS_BARRIER = "continuation"  # in the name of the blob of stubs
+
 
 class Returns:
     """Judges addresses by the code before them, and by what the VM says of them."""
@@ -41,7 +43,7 @@ class Returns:
         if blob.compiled and hotspot.debug is not None:
             if pc in hotspot.debug.details(blob).deopt_handlers or hotspot.debug.description(blob, pc, exact=True):
                 return True
-        if pc in hotspot.return_barriers:
+        if _HOLDS_BARRIER in blob.name:  # the return barrier of virtual threads, which follows no call
             return True
         return self.follows_call(pc)
 
