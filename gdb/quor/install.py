@@ -7,6 +7,9 @@ _PARTS = (
     "quor.hotspot.framefilter",
     "quor.hotspot.posthooks",
     "quor.commands.symbols",
+    "quor.commands.settings",
+    "quor.commands.threads",
+    "quor.commands.locals",
 )
 _done = False
 
