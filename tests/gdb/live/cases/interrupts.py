@@ -1,0 +1,42 @@
+"""At random interrupts of a program with eight threads at work, every thread's stack reaches its start, whatever the mode."""
+import json
+
+from harness import HERE, check, check_equal, gdb, note
+
+MODES = {"default": [], "C1": ["-XX:TieredStopAtLevel=1"], "interpreter": ["-Xint"], "compiled": ["-Xcomp"],
+         "ZGC": ["-XX:+UseZGC"], "serial": ["-XX:+UseSerialGC"]}
+SHORT, LONG = 3, 200
+
+
+def result_of(text):
+    return json.loads(next(line for line in text.splitlines() if line.startswith("RESULT "))[len("RESULT "):])
+
+
+def show(mode, result):
+    note(f"interrupts: mode {mode}: {result['stacks'] - len(result['misses'])} of {result['stacks']} stacks whole, "
+         f"{result['working']} of them of working threads, {result['java']} Java frames, {result['stops']} stops")
+    for miss in result["misses"]:
+        note(f"  {miss['thread']}: {miss['why']}\n    " + "\n    ".join(miss["stack"]))
+
+
+def interrupted(jvm, mode, options, stops):
+    with jvm.start("work", options=options) as program:
+        program.ready()
+        texts = gdb(jvm, [f"source {HERE}/inside/interrupts.py"], pid=program.pid, seconds=60 + 3 * stops,
+                    variables={"QUOR_LIVE": str(HERE), "QUOR_INTERRUPTS": str(stops)})
+    result = result_of(texts[0])
+    show(mode, result)
+    return result
+
+
+def case(jvm):
+    stops = LONG if jvm.long else SHORT
+    misses = 0
+    for mode, options in MODES.items():
+        if mode != "ZGC" or jvm.word_size == 8:
+            result = interrupted(jvm, mode, options, stops)
+            check_equal(result["stops"], stops, f"the stops in mode {mode}")
+            check(result["working"] >= 8 * stops, f"eight threads are at work in mode {mode}")
+            check(result["java"] > 20 * stops, f"Java frames are named in mode {mode}")
+            misses += len(result["misses"])
+    check_equal(misses, 0, "stacks that are not whole")

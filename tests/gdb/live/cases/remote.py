@@ -1,0 +1,51 @@
+"""Through gdbserver the stacks are the same, and nothing is read from the local machine's /proc."""
+import re
+import subprocess
+
+from crash import SHOW_AND_WAIT, plain
+from harness import Skipped, check, check_equal, check_whole, environment, gdb, java_frames, threads, wait_until
+
+# In gdb: what Python code opens from now on.
+SPY = ("python import builtins, os; opened = []; true_open = builtins.open; true_list = os.listdir; "
+       "builtins.open = lambda file, *a, **k: (opened.append(str(file)), true_open(file, *a, **k))[1]; "
+       "os.listdir = lambda path='.': (opened.append(str(path)), true_list(path))[1]; "
+       "os.open = (lambda true: lambda file, *a, **k: (opened.append(str(file)), true(file, *a, **k))[1])(os.open); "
+       "os.readlink = (lambda true: lambda file, *a, **k: (opened.append(str(file)), true(file, *a, **k))[1])(os.readlink)")
+
+
+def start_server(jvm, pid):
+    log = jvm.folder / "gdbserver.log"
+    with open(log, "wb") as output:
+        server = subprocess.Popen(["gdbserver", "--once", "--attach", "127.0.0.1:0", str(pid)], stdin=subprocess.DEVNULL,
+                                  stdout=output, stderr=subprocess.STDOUT, env=environment(jvm.folder))
+    try:
+        port = wait_until(lambda: re.search(r"Listening on port (\d+)", log.read_text()), "gdbserver listens")
+    except Exception:
+        server.kill()
+        server.wait()
+        raise
+    return server, int(port.group(1))
+
+
+def case(jvm):
+    try:
+        subprocess.run(["gdbserver", "--version"], stdout=subprocess.DEVNULL, check=True)
+    except FileNotFoundError:
+        raise Skipped("there is no gdbserver (script/bootstrap installs it)") from None
+    with jvm.start("descend", 6000, SHOW_AND_WAIT) as program:
+        program.ready()
+        server, port = start_server(jvm, program.pid)
+        try:
+            texts = gdb(jvm, [SPY, "set sysroot /", f"target remote 127.0.0.1:{port}", "thread apply all bt",
+                              "java threads", "python print([name for name in opened if name.startswith('/proc')])", "detach"],
+                        arguments=[jvm.java])
+        finally:
+            server.kill()
+            server.wait()
+        own = plain(program.own_stack())
+    stacks = threads(texts[3])
+    for heading, stack in stacks.items():
+        check_whole(stack, heading)
+    check_equal([plain(java_frames(stack)) for stack in stacks.values()].count(own), 1, "the threads with the VM's own frames")
+    check('"descender"' in texts[4] or "descender" in texts[4], f"java threads names the thread: {texts[4]}")
+    check_equal(texts[5], "[]", "what was read from the local machine's /proc")

@@ -1,0 +1,33 @@
+"""Stepped through machine instructions of the code cache, prologues, epilogues, polls and stubs too, every stack is whole."""
+from harness import HERE, check, check_equal, gdb, note
+from interrupts import result_of
+
+MODES = {"default": [], "C1": ["-XX:TieredStopAtLevel=1"], "interpreter": ["-Xint"], "compiled": ["-Xcomp"],
+         "C2": ["-XX:-TieredCompilation"]}
+SHORT, LONG = 60, 2000
+
+RANGE = ("python from quor.hotspot import vm; v = vm.required(); print('%x %x' % (v.memory.word(v.tables.static("
+         "'CodeCache::_low_bound')), v.memory.word(v.tables.static('CodeCache::_high_bound'))))")
+
+
+def stepped(jvm, mode, options, wanted):
+    with jvm.start("work", options=options) as program:
+        program.ready()
+        bounds = gdb(jvm, [RANGE], pid=program.pid)[0].splitlines()[-1]
+        texts = gdb(jvm, [f"source {HERE}/inside/steps.py"], pid=program.pid, seconds=60 + wanted,
+                    variables={"QUOR_LIVE": str(HERE), "QUOR_STEPS": str(wanted), "QUOR_RANGE": bounds})
+    result = result_of(texts[0])
+    note(f"steps: mode {mode}: {len(result['misses'])} bad stacks at {result['pcs']} distinct pcs")
+    for miss in result["misses"]:
+        note(f"  {miss['pc']}: {miss['why']}\n{miss['code']}    " + "\n    ".join(miss["stack"]))
+    return result
+
+
+def case(jvm):
+    wanted = LONG if jvm.long else SHORT
+    misses = 0
+    for mode, options in MODES.items():
+        result = stepped(jvm, mode, options, wanted)
+        check(result["pcs"] >= wanted * 9 // 10, f"{wanted} distinct pcs were reached in mode {mode}")
+        misses += len(result["misses"])
+    check_equal(misses, 0, "bad stacks")

@@ -1,0 +1,51 @@
+"""In gdb: stops the attached program at random moments and tells of each thread's stack whether it is whole.
+
+QUOR_INTERRUPTS: how many stops. Prints a line of JSON.
+"""
+import json
+import os
+import random
+import subprocess
+import sys
+
+import gdb
+
+sys.path.insert(0, os.environ["QUOR_LIVE"])
+
+import harness  # noqa: E402 (the line above makes it importable)
+
+
+def run_and_interrupt():
+    """Lets the program run for a moment. A child process interrupts it: gdb keeps Python's lock meanwhile."""
+    pid = gdb.selected_inferior().pid
+    child = subprocess.Popen(["sh", "-c", f"sleep {random.uniform(0.002, 0.03):.4f}; kill -INT {pid}"])
+    gdb.execute("continue", to_string=True)
+    child.wait()
+
+
+def examine(result):
+    text = gdb.execute("thread apply all bt", to_string=True)
+    names = {str(thread.num): thread.name for thread in gdb.selected_inferior().threads()}
+    for heading, stack in harness.threads(text).items():
+        name = names.get(heading.split()[1]) or ""
+        result["stacks"] += 1
+        result["working"] += name.startswith("work-")
+        result["java"] += len(harness.java_frames(stack))
+        why = harness.why_not_whole(stack)
+        if why:
+            result["misses"].append({"thread": f"{heading} {name}", "why": why, "stack": [frame.text for frame in stack][:60]})
+
+
+def main():
+    result = {"stops": 0, "stacks": 0, "working": 0, "java": 0, "misses": []}
+    gdb.execute("handle SIGINT stop print nopass", to_string=True)
+    for _ in range(int(os.environ["QUOR_INTERRUPTS"])):
+        run_and_interrupt()
+        if not gdb.selected_inferior().pid:
+            break
+        result["stops"] += 1
+        examine(result)
+    print("RESULT " + json.dumps(result))
+
+
+main()

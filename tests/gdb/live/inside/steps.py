@@ -1,0 +1,77 @@
+"""In gdb: steps threads of the attached program through machine instructions of the code cache and examines each new pc's stack.
+
+QUOR_STEPS: how many distinct pcs. QUOR_RANGE: the code cache's lowest and highest address, as hexadecimal numbers.
+Prints a line of JSON.
+"""
+import json
+import os
+import random
+import subprocess
+import sys
+import time
+
+import gdb
+
+sys.path.insert(0, os.environ["QUOR_LIVE"])
+
+import harness  # noqa: E402 (the line above makes it importable)
+
+STEPS_IN_A_ROW = 80
+
+
+def run_and_interrupt():
+    pid = gdb.selected_inferior().pid
+    child = subprocess.Popen(["sh", "-c", f"sleep {random.uniform(0.002, 0.02):.4f}; kill -INT {pid}"])
+    gdb.execute("set scheduler-locking off")
+    gdb.execute("continue", to_string=True)
+    child.wait()
+
+
+def pc():
+    return int(gdb.selected_frame().pc())
+
+
+def in_code_cache(low, high):
+    """Threads that stand in the code cache."""
+    found = []
+    for thread in gdb.selected_inferior().threads():
+        thread.switch()
+        if low <= pc() < high:
+            found.append(thread)
+    return found
+
+
+def examine(seen, result):
+    stack = harness.frames(gdb.execute("bt", to_string=True))
+    why = harness.why_not_whole(stack)
+    if why:
+        code = gdb.execute(f"x/3i {pc()}", to_string=True)
+        result["misses"].append({"pc": hex(pc()), "why": why, "code": code, "stack": [frame.text for frame in stack][:60]})
+
+
+def step_through(thread, low, high, seen, wanted, result):
+    thread.switch()
+    gdb.execute("set scheduler-locking on")
+    for _ in range(STEPS_IN_A_ROW):
+        if len(seen) >= wanted or not low <= pc() < high:
+            return
+        if pc() not in seen:
+            seen.add(pc())
+            examine(seen, result)
+        gdb.execute("stepi", to_string=True)
+
+
+def main():
+    low, high = (int(number, 16) for number in os.environ["QUOR_RANGE"].split())
+    wanted, seen, result = int(os.environ["QUOR_STEPS"]), set(), {"misses": []}
+    gdb.execute("handle SIGINT stop print nopass", to_string=True)
+    end = time.monotonic() + 20 + wanted * 0.5
+    while len(seen) < wanted and time.monotonic() < end:
+        run_and_interrupt()
+        for thread in in_code_cache(low, high):
+            step_through(thread, low, high, seen, wanted, result)
+    result["pcs"] = len(seen)
+    print("RESULT " + json.dumps(result))
+
+
+main()
