@@ -181,6 +181,8 @@ def _effect(byte, operand, value, rex, wide):
             return "jump_register", operand.rm
         return {2: ("call", None), 4: ("jump", None), 6: ("push", None)}.get(operand.reg & 7, ("other", None))
     if operand is None:
+        if not wide and byte in (0x60, 0x61):  # pusha, popa: eight registers
+            return "add", -32 if byte == 0x60 else 32
         if not wide and 0x40 <= byte <= 0x4f and byte & 7 == SP or byte in (0x94, 0xbc) and not rex & 1:
             return "lose_sp", None
         return "other", None

@@ -122,6 +122,10 @@ class FramesTest(unittest.TestCase):
         text = code("55", "488bec", "4883ec40", "48891c24", "90", CALL, "488b1c24", "c9", "c3")
         self.check_every_pc(lambda world: world.blob("_new_instance_Java", text, 10))
 
+    def test_a_narrow_stub_that_pushes_an_argument_beyond_its_frame(self):
+        text = code("55", "8bec", "60", "9c", "83ec20", "57", CALL, "59", "83c420", "9d", "61", "c9", "c3")
+        self.check_every_pc(lambda world: world.blob("resolve_static_call", text, 19), word_size=4)
+
     def test_a_stub_without_a_frame(self):
         self.check_every_pc(lambda world: world.blob("StubRoutines (1)", code("53", "51", "90", "59", "5b", "c3")))
 
@@ -185,6 +189,20 @@ class SafepointTest(unittest.TestCase):
         world.push_words(run.bottom - 8, 0)
         for _ in range(6):
             found = run.caller()
+            self.assertEqual((poll, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp), hex(run.pc))
+            run.step()
+
+    def test_in_32_bits_registers_and_an_argument_are_pushed_beyond_its_frame(self):
+        world = World(4)
+        # push %ebx; push %ebp; mov %esp,%ebp; pusha; pushf; sub $0x20,%esp; push %edi; call; pop %ecx; nop
+        start = world.blob("SafepointBlob", code("53", "55", "8bec", "60", "9c", "83ec20", "57", CALL, "59", "90"), 20)
+        poll = world.code_of(world.compiled(b"\x90" * 64, 4, 5, descriptions=[(20, [])])) + 20
+        world.thread(saved_pc=poll)
+        run = Run(world, start)
+        run.sp = run.bottom
+        world.push_words(run.bottom - 4, 0)
+        for count in range(9):
+            found = run.caller(top=count != 7)
             self.assertEqual((poll, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp), hex(run.pc))
             run.step()
 

@@ -26,6 +26,7 @@ _CASES = (
     ("48b8efcdab9078563412", 64, "other", None), ("a1c0d0e0f0", 32, "other", None), ("40", 32, "other", None),
     ("62f17e4828c1", 64, "other", None), ("c4e37d19c101", None, "other", None), ("660f3a0fc108", None, "other", None),
     ("66c7450c3412", None, "other", None), ("f6450801", None, "other", None), ("f7d8", None, "other", None),
+    ("60", 32, "add", -32), ("61", 32, "add", 32),
     ("f4", None, "stop", None), ("cc", None, "stop", None),
 )
 

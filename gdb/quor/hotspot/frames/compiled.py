@@ -4,6 +4,7 @@ from quor.hotspot.frames.registers import Caller
 
 _STRAIGHT = 60  # instructions from a pc to the return, at most
 _OSR_PROLOGUE = 96  # bytes
+_MAX_PUSHED = 128  # bytes of arguments
 
 
 class FixedFrames:
@@ -70,9 +71,14 @@ class FixedFrames:
             entry = blob.code
         if entry is not None:
             state = flow.at(self._hotspot.code, entry, pc)
-            if state is not None and state.ret is not None and not state.apart and 0 <= state.ret <= blob.frame_size - word:
+            if state is not None and state.ret is not None and not state.apart and self._is_inside(state, blob):
                 return state.ret + word, state.fp_at
         return self._by_exit(pc, blob, standing)
+
+    def _is_inside(self, state, blob):
+        """Whether this depth can be: methods have no more than their frame, stubs push arguments beyond it."""
+        most = blob.frame_size - self._word + (0 if blob.compiled else _MAX_PUSHED)
+        return 0 <= state.ret <= most
 
     @staticmethod
     def _entry_before(pc, blob, details):

@@ -25,8 +25,10 @@ class SafepointFrames:
         makes_room = first is not None and first[1:] == ("push", BX)
         if not makes_room:
             return None  # it was entered with a return address: a frame like others
-        state = flow.at(code, blob.code, registers.pc) if registers.top else None
-        if state is not None and state.ret is not None and 0 <= state.ret < blob.frame_size:
+        state = flow.at(code, blob.code, registers.pc)
+        if state is not None and state.by_frame:
+            cfa, fp = registers.fp + 2 * word, memory.word(registers.fp)
+        elif state is not None and state.ret is not None and 0 <= state.ret < blob.frame_size:
             cfa = registers.sp + state.ret
             fp = registers.fp if state.fp_at is None else memory.word(registers.sp + state.fp_at)
         else:
