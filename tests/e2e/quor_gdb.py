@@ -171,6 +171,16 @@ def detach():
     gdb.execute("detach", to_string=True)
 
 
+def select_agent_thread():
+    """Selects the agent thread of a process that was stopped anywhere: only there may the debugger call the agent."""
+    tid = int(get_global("tid_debug_agent")) % (1 << 8 * word_size())
+    for thread in gdb.selected_inferior().threads():
+        if int.from_bytes(thread.handle(), "little") == tid:
+            thread.switch()
+            return
+    raise CaseFailed("the agent thread is not among gdb's threads")
+
+
 def meet_agent():
     """Takes hold of the Java side of a process that was stopped anywhere: the flag first, and the call at the agent's answer,
     since the agent thread may be at work."""

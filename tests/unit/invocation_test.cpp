@@ -4,6 +4,7 @@
 #include "invocation_fixture.h"
 
 #include "agent_thread/await_outcome.h"
+#include "java_threads/poster.h"
 #include "support/err_str.h"
 
 #include <signal.h>
@@ -245,6 +246,51 @@ TEST_P(Invocations, ExceptionIsDescribedAndPassedOn) {
     EXPECT_EQ(&error, seen);
     EXPECT_EQ(1u, sim.count_calls("JNI.ExceptionDescribe"));
     EXPECT_EQ(0u, sim.count_calls("JNI.ExceptionClear")) << "that is for an aborted invocation";
+}
+
+/* Describing it runs Java code, whose events may be answered with the abort exception. */
+TEST_P(Invocations, CallThatIsAbortedWhileItsExceptionIsDescribedLeavesNoneBehind) {
+    sim::Object& error = sim.new_exception("java/lang/Error");
+    sim::Method& failing = method_that("failing", [&](Invocation& call) {
+        call.throws(&error);
+        return jint{1};
+    });
+    sim.before("JNI.ExceptionDescribe",
+               [] { shared_store(TMap_tid2tm(agent_self())->invocation_state, INVOKE_ABORTED); });
+    AgentInvokRet result = {};
+    stop_worker([&](jobject thread) { invoke(thread, failing, SYNCHRONOUS, &result); })->join();
+    EXPECT_EQ(INVOKE_STATUS_THREW, result.status);
+    EXPECT_EQ(1u, sim.count_calls("JNI.ExceptionClear"));
+}
+
+/* An event that a handler of the debugger's own is to be called for has an outcome that its thread posts with that handler. */
+static void own_handler(JNIEnv*, JVMDI_Event*, agent_tid_t) {}
+
+TEST_P(Invocations, OutcomeIsKnownByKindAndThreadWhateverItsHandler) {
+    sim::Method& number = method_that("number", [](Invocation&) { return jint{42}; });
+    jobject handle = nullptr;
+    std::atomic<bool> known = false;
+    std::atomic<bool> asked = false;
+    auto running = sim.start(worker, [&] {
+        handle = announce();
+        known = true;
+        EXPECT_TRUE(wait_for([&] { return asked.load(); }));
+        JVMDI_Event event = {};
+        event.kind = JVMDI_EVENT_USER_DEFINED;
+        EXPECT_EQ(0, add_event(sim.env(), &event, {own_handler}));
+        TMap_end(handle, agent_self());
+    });
+    ASSERT_TRUE(wait_for([&] { return known.load(); }));
+    AgentInvokRet result = {};
+    ASSERT_EQ(0, post_invoke_request(sim.env(), handle, receiver_uref(), NULL, number.id(), 'I', 0, NULL, 1, 0));
+    asked = true;
+    ASSERT_EQ(0, process_next_event()); /* the event; its thread then runs the method, and posts the outcome */
+    ASSERT_TRUE(wait_for([] { return monitors::waits == 2; }));
+    EXPECT_EQ(0, process_invokemethod_event(handle, &result));
+    EXPECT_EQ(INVOKE_STATUS_RETURNED, result.status);
+    EXPECT_EQ(42, result.value.i);
+    EXPECT_EQ(0, release_pending_entry());
+    running->join();
 }
 
 /* ---- Other events during a synchronous call ---- */

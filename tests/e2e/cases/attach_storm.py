@@ -1,9 +1,11 @@
 """gdb attaches, stops and leaves again and again while the program starts and ends threads all the time."""
 import re
 
-from quor_gdb import alone_status, attach, call, check_equal, detach, meet_agent, output, start_alone, wait_for_output
+from quor_gdb import (alone_status, attach, call, check, check_equal, detach, meet_agent, output, select_agent_thread,
+                      start_alone, wait_for_output)
 
-ROUNDS = 8
+ROUNDS = 4
+AT_WORK = 99  # what agent_attach_jquor gives while the agent thread is at work
 
 
 def case():
@@ -11,6 +13,8 @@ def case():
     wait_for_output("ready")
     for _ in range(ROUNDS):
         attach(pid)
+        select_agent_thread()
+        check(call("agent_attach_jquor", 0) in (0, AT_WORK), "agent_attach_jquor comes back wherever the agent thread stands")
         meet_agent()
         check_equal(call("agent_detach_jquor", 0), 0, "agent_detach_jquor")
         detach()
