@@ -1,6 +1,7 @@
 /** Methods for a debugger to call. */
 class Invocations {
     static final Invocations self = new Invocations();
+    static volatile boolean otherRuns;
     static volatile boolean otherMayGo;
     static volatile boolean otherWasHeld;
 
@@ -35,6 +36,7 @@ class Invocations {
     }
 
     static void other() {
+        otherRuns = true;
         while (!otherMayGo) Thread.onSpinWait();
         hold();
         otherWasHeld = true;
@@ -48,7 +50,10 @@ class Invocations {
 
     public static void main(String[] arguments) throws InterruptedException {
         Thread other = new Thread(Invocations::other, "other");
-        if (arguments.length > 0) other.start();
+        if (arguments.length > 0) {
+            other.start();
+            while (!otherRuns) Thread.onSpinWait(); // so that its start is no event that comes first
+        }
         reached();
         reached();
         other.join();
