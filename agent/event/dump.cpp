@@ -6,7 +6,7 @@
 #include "vm/vm_call.h"
 #include "vm/vm_interface.h"
 
-#define LOG_SOURCE "agent_trace.c"
+static const char LOG_SOURCE[] = "agent_trace.c";
 
 /* Class and method dumps have no environment: they use the table fetched at load. */
 static JNIEnv* const no_env = NULL;

@@ -6,7 +6,7 @@
 #include "support/names.h"
 #include "vm/vm_interface.h"
 
-#define LOG_SOURCE "agent_trace.c"
+static const char LOG_SOURCE[] = "agent_trace.c";
 
 /* The events of JVMTI that the agent has no kind for; the others have theirs in the event table. */
 static const number_name jvmti_only_names[] = {

@@ -42,7 +42,7 @@ static void share_references(vm_shared_references* shared, JVMDI_Event* event) {
 }
 
 /* What both full hooks do with an event; `message` reports, with the error's name, that it cannot be queued. */
-static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, const char* message) {
+static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, failure_format message) {
     if (agent_thread_is_leaving()) return;
     JVMDI_Event event = *raised;
     if (!filter_jvmdi_event(env, &event)) return;

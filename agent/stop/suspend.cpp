@@ -78,7 +78,7 @@ jint cb_suspend_resume_list_create(void*, tmap_record* record, void*) {
 /* Performs one list operation on the collected threads: `call` is its VM function, `call_failed` the message of a failed
  * call, and `thread_failed` prints what became of one thread. */
 template <class Call, class ThreadFailed>
-static jint list_operation(Call call, const char* call_failed, ThreadFailed thread_failed) {
+static jint list_operation(Call call, failure_format call_failed, ThreadFailed thread_failed) {
     if (S_R_curCount == 0) return 0;
     jint* results;
     if (jint err = allocate_or_report((size_t)S_R_curCount * sizeof *results, &results)) return err;

@@ -1,5 +1,6 @@
 #include "support/agent_monitor.h"
 
+#include "support/format.h"
 #include "support/report.h"
 
 #include <errno.h>
@@ -11,9 +12,9 @@
 static_assert(offsetof(monitor_t, mutex) == 0, "a monitor's address is its mutex's");
 
 /* 1, or 0 with `message` (caller's name, then the error's text) printed, for the result of a platform call. */
-static uint32_t succeeded(int err, const char* message, const char* name) {
+static uint32_t succeeded(int err, checked_format<const char*, const char*> message, const char* name) {
     if (err == 0) return 1;
-    printf(message, name, strerror(err));
+    printf(message.text, name, strerror(err));
     return 0;
 }
 

@@ -3,6 +3,7 @@
 #define QUOR_LOG_AGENT_H
 
 #include "support/agent_types.h"
+#include "support/format.h"
 #include "support/log.h"
 #include "support/words.h"
 
@@ -24,8 +25,14 @@ AGENT_API log_category __log_map_agent[];
 /* Its address, which the load entry points pass to _log_link. */
 AGENT_API log_category* _log_map_agent;
 
-/* The trace statement: when `category` is on, one record with the header's source file LOG_SOURCE (a constant of each source
- * that logs) and the text. Integer conversions of `format` are as wide as a pointer (words.h). The flag is read once. */
+/* The trace statement: when `category` is on, one record with the header's source file LOG_SOURCE and the text.
+ *
+ * Every source that logs defines LOG_SOURCE, a constant: the name that readers of the log know its records under, which is that
+ * of the module the functions belonged to before the sources were ordered by thread. With SRCLOC a header shows its last
+ * eleven characters (log_set_file_max).
+ *
+ * The format is held against the arguments when the statement is compiled. Its integer conversions are as wide as a pointer
+ * (words.h). The flag is read once. */
 #define AGENT_LOG(category, format, ...)                                \
     do {                                                                \
         if (log_category* agent_log_category = shared_load(category)) { \
@@ -38,11 +45,13 @@ AGENT_API log_category* _log_map_agent;
 static inline bool log_is_on(log_category* const& category) { return shared_load(category) != NULL; }
 
 template <format_literal Format, class... Args> static inline void log_words(Args... args) {
+    static_assert(format_fits<Args...>(Format.text), "the format does not fit its arguments");
     _log_format(widened<Format>.text, as_word(args)...);
 }
 
 /* printf of a message that shows thread ids. */
 template <format_literal Format, class... Args> static inline void print_words(Args... args) {
+    static_assert(format_fits<Args...>(Format.text), "the format does not fit its arguments");
     printf(widened<Format>.text, as_word(args)...);
 }
 

@@ -6,8 +6,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-jint report_failure(const char* format, jint err) {
-    printf(format, err_str(err));
+jint report_failure(failure_format format, jint err) {
+    printf(format.text, err_str(err));
     return err;
 }
 
@@ -24,7 +24,7 @@ void agent_fatal(const char* format, ...) {
     agent_abort();
 }
 
-void agent_fatal_error(const char* format, jint err) {
+void agent_fatal_error(failure_format format, jint err) {
     report_failure(format, err);
     agent_abort();
 }
