@@ -12,6 +12,10 @@
 #include "vm/vm_env.h"
 #include "vm/vm_newer.h"
 
+/* All of this runs on the agent thread, but for event_queue_init, which runs at load. A handler comes back only when the
+ * debugger lets the hook point go, and may meanwhile have been through process_invokemethod_event, which takes entries too:
+ * nothing here is held, or known of the queue, over a handler's call. */
+
 enum { POLL_MILLISECONDS = 2000 };
 
 /* The entry that the agent thread has taken and whose poster it has not released yet. The agent thread's own, and this

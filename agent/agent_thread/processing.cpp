@@ -30,12 +30,6 @@ void (*put_back_boot_hooks)();
 
 static jint user_class_loaded; /* set by the first prepared class that is not the platform's; never reset */
 
-/* Replaces a reference by its object's URef. */
-template <class T> static void own(JNIEnv* env, T* reference) {
-    jint created;
-    *reference = (T)URef_from_local(env, *reference, &created);
-}
-
 /* The exception that has armed a filter must be known when it is caught. */
 static void release_exception(JNIEnv* env, jobject exception) {
     if (!event_filter_holds(exception)) freeURef(env, exception);
@@ -60,7 +54,7 @@ static void note_prepared_class(JNIEnv* env, jclass clazz) {
 }
 
 /* Every kind with references has its thread, class and method where a breakpoint has them, and the exception and field
- * records share their first words; the layout is asserted where JVMDI_Event is declared. */
+ * records share their first words; the layout is asserted in registry/agent_records.cpp. */
 void preprocess_jvmdi_references(JNIEnv* env, JVMDI_Event* event) {
     const event_row* row = event_row_of(event->kind);
     const unsigned wanted = row ? row->references : 0;
@@ -71,11 +65,11 @@ void preprocess_jvmdi_references(JNIEnv* env, JVMDI_Event* event) {
     }
     auto& place = event->u.breakpoint;
     if (wanted & FIND_THREAD) find_thread(env, &place.thread, row->message);
-    if (wanted & OWN_THREAD) own(env, &place.thread);
+    if (wanted & OWN_THREAD) place.thread = intern(env, place.thread);
     if ((wanted & DECLARING_CLASS) && jvmti) jvmti->GetMethodDeclaringClass(place.method, &place.clazz);
-    if (wanted & OWN_CLASS) own(env, &place.clazz);
+    if (wanted & OWN_CLASS) place.clazz = intern(env, place.clazz);
     if (wanted & OWN_EXCEPTION) own_exception(env, &event->u.exception.exception);
-    if (wanted & OWN_FIELD_CLASS) own(env, &event->u.field_access.field_clazz);
+    if (wanted & OWN_FIELD_CLASS) event->u.field_access.field_clazz = intern(env, event->u.field_access.field_clazz);
     if (event->kind == JVMDI_EVENT_CLASS_PREPARE) note_prepared_class(env, place.clazz);
 }
 
@@ -122,7 +116,7 @@ static void show_exception(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, eve
     if (event->u.exception.exception) {
         /* so that the debugger finds the class in the table */
         jclass clazz = env->GetObjectClass(event->u.exception.exception);
-        own(env, &clazz);
+        clazz = intern(env, clazz);
     }
     show(env, event, tid, hook);
 }
@@ -159,9 +153,7 @@ void end_agent_thread() {
     event_queue_wake();
 }
 
-bool agent_thread_is_leaving() {
-    return vm_is_newer() && on_agent_thread() && shared_load(terminate_debug_agent) == 1;
-}
+bool agent_thread_is_leaving() { return vm_is_newer() && on_agent_thread() && shared_load(terminate_debug_agent) == 1; }
 
 static void process_vm_death() {
     put_back_boot_hooks();

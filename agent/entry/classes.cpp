@@ -18,8 +18,7 @@ static jstring held_string;
 /* The URef of a class that JNI was asked for. Without one: 0 with a null URef, 113 if an exception says why. */
 static jint uref_of_class(JNIEnv* env, jclass found, jclass* uref) {
     if (found) {
-        jint created;
-        *uref = (jclass)URef_from_local(env, found, &created);
+        *uref = intern(env, found);
         return 0;
     }
     *uref = NULL;

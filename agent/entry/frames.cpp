@@ -20,8 +20,7 @@ static jint locate(JNIEnv* env, jvmtiEnv* vm, jthread thread, jint depth, jclass
                    jlocation* location) {
     if (jint err = vm->GetFrameLocation(thread, depth, method, location)) return err;
     if (jint err = vm->GetMethodDeclaringClass(*method, clazz)) return err;
-    jint created;
-    *clazz = (jclass)URef_from_local(env, *clazz, &created);
+    *clazz = intern(env, *clazz);
     return 0;
 }
 static jint locate(JNIEnv* env, JVMDI_Interface_1* vm, jframeID frame, jclass* clazz, jmethodID* method,

@@ -1,7 +1,9 @@
 /* filters.h: which exception events (and, for callers outside the agent, which classes) are worth a stop.
  *
  * Class names are in the VM's form with slashes; an empty or null one stands for every class. The list has no lock:
- * filters are set and cleared while the debugger holds the agent thread, and read by the threads that raise exceptions. */
+ * filters are set and cleared while the debugger holds the agent thread, and read by the threads that raise exceptions; one that
+ * sees the exception of an uncaught-exception filter arms it. That is safe because only single words change, and because a
+ * filter that was taken out lives until the last walk is over. */
 #ifndef QUOR_FILTERS_H
 #define QUOR_FILTERS_H
 

@@ -5,6 +5,10 @@
 
 #include <string.h>
 
+/* Runs on both sides: a poster takes a free entry, appends it and gives it back; the agent thread looks at the head and takes it
+ * out. What each does in between stands with it (java_threads/poster.cpp, agent_thread/consumer.cpp). An entry is the poster's
+ * again from the moment when its event is null. */
+
 enum { BLOCK_ENTRIES = 10 };
 
 monitor_t event_queue_monitor;

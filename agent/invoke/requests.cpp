@@ -14,6 +14,10 @@
 #include <string.h>
 #include <type_traits>
 
+/* The list is the place where an invocation changes threads: the agent thread puts a request in, the target thread takes it out
+ * when its event is released. Who unlinks a request owns it. Under the list's lock the agent thread, which wants to take one
+ * back, and the target, which wants to begin it, are told apart. */
+
 monitor_t invoke_method_list_monitor;
 jobject java_lang_throwable;
 
@@ -55,8 +59,7 @@ static jint fill_receiver(JNIEnv* env, invoke_request* request, jobject object) 
     request->object = object;
     jclass clazz = env->GetObjectClass(object);
     if (!clazz && clear_exception(env)) return JVMDI_ERROR_INTERNAL;
-    jint created;
-    request->clazz = (jclass)URef_from_local(env, clazz, &created);
+    request->clazz = intern(env, clazz);
     return 0;
 }
 

@@ -7,6 +7,9 @@
 #include <stdio.h>
 #include <string.h>
 
+/* All of this runs in the target thread, inside the event that the debugger stopped it for. The thread holds its queue entry's
+ * done monitor meanwhile; nobody else wants it (docs/locks.md). */
+
 static void reset_outcome(JVMDI_Event* result) {
     result->kind = JVMDI_EVENT_USER_DEFINED;
     outcome_of(result)->exception = NULL;
@@ -53,8 +56,7 @@ static void fill_outcome(JNIEnv* env, const invoke_request* request, jvalue valu
     outcome->return_type = (unsigned char)request->return_type;
     outcome->value_class = NULL;
     if ((request->return_type == 'L' || request->return_type == '[') && value.l) {
-        jint created;
-        outcome->value_class = URef_from_local(env, env->GetObjectClass(value.l), &created);
+        outcome->value_class = intern(env, env->GetObjectClass(value.l));
     }
 }
 

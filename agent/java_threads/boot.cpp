@@ -28,16 +28,11 @@ static jobject new_throwable(JNIEnv* env) {
     return NULL;
 }
 
-static jobject own(JNIEnv* env, jobject reference) {
-    jint created;
-    return URef_from_local(env, reference, &created);
-}
-
 static void boot_vm_init(JNIEnv* env) {
     AGENT_LOG(LogJVMDI, "AgentThread: boot_event_hook():JVMDI_EVENT_VM_INIT\n");
     TMap_init();
     PrepList_seed(&prep_list, env);
-    java_lang_throwable = own(env, new_throwable(env));
+    java_lang_throwable = intern(env, new_throwable(env));
     start_agent_thread(env);
     shared_store(vm_init_done, 1);
 }
@@ -48,7 +43,7 @@ static void boot_thread_start(JNIEnv* env, JVMDI_Event* event) {
     AGENT_LOG(LogJVMDI_VM_thread,
               "boot_event_hook : case JVMDI_EVENT_THREAD_START:\n  ---  passed in: tid = %d, thread = %x\n", tid,
               *thread);
-    *thread = own(env, *thread);
+    *thread = intern(env, *thread);
     AGENT_LOG(LogJVMDI_VM_thread, "  --- looked up thread =%x\n", *thread);
     TMap_start(*thread, tid);
     hook_thread_start(env, event);
@@ -73,8 +68,8 @@ static void boot_thread_end(JNIEnv* env, JVMDI_Event* event) {
 }
 
 static void boot_class_prepare(JNIEnv* env, JVMDI_Event* event) {
-    event->u.class_event.thread = own(env, event->u.class_event.thread);
-    event->u.class_event.clazz = (jclass)own(env, event->u.class_event.clazz);
+    event->u.class_event.thread = intern(env, event->u.class_event.thread);
+    event->u.class_event.clazz = intern(env, event->u.class_event.clazz);
     if (shared_load(vm_init_done) != 1) {
         AGENT_LOG(LogJVMDI, "AgentThread: boot_event_hook(): ignored EVENT_CLASS_PREPARE");
         return;

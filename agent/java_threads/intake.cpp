@@ -12,6 +12,9 @@
 #include "support/report.h"
 #include "vm/vm_newer.h"
 
+/* All of this runs on the raising thread, in a callback of the VM: the references of the event are that thread's local ones, and
+ * the record is on its stack. Both reach the agent thread only because this thread waits for it in add_event. */
+
 jint filter_jvmdi_event(JNIEnv* env, JVMDI_Event* event) {
     const event_row* row = event_row_of(event->kind);
     const event_verdict verdict = row ? row->verdict : DROP_DUMPED;

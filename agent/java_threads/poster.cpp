@@ -11,6 +11,10 @@
 
 #include <string.h>
 
+/* All of this runs on the thread that raised the event. It stands still in post() from the moment the entry is queued until the
+ * agent thread has released it, and then may run a Java method for the debugger before it goes back to the VM; the outcome of
+ * the method is posted like an event, round by round, until there is none. */
+
 /* What add_event_helper does; with `may_end` the thread's record may be gone when its event was processed, and is then null. */
 static jint post(JNIEnv* env, void* event, event_handler handler, JVMDI_Event* result, tmap_record** record,
                  bool may_end) {

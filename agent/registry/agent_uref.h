@@ -29,6 +29,12 @@ AGENT_API jint hashf(jobject ref);
  * a null `ref` (*created is not written) and when the lock fails. Any thread. */
 AGENT_API jobject URef_from_local(JNIEnv* env, jobject ref, jint* created);
 
+/* The same where it does not matter whether the object had one: the road by which references become handles. */
+template <class T> static inline T intern(JNIEnv* env, T reference) {
+    jint created;
+    return (T)URef_from_local(env, reference, &created);
+}
+
 /* The same from a global reference, which becomes the URef if the object has none yet. The table never deletes an adopted
  * reference. If the object has a URef already, `ref` stays the caller's. Any thread. */
 AGENT_API jobject URef_from_global(JNIEnv* env, jobject ref, jint* created);

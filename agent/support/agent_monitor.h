@@ -1,4 +1,5 @@
-/* agent_monitor.h: the monitor, one mutex with one condition variable; every lock and wait of the agent.
+/* agent_monitor.h: the monitor, one mutex with one condition variable: every lock of the agent's, and every wait but those for
+ * its own start (agent_thread/sema.h) and, on a newer VM that is dead, for the end of the process.
  *
  * Each operation returns 1, or 0 after it has printed its failure message on standard output, in which `name` (by
  * convention the calling function's name) says who failed. Nothing here uses the log or the VM. Any thread may call. There
@@ -8,7 +9,7 @@
  * invoke_method_list_monitor in the global lock step (agent_suspend_all); a queue entry's done monitor before
  * event_queue_monitor; event_queue_freelist_monitor never together with another. Seeding the prepared-class list takes
  * prep_list's monitor before URef_monitor, against the global step: the two never run at the same time, because both are
- * the agent thread's work (the seeding at VM initialisation is over before the agent thread starts).
+ * the agent thread's work (the seeding at VM initialisation is over before the agent thread starts). docs/locks.md has them all.
  */
 #ifndef QUOR_AGENT_MONITOR_H
 #define QUOR_AGENT_MONITOR_H
@@ -22,7 +23,8 @@ typedef struct monitor {
 } monitor_t;
 
 /* What a monitor that is ready from the beginning is defined with. */
-#define MONITOR_INITIALIZER {PTHREAD_MUTEX_INITIALIZER, PTHREAD_COND_INITIALIZER}
+#define MONITOR_INITIALIZER \
+    { PTHREAD_MUTEX_INITIALIZER, PTHREAD_COND_INITIALIZER }
 
 /* Makes a monitor ready for use. A failure prints "monitor_init: mutex_init() failed -- ..." or
  * "monitor_init: cond_init() failed -- ..." and aborts; so the result is always 1. */

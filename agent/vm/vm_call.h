@@ -1,4 +1,4 @@
-/* vm_call.h: the one place that chooses between the two debug interfaces of a VM.
+/* vm_call.h: the choice between the two debug interfaces of a VM, where they differ in no more than the call.
  *
  * JVMTI when the global `jvmti` is set, otherwise the JVMDI function of the same number. Where the two differ in more than
  * the call (who owns a reference, what a frame is), the module that owns the rule says what each does, through
