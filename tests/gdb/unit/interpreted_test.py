@@ -99,6 +99,17 @@ class InterpretedTest(unittest.TestCase):
         self.assertEqual((self.pc, fp + 0x40, 0x7777), (caller.pc, caller.sp, caller.fp))
         self.assertEqual("Mix.f(int) (Mix.java:31)", java.text)
 
+    def test_behind_the_new_fp_the_sender_s_sp_comes_from_its_slot(self):
+        self.make(4)
+        fp = self.world.stack + 0x2000
+        self.world.push_words(fp - 4, fp + 0x40, 0x7777, self.pc)
+        read = {BX: self.method, SI: fp + 0x9000}  # the bytecodes may lie just above the stack
+        entry = code("90", "58", "90", "6a00", "50", "55", "8bec", "56", "6a00", "90")
+        self.world.image.write(self.world.code_of(self.start), entry)
+        self.hotspot.forget()
+        caller, _ = self.frame(Registers(self.world.code_of(self.start) + 10, fp - 4, fp, read.get, True))
+        self.assertEqual((self.pc, fp + 0x40, 0x7777), (caller.pc, caller.sp, caller.fp))
+
     def test_when_it_was_left_the_caller_s_own_sp_counts(self):
         caller_fp = 0x7777
         for offset, stack, read in ((1, ["ret"], {}), (2, [], {7: "ret"}), (5, [], {7: "ret"})):

@@ -6,6 +6,7 @@ from quor.hotspot.memory import Unreadable
 # words from fp
 SENDER_SP, LAST_SP, METHOD, MIRROR, MDP, CACHE, LOCALS, BCP = -1, -2, -3, -4, -5, -6, -7, -8
 _MAX_FRAME = 1 << 24
+_MAX_LOCALS = 1 << 20
 _ENTRY = 4096  # bytes of the code between a method's entry and the standing frame
 
 
@@ -113,8 +114,11 @@ class InterpretedFrames:
             fp = self._memory.word(fp)
         elif state.fp_at is not None:
             fp = self._memory.word(sp + state.fp_at)
-        sender = registers.read(self._sender_register)
-        if not sender or not after <= sender < after + _MAX_FRAME:
+        if state.by_frame and sp < registers.fp:  # pushed already; its register may hold the bytecode's address by now
+            sender = self._slot(registers.fp, SENDER_SP)
+        else:
+            sender = registers.read(self._sender_register)
+        if not sender or not after <= sender < after + _MAX_LOCALS:
             sender = after
         return Caller(pc, sender, fp, blob.start, detail=("entering", method))
 
