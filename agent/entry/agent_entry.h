@@ -29,7 +29,9 @@
 AGENT_API jint agent_attach_jquor(JNIEnv* env);
 
 /* Lets go: switches the events off, puts the boot hook back and clears all breakpoints (JVMDI only), drops pending
- * invocations and resumes all threads. Under JVMTI breakpoints stay set and the callbacks installed. Gives 0. */
+ * invocations and resumes all threads. Under JVMTI breakpoints stay set and the callbacks installed. Gives 0.
+ * On a VM newer than JVMTI 1.0 handles end with the stop at which this is called, but for those of threads and those that a
+ * filter holds; so do handles of classes, which otherwise live as long as the process. */
 AGENT_API jint agent_detach_jquor(JNIEnv* env);
 
 /* One thread, by its handle: SuspendThread, ResumeThread, StopThread (throws `exception` in it), InterruptThread. The VM's
@@ -100,7 +102,8 @@ AGENT_API jint cb_monitorInfo(void* env, tmap_record* record, void* collection);
 
 /* The same for the class of this name (JNI form, with slashes; FindClass) or the superclass of `clazz` (GetSuperclass),
  * which `info` names by its URef. 113: `info` is null, or the look-up raised an exception. Without a class `info` names
- * none and the result is 0: java/lang/Object and interfaces have no superclass. */
+ * none and the result is 0: java/lang/Object and interfaces have no superclass. On a VM newer than JVMTI 1.0 a class that is
+ * loaded is found without FindClass (JVMTI GetClassLoaderClasses), and not initialised by the look-up. */
 AGENT_API jint agent_get_class(JNIEnv* env, const char* name, class_info* info);
 AGENT_API jint agent_get_superclass(JNIEnv* env, jclass clazz, class_info* info);
 
@@ -175,7 +178,8 @@ AGENT_API jint agent_set_static_field_object(JNIEnv* env, jclass clazz, jfieldID
 
 /* Store one element of an array at `value`; 0 there when the VM gives no elements. `index` is not checked. Elements
  * that the VM gave without copying are never released. Always 0. JNI Get<Type>ArrayElements,
- * Release<Type>ArrayElements. */
+ * Release<Type>ArrayElements. On a VM newer than JVMTI 1.0 the element alone is read (Get<Type>ArrayRegion), and 113 with 0 at
+ * `value` tells of an index beyond the end. */
 AGENT_API jint agent_get_booleanarray_element(JNIEnv* env, jbooleanArray array, jint index, jboolean* value);
 AGENT_API jint agent_get_bytearray_element(JNIEnv* env, jbyteArray array, jint index, jbyte* value);
 AGENT_API jint agent_get_chararray_element(JNIEnv* env, jcharArray array, jint index, jchar* value);

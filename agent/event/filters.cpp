@@ -5,6 +5,7 @@
 #include "vm/vm_call.h"
 #include "vm/vm_newer.h"
 #include "vm/vm_interface.h"
+#include "vm/vm_newer.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -175,8 +176,8 @@ jint same_classname(JNIEnv* env, const char* class_name, jclass clazz) {
     return same;
 }
 
-static void release_method_text(const char* text) {
-    if (jint err = vm_deallocate(text)) report_failure("method_exists: Deallocate failed -- %s\n", err);
+static void release_method_answer(const void* answer) {
+    if (jint err = vm_deallocate(answer)) report_failure("method_exists: Deallocate failed -- %s\n", err);
 }
 
 static bool method_matches(JNIEnv* env, jclass clazz, jmethodID method, const char* name, const char* signature) {
@@ -185,9 +186,21 @@ static bool method_matches(JNIEnv* env, jclass clazz, jmethodID method, const ch
     if (vm_get_method_name(env, clazz, method, &its_name, &its_signature)) return false;
     const bool matches =
         strcmp(its_name, name) == 0 && (!signature || strncmp(its_signature, signature, strlen(signature)) == 0);
-    release_method_text(its_name);
-    release_method_text(its_signature);
+    release_method_answer(its_name);
+    release_method_answer(its_signature);
     return matches;
+}
+
+/* The first of the methods that matches, if it is one that can be entered. */
+static jmethodID find_method(JNIEnv* env, jclass clazz, const jmethodID* methods, jint count, const char* name,
+                             const char* signature) {
+    for (jint i = 0; i < count; i++) {
+        if (!method_matches(env, clazz, methods[i], name, signature)) continue;
+        jint modifiers = 0;
+        const bool usable = !vm_get_method_modifiers(env, clazz, methods[i], &modifiers);
+        return usable && !(modifiers & METHOD_ACC_ABSTRACT) ? methods[i] : NULL;
+    }
+    return NULL;
 }
 
 jmethodID method_exists(JNIEnv* env, jclass clazz, const char* name, const char* signature) {
@@ -199,13 +212,9 @@ jmethodID method_exists(JNIEnv* env, jclass clazz, const char* name, const char*
         report_failure("method_exists: GetClassMethods failed -- %s\n", err);
         count = 0;
     }
-    for (jint i = 0; i < count; i++) {
-        if (!method_matches(env, clazz, methods[i], name, signature)) continue;
-        jint modifiers = 0;
-        const bool usable = !vm_get_method_modifiers(env, clazz, methods[i], &modifiers);
-        return usable && !(modifiers & METHOD_ACC_ABSTRACT) ? methods[i] : NULL;
-    }
-    return NULL;
+    const jmethodID found = find_method(env, clazz, methods, count, name, signature);
+    if (methods && vm_is_newer()) release_method_answer(methods);
+    return found;
 }
 
 /* True when a filter's class name is empty or names the class of `object`. */

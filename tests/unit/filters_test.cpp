@@ -548,8 +548,12 @@ TEST_P(MethodByName, MakesTheseCallsUpToTheFirstMatch) {
         expected.insert(expected.end(), {"Deallocate()", "Deallocate()"});
     }
     expected.push_back("GetMethodModifiers(" + clazz + "Foo.number)");
+    if (newer()) expected.push_back("Deallocate()"); /* the list of methods, which old VMs are left with */
     EXPECT_EQ(vm_calls(expected), sim.calls());
-    for (const sim::Block& block : sim.live_blocks()) EXPECT_NE(sim.vm_name("GetMethodName"), block.origin);
+    for (const sim::Block& block : sim.live_blocks()) {
+        EXPECT_NE(sim.vm_name("GetMethodName"), block.origin);
+        EXPECT_NE(newer() ? "JVMTI.GetClassMethods" : "", block.origin);
+    }
 }
 
 TEST_P(MethodByName, FailuresGiveNone) {
@@ -568,7 +572,7 @@ TEST_P(MethodByName, FailuresGiveNone) {
 TEST_P(MethodByName, TextThatCannotBeGivenBackIsReported) {
     const std::string line = "method_exists: Deallocate failed -- OPAQUE_FRAME\n";
     sim.fail(sim.vm_name("Deallocate"), FAILS);
-    EXPECT_EQ(line + line, capture_stdout([&] { EXPECT_EQ(bar.id(), find("bar", NULL)); }));
+    EXPECT_EQ(line + line + (newer() ? line : ""), capture_stdout([&] { EXPECT_EQ(bar.id(), find("bar", NULL)); }));
 }
 
 TEST_P(MethodByName, SelectsTheClassesThatHaveIt) {

@@ -1,7 +1,7 @@
 """The VM ends properly whatever the debugger is doing."""
 import quor_java as java
-from quor_gdb import (attach_java_mode, call, check, check_equal, expect_exit, get_global, output, run_to, set_global,
-                      start)
+from quor_gdb import (CaseFailed, Process, attach_java_mode, call, check, check_equal, expect_exit, get_global, out, output,
+                      run_to, set_global, start)
 
 
 def begin(*arguments):
@@ -39,6 +39,23 @@ def called_by_the_debugger():
     expect_exit(10)
 
 
+def called_by_the_debugger_which_waits():
+    start("Exits", "stays")
+    attach_java_mode()
+    clazz = java.prepared("Exits")
+    java.set_breakpoint(clazz, "loaded")
+    thread = run_to("hook_bpt").part("breakpoint")["thread"]
+    leave = java.method(clazz, "leave")
+    outcome = out("AgentInvokRet")
+    try:
+        call("agent_invoke_static_method", 0, thread, clazz, leave, ord("V"), 0, 0, 1, outcome)
+    except CaseFailed as ended:  # the call has come back, or the process has ended under it
+        check("exited while in a function" in str(ended), "the call does not hang")
+    else:
+        expect_exit(10)
+    check_equal(Process.exit_status, 10, "the program's own exit status")
+
+
 def with_a_controlc_request():
     begin()
     set_global("controlc_hit", 1)
@@ -63,10 +80,10 @@ def after_the_detach():
 
 
 def case():
-    for stage in (not_attached, attached, at_breakpoints_of_other_threads, called_by_the_debugger, with_a_controlc_request,
-                  with_vm_death_shown, after_the_detach):
+    for stage in (not_attached, attached, at_breakpoints_of_other_threads, called_by_the_debugger,
+                  called_by_the_debugger_which_waits, with_a_controlc_request, with_vm_death_shown, after_the_detach):
         print(f"-- {stage.__name__}")
         stage()
         # the agent may still be at work when the VM begins to refuse its calls, and says so
         own = [line for line in output().splitlines() if "agent_resume_all" not in line and "WRONG_PHASE" not in line]
-        check_equal(own, [] if stage is called_by_the_debugger else ["leaving"], "the program's own output")
+        check_equal(own, [] if stage in (called_by_the_debugger, called_by_the_debugger_which_waits) else ["leaving"], "the program's own output")
