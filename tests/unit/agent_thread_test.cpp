@@ -271,7 +271,10 @@ struct LeavingAgentThread : AgentThread {
         EXPECT_TRUE(sim.raise_vm_init());
     }
     bool leaves_at_once() {
-        return sim::wait_for([&] { return sim.running_agent_threads() == 0; }, 1); /* it would look for flags in 2 seconds */
+        /* it would look for flags in 2 seconds */
+        if (!sim::wait_for([&] { return sim.running_agent_threads() == 0; }, 1)) return false;
+        sim.join_agent_threads();
+        return true;
     }
     OwnFolder folder;
 };

@@ -6,6 +6,7 @@
 #include "event_fixture.h"
 #include "registry/prep_list.h"
 #include "registry/resources.h"
+#include "sanitizer/both_lock_orders.h"
 
 struct LettingGo : EventTest {
     LettingGo() : worker(sim.new_thread("worker")), env(sim.env()) {
