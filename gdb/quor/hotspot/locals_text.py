@@ -4,6 +4,7 @@ import gdb
 from quor.errors import QuorError
 from quor.hotspot import objects
 from quor.hotspot import vm as vms
+from quor.hotspot.complaint import complain
 
 _MARK = "\1java\1"
 
@@ -36,6 +37,9 @@ def of(java):
     try:
         shown = objects.of(vm).locals.of(java) if vm is not None else None
     except QuorError:
+        return None
+    except Exception as error:  # gdb calls this: nothing may come out of it
+        complain(error)
         return None
     return [_Local(local.name, local.text) for local in shown] if shown else None
 

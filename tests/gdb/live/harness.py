@@ -201,8 +201,15 @@ def gdb(jvm, commands, pid=None, core=None, arguments=(), front=True, seconds=LI
     check(ended, f"gdb ends within {seconds} seconds (what it printed is in gdb-{number}.log)")
     check("\n<<end\n" in text, f"gdb comes to its end (what it printed is in gdb-{number}.log)")
     check("Traceback (most recent call last)" not in text, f"no traceback is printed (see gdb-{number}.log)")
+    check("quor: a Java frame is not shown" not in text, f"no frame fails inside (see gdb-{number}.log)")
     body = text[text.index("\n<<0\n"):text.index("\n<<end\n")] if commands else ""
     return [part.strip("\n") for part in re.split(r"\n<<\d+\n", body)[1:]]
+
+
+def chosen(modes):
+    """The modes to run: all, or those that QUOR_MODES names, separated by commas."""
+    wanted = os.environ.get("QUOR_MODES")
+    return {name: options for name, options in modes.items() if not wanted or name in wanted.split(",")}
 
 
 # ---- Stacks ----

@@ -4,7 +4,7 @@
 usage: run_case.py JVM.json STEM
 
 The folder of a failed case is kept, and the command that repeats it printed. QUOR_SOAK=1 runs the long form of the cases that
-have one.
+have one; QUOR_MODES=NAME,... only these of their modes.
 """
 import importlib
 import json

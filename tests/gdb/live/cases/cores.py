@@ -30,7 +30,7 @@ def gcores(jvm):
 
 def reported_frames(report):
     """The Java frames below the crash in the VM's report: [(class, method)], without what was inlined."""
-    part = re.search(r"^Native frames:.*?\n(.*?)\n\n", report, re.MULTILINE | re.DOTALL).group(1)
+    part = re.search(r"^Native frames:.*?\n(.*?)\n(?:\n|Java frames)", report, re.MULTILINE | re.DOTALL).group(1)
     found = []
     for line in part.splitlines():
         interpreted = re.match(r"j\s+([\w.$/+]+)\.([\w$<>]+)\(", line)

@@ -1,7 +1,7 @@
 """At random interrupts of a program with eight threads at work, every thread's stack reaches its start, whatever the mode."""
 import json
 
-from harness import HERE, check, check_equal, gdb, note
+from harness import HERE, check, check_equal, chosen, gdb, note
 
 MODES = {"default": [], "C1": ["-XX:TieredStopAtLevel=1"], "interpreter": ["-Xint"], "compiled": ["-Xcomp"],
          "ZGC": ["-XX:+UseZGC"], "serial": ["-XX:+UseSerialGC"]}
@@ -16,7 +16,7 @@ def show(mode, result):
     note(f"interrupts: mode {mode}: {result['stacks'] - len(result['misses'])} of {result['stacks']} stacks whole, "
          f"{result['working']} of them of working threads, {result['java']} Java frames, {result['stops']} stops")
     for miss in result["misses"]:
-        note(f"  {miss['thread']}: {miss['why']}\n    " + "\n    ".join(miss["stack"]))
+        note(f"  {miss['thread']}: {miss['why']}\n    " + "\n    ".join(miss["stack"]) + "\n" + miss["machine"])
 
 
 def interrupted(jvm, mode, options, stops):
@@ -32,7 +32,7 @@ def interrupted(jvm, mode, options, stops):
 def case(jvm):
     stops = LONG if jvm.long else SHORT
     misses = 0
-    for mode, options in MODES.items():
+    for mode, options in chosen(MODES).items():
         if mode != "ZGC" or jvm.word_size == 8:
             result = interrupted(jvm, mode, options, stops)
             check_equal(result["stops"], stops, f"the stops in mode {mode}")

@@ -1,10 +1,10 @@
 """Stepped through machine instructions of the code cache, prologues, epilogues, polls and stubs too, every stack is whole."""
-from harness import HERE, check, check_equal, gdb, note
+from harness import HERE, check, check_equal, chosen, gdb, note
 from interrupts import result_of
 
 MODES = {"default": [], "C1": ["-XX:TieredStopAtLevel=1"], "interpreter": ["-Xint"], "compiled": ["-Xcomp"],
          "C2": ["-XX:-TieredCompilation"]}
-SHORT, LONG = 60, 2000
+SHORT, LONG = 30, 2000
 
 RANGE = ("python from quor.hotspot import vm; v = vm.required(); print('%x %x' % (v.memory.word(v.tables.static("
          "'CodeCache::_low_bound')), v.memory.word(v.tables.static('CodeCache::_high_bound'))))")
@@ -26,7 +26,7 @@ def stepped(jvm, mode, options, wanted):
 def case(jvm):
     wanted = LONG if jvm.long else SHORT
     misses = 0
-    for mode, options in MODES.items():
+    for mode, options in chosen(MODES).items():
         result = stepped(jvm, mode, options, wanted)
         check(result["pcs"] >= wanted * 9 // 10, f"{wanted} distinct pcs were reached in mode {mode}")
         misses += len(result["misses"])

@@ -33,7 +33,15 @@ def examine(result):
         result["java"] += len(harness.java_frames(stack))
         why = harness.why_not_whole(stack)
         if why:
-            result["misses"].append({"thread": f"{heading} {name}", "why": why, "stack": [frame.text for frame in stack][:60]})
+            result["misses"].append({"thread": f"{heading} {name}", "why": why, "stack": [frame.text for frame in stack][:60],
+                                     "machine": machine(int(heading.split()[1]))})
+
+
+def machine(number):
+    """What explains a miss: registers, code and stack at the thread's top."""
+    return gdb.execute(f"thread apply {number} -q -s -- frame 0", to_string=True) + "".join(
+        gdb.execute(f"thread apply {number} -q -s -- {command}", to_string=True)
+        for command in ("bt -no-filters 6", "info registers", "x/12i $pc - 24", "x/8i $pc", "x/40a $sp"))
 
 
 def main():
