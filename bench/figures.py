@@ -5,7 +5,6 @@ usage: figures.py JAVA JAVAC AGENT_DIR WORK_DIR
 """
 import json
 import os
-import statistics
 import subprocess
 import sys
 import time
@@ -13,29 +12,24 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 E2E = HERE.parent / "tests" / "e2e"
+JDK = "with the JDK's agent"
 RUNS = 7
 JDKS_AGENT = "-agentlib:jdwp=transport=dt_socket,server=y,suspend=n,address=127.0.0.1:0"
 
 
-def seconds(java, classes, agent_dir, with_agent, *arguments):
-    """The median of some runs of Busy."""
-    agent = ["-agentlib:quor_agent"] if with_agent else []
+def run(java, classes, agent_dir, agent, *arguments):
+    """Runs a program; its output and the seconds that it took."""
     environment = dict(os.environ, LD_LIBRARY_PATH=agent_dir)
-    times = []
-    for _ in range(RUNS):
-        begin = time.monotonic()
-        subprocess.run([java, "-Xmx64m", *agent, "-cp", classes, "Busy", *arguments], env=environment, check=True,
-                       stdout=subprocess.DEVNULL)
-        times.append(time.monotonic() - begin)
-    return statistics.median(times)
+    begin = time.monotonic()
+    ran = subprocess.run([java, "-Xmx64m", *agent, "-cp", classes, *arguments], env=environment, check=True,
+                         stdout=subprocess.PIPE, text=True)
+    return ran.stdout, time.monotonic() - begin
 
 
-def throw_nanoseconds(java, classes, agent_dir, kind, *agent):
-    """The median of some runs of Throws."""
-    environment = dict(os.environ, LD_LIBRARY_PATH=agent_dir)
-    return statistics.median(
-        int(subprocess.run([java, "-Xmx64m", *agent, "-cp", classes, "Throws", "200000", kind], env=environment, check=True,
-                           stdout=subprocess.PIPE, text=True).stdout.split()[-1]) for _ in range(RUNS))
+def best(measures):
+    """The least of some runs of each measure, taken in turn, so that what else goes on in the machine meets all alike."""
+    rounds = [[measure() for measure in measures] for _ in range(RUNS)]
+    return [min(column) for column in zip(*rounds)]
 
 
 def stops(java, classes, agent_dir, work):
@@ -53,18 +47,23 @@ def main(java, javac, agent_dir, work):
     work = Path(work).resolve()
     classes = work / "classes"
     classes.mkdir(parents=True, exist_ok=True)
-    subprocess.run([javac, "--release", "17", "-g", "-d", classes, HERE / "Busy.java", HERE / "Throws.java", E2E / "programs" / "Load.java"],
+    subprocess.run([javac, "--release", "17", "-g", "-d", classes, HERE / "Busy.java", HERE / "Throws.java",
+                    E2E / "programs" / "Load.java"],
                    check=True)
-    rows = [("start-up and end of an empty program", ()), ("a second's work, 200 threads started", ("200000",))]
-    print(f"{'':44}{'without':>10}{'with agent':>12}")
-    for title, arguments in rows:
-        plain = seconds(java, str(classes), agent_dir, False, *arguments)
-        loaded = seconds(java, str(classes), agent_dir, True, *arguments)
-        print(f"{title:44}{1000 * plain:8.0f} ms{1000 * loaded:9.0f} ms", flush=True)
-    agents = ((), ("-agentlib:quor_agent",), (JDKS_AGENT,))
-    for title, kind in (("an exception with its stack, thrown, caught", "fresh"), ("one that is kept, without a stack", "kept")):
-        plain, loaded, other = (throw_nanoseconds(java, str(classes), agent_dir, kind, *agent) for agent in agents)
-        print(f"{title:44}{plain:8.0f} ns{loaded:9.0f} ns   (with the JDK's own debug agent {other:.0f} ns)", flush=True)
+    def milliseconds(agent, *arguments):
+        return lambda: 1000 * run(java, str(classes), agent_dir, agent, *arguments)[1]
+
+    def told(agent, *arguments):  # by the program itself
+        return lambda: int(run(java, str(classes), agent_dir, agent, *arguments)[0].split()[-1])
+
+    rows = [("start-up and end of an empty program", "ms", milliseconds, ("Busy",)),
+            ("a second's work, 200 threads started", "ms", milliseconds, ("Busy", "200000")),
+            ("an exception with its stack, thrown, caught", "ns", told, ("Throws", "200000", "fresh")),
+            ("one that is kept, without a stack", "ns", told, ("Throws", "200000", "kept"))]
+    print(f"{'':44}{'without':>10}{'with agent':>14}{JDK:>23}")
+    for title, unit, measure, arguments in rows:
+        figures = best([measure(agent, *arguments) for agent in ((), ("-agentlib:quor_agent",), (JDKS_AGENT,))])
+        print(f"{title:44}{figures[0]:7.0f} {unit}{figures[1]:11.0f} {unit}{figures[2]:20.0f} {unit}", flush=True)
     print(f"stops at hook_bpt that gdb counts, 8 threads{stops(java, str(classes), agent_dir, work):8} a second")
 
 
