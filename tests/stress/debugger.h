@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-inline const double STOP_SECONDS = 20; /* the limit of every wait and call that names no other */
+inline const double STOP_SECONDS = 45; /* the limit of every wait and call that names no other */
 
 class debugger {
 public:
