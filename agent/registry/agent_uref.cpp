@@ -12,7 +12,7 @@
 uref_record* refmap[UREF_BUCKETS];
 monitor_t URef_monitor;
 
-static jint nfinds; /* look-ups ever made; read by nobody but a debugger */
+jint nfinds;
 
 jint URef_init() { return (jint)monitor_init(&URef_monitor); }
 

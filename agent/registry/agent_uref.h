@@ -17,6 +17,9 @@ AGENT_API uref_record* refmap[UREF_BUCKETS];
  * (agent_monitor.h). */
 AGENT_API monitor_t URef_monitor;
 
+/* Look-ups ever made, for diagnosis. Written under URef_monitor. */
+extern jint nfinds;
+
 /* Initialises URef_monitor; gives 1. Called once, at load, before any other function here. */
 AGENT_API jint URef_init();
 

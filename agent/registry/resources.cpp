@@ -4,19 +4,11 @@
 #include "vm/vm_memory.h"
 #include "vm/vm_newer.h"
 
-/* A reference that waits for its release. In blocks of VM memory that are kept for ever. */
-struct resource_record {
-    resource_record* next;
-    jobject reference;
-    release_function release;
-    const char* description; /* for diagnosis only */
-};
-
 enum { BLOCK_RECORDS = 20 };
 
 static_assert(sizeof(void*) != 4 || BLOCK_RECORDS * sizeof(resource_record) == 320, "four words a record");
 
-static resource_record* reslist;
+resource_record* reslist;
 static resource_record* free_reslist;
 
 jint reslist_init() {

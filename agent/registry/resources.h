@@ -7,6 +7,16 @@
 
 typedef void (*release_function)(JNIEnv* env, jobject reference);
 
+/* A reference that waits for its release. In blocks of VM memory that are kept for ever. */
+struct resource_record {
+    resource_record* next;
+    jobject reference;
+    release_function release;
+    const char* description; /* for diagnosis only */
+};
+
+extern resource_record* reslist; /* what waits, newest first */
+
 /* Empties the list; gives 0. Called at load. */
 AGENT_API jint reslist_init();
 

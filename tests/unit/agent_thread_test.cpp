@@ -1,5 +1,6 @@
 /* The agent thread: its creation, its meeting with the debugger, its end, the set-up at attach, the cached properties. */
 #include "load_fixture.h"
+#include "ready_fixture.h"
 #include "sanitizer/both_lock_orders.h"
 
 #include "agent_thread/agent_thread.h"
@@ -23,17 +24,9 @@ using sim::Value;
 /* The agent's thread in the log of calls; #1 is the test's own. */
 static constexpr const char* LABEL = "java/lang/Thread#2";
 
-struct AgentThread : sim::SimTestP {
+struct AgentThread : AgentReady {
     AgentThread() {
-        install_globals();
-        jvmti_features.can_suspend = on_jvmti();
-        jvmdi_features.can_suspend_resume_thread_lists = on_jvmdi();
         terminate_debug_agent = 1; /* the thread ends as soon as it has met the debugger */
-        TMap_init();
-        URef_init();
-        PrepList_init(&prep_list);
-        event_queue_init();
-        invoke_method_init();
         sim.loaded_classes.clear();
     }
     LogOffAtEnd log_off;

@@ -1,7 +1,6 @@
 /* The universal reference table: one URef for each object, its records, its locking, and what a newer VM asks for. */
 
-/* Here instead of in the agent's archive, so that the tests see the count of look-ups. */
-#include "registry/agent_uref.cpp"
+#include "registry/agent_uref.h"
 
 #include "entry/agent_entry.h"
 #include "invoke/requests.h"
@@ -11,6 +10,7 @@
 #include "sim/interleave.h"
 #include "sim/sim_test.h"
 #include "stop/suspend.h"
+#include "support/agent_self.h"
 #include "watched_monitor.h"
 
 #include <atomic>

@@ -1,5 +1,6 @@
 /* Attaching and detaching: hooks, events, prepared classes, pending invocations. */
 #include "load_fixture.h"
+#include "ready_fixture.h"
 
 #include "agent_thread/attach_stop.h"
 #include "entry/agent_entry.h"
@@ -15,16 +16,9 @@
 
 #include <cstring>
 
-struct Attach : sim::SimTestP {
+struct Attach : AgentReady {
     Attach() {
-        install_globals();
-        jvmti_features.can_suspend = on_jvmti();
-        jvmdi_features.can_suspend_resume_thread_lists = on_jvmdi();
         tid_debug_agent = 99;
-        TMap_init();
-        URef_init();
-        PrepList_init(&prep_list);
-        invoke_method_init();
         sim.loaded_classes = {&foo};
     }
     LogOffAtEnd log_off;

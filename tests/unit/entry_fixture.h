@@ -5,9 +5,7 @@
 #ifndef QUOR_TEST_ENTRY_FIXTURE_H
 #define QUOR_TEST_ENTRY_FIXTURE_H
 
-/* Here instead of in the agent's archive, so that the tests see what is recorded. */
-#include "registry/resources.cpp"
-
+#include "registry/resources.h"
 #include "support/agent_self.h"
 
 #include "query_fixture.h"
@@ -30,7 +28,7 @@ struct EntryTest : QueryTest {
         jvmdi_features.can_get_monitor_info = 1;
         tid_debug_agent = AGENT_TID;
         agent_thread = know(sim.new_thread("agent"), AGENT_TID);
-        allocate_records(); /* so that recording a resource makes no VM call */
+        make_room_for_resources();
         sim.clear_calls();
     }
 
@@ -40,6 +38,13 @@ struct EntryTest : QueryTest {
         const jobject handle = URef_from_local(sim.env(), sim.local(&thread), &created);
         TMap_start(handle, tid);
         return handle;
+    }
+
+    /* So that recording a resource makes no VM call. */
+    void make_room_for_resources() {
+        add_resource(
+            sim.env(), agent_thread, [](JNIEnv*, jobject) {}, "nothing");
+        free_resources(sim.env());
     }
 
     /* What waits for release, newest first: "label object", or "label table entry of object" for the entry of an object

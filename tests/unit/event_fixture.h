@@ -14,6 +14,7 @@
 #include "java_threads/callbacks.h"
 #include "java_threads/intake.h"
 #include "load/boot_hooks.h"
+#include "ready_fixture.h"
 #include "registry/agent_tmap.h"
 #include "registry/agent_uref.h"
 #include "registry/prep_list.h"
@@ -29,19 +30,9 @@ typedef std::vector<std::string> strings;
 
 static constexpr sim::Raise FORCE = sim::Raise::force;
 
-/* The agent's modules made ready, as loading and VM initialisation leave them. */
-struct ReadyTest : sim::SimTestP {
+/* The agent with a class to raise events in, and the hook points noted. */
+struct ReadyTest : AgentReady {
     ReadyTest() : foo(sim.new_class("Foo")), bar(foo.add_method("bar", "()V")) {
-        install_globals();
-        jvmti_features.can_suspend = on_jvmti();
-        jvmdi_features.can_suspend_resume_thread_lists = on_jvmdi();
-        URef_init();
-        TMap_init();
-        PrepList_init(&prep_list);
-        event_queue_init();
-        reslist_init();
-        invoke_method_init();
-        put_back_boot_hooks = reinstall_boot_hooks;
         hooks::noted.clear();
         hooks::during = nullptr;
     }

@@ -1,9 +1,10 @@
-/* query_fixture.h: what the tests of the entry points that answer the debugger's questions share: the registries made
- * ready, with the test's thread in the thread map, and a few words for expectations.
+/* query_fixture.h: what the tests of the entry points that answer the debugger's questions share: the agent ready,
+ * with the test's thread in the thread map, and a few words for expectations.
  */
 #ifndef QUOR_TEST_QUERY_FIXTURE_H
 #define QUOR_TEST_QUERY_FIXTURE_H
 
+#include "ready_fixture.h"
 #include "registry/agent_records.h"
 #include "registry/agent_tmap.h"
 #include "registry/agent_uref.h"
@@ -22,13 +23,8 @@ static inline int occurrences(const std::string& wanted, const std::string& text
     return count;
 }
 
-struct QueryTest : sim::SimTestP {
+struct QueryTest : AgentReady {
     QueryTest() {
-        install_globals();
-        URef_init();
-        TMap_init();
-        reslist_init();
-        PrepList_init(&prep_list);
         jint created;
         TMap_start(URef_from_local(sim.env(), sim.local(sim.main_thread), &created), agent_self());
         sim.clear_calls();

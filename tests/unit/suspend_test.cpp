@@ -1,5 +1,6 @@
 /* Suspending and resuming: all Java threads, by list or one by one, and single threads. */
 #include "load_fixture.h"
+#include "ready_fixture.h"
 
 #include "entry/agent_entry.h"
 #include "invoke/requests.h"
@@ -51,16 +52,10 @@ extern "C" __attribute__((no_sanitize("thread"))) int pthread_mutex_unlock(pthre
 
 /* ---- Fixtures ---- */
 
-struct Suspend : sim::SimTestP {
+struct Suspend : AgentReady {
     Suspend() {
-        install_globals();
         set_list_operations(true);
-        memset(tmap, 0, sizeof tmap);
         tid_debug_agent = AGENT_TID;
-        TMap_init();
-        URef_init();
-        PrepList_init(&prep_list);
-        invoke_method_init();
     }
     enum { AGENT_TID = 99 };
     LogOffAtEnd log_off;
@@ -241,8 +236,8 @@ TEST_P(Suspend, FailureToGiveTheSecondOldArrayBackLeavesArraysThatCanBeUsed) {
         if (tid != 612) list += ", t" + std::to_string(tid);
     EXPECT_CALLS(thread_calls(), vm(list + "])")); /* the thread that they grew for is dropped, the next one is not */
     agent_resume_all(env);
-    EXPECT_CALLS(sim.calls_of({"*.Allocate"}), allocate(GROWTH_BYTES), allocate(GROWTH_BYTES), allocate(2 * GROWTH_BYTES),
-                 allocate(2 * GROWTH_BYTES), allocate(513 * CODE), allocate(514 * CODE));
+    EXPECT_CALLS(sim.calls_of({"*.Allocate"}), allocate(GROWTH_BYTES), allocate(GROWTH_BYTES),
+                 allocate(2 * GROWTH_BYTES), allocate(2 * GROWTH_BYTES), allocate(513 * CODE), allocate(514 * CODE));
 }
 
 /* ---- Failures of the list operations ---- */
