@@ -3,7 +3,6 @@
 #include "registry/agent_uref.h"
 #include "support/report.h"
 #include "vm/vm_call.h"
-#include "vm/vm_newer.h"
 #include "vm/vm_interface.h"
 #include "vm/vm_newer.h"
 
@@ -83,8 +82,8 @@ static bool is_being_walked() { return __atomic_add_fetch(&filter_walkers, 0, __
 
 static void put_back(retirement* first, retirement* last) {
     last->next = shared_load(retired_filters);
-    while (!__atomic_compare_exchange_n(&retired_filters, &last->next, first, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST)) {
-    }
+    while (!__atomic_compare_exchange_n(&retired_filters, &last->next, first, false, __ATOMIC_SEQ_CST,
+                                        __ATOMIC_SEQ_CST)) {}
 }
 
 /* Gives back the filters that were removed, unless somebody walks: who walks last does it then. The list is taken before the

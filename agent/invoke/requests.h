@@ -25,8 +25,9 @@ typedef struct invoke_request {
     jint argument_count;
     jvalue* arguments; /* a copy of the caller's array in VM memory, null when there are none               */
     struct invoke_request* next;
-    char* signature; /* the method's, in VM memory, on a VM newer than JVMTI 1.0: there the references that the call needs
-                        (class or object, and arguments) are the request's own global ones; else null       */
+    /* The method's, in VM memory, on a VM newer than JVMTI 1.0: there the references that the call needs (class or object, and
+     * arguments) are the request's own global ones. Else null. */
+    char* signature;
 } invoke_request;
 
 /* Guards the list of requests; the last of the agent's global locks. */

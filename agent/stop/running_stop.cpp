@@ -13,13 +13,11 @@ void note_stop_by_call() { stopped_by_call = true; }
 static void release_handed_out(JNIEnv* env) {
     if (in_method_invoke()) return;
     free_resources(env);
-    TMap_iter( /* not TMap_freelocal, which takes no lock */
-        NULL,
-        [](void*, tmap_record* record, void*) {
-            freeLocal(record);
-            return 0;
-        },
-        NULL);
+    const auto free_record = [](void*, tmap_record* record, void*) {
+        freeLocal(record);
+        return (jint)0;
+    };
+    TMap_iter(NULL, free_record, NULL); /* not TMap_freelocal, which takes no lock */
 }
 
 running_stop::running_stop(JNIEnv* stop_env, bool releases_at_end)

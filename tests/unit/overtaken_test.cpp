@@ -421,8 +421,8 @@ TEST_P(LateRequests, GiveTheirReferencesBackServedOrNot) {
     const size_t globals = sim.live_globals(), bytes = sim.live_bytes();
     jvalue arguments[3] = {};
     arguments[1].l = make_uref(argument);
-    EXPECT_EQ(0, agent_invoke_method(sim.env(), handle, receiver_uref(), taker.id(), 'I', 3, arguments, ASYNCHRONOUS,
-                                     NULL));
+    EXPECT_EQ(
+        0, agent_invoke_method(sim.env(), handle, receiver_uref(), taker.id(), 'I', 3, arguments, ASYNCHRONOUS, NULL));
     EXPECT_EQ(0, agent_invoke_static_method(sim.env(), handle, (jclass)make_uref(foo), bar.id(), 'V', 0, NULL,
                                             ASYNCHRONOUS, NULL));
     EXPECT_EQ(globals + 1 + 2 + 1, sim.live_globals()) << "a URef; receiver and argument; class";
