@@ -48,6 +48,7 @@ static bool is_needed(void* threads, jobject uref) {
 
 void let_go_if_due() {
     if (!let_go_is_due()) return;
+    agent_activity work(true);
     let_go_later(false);
     JNIEnv* env = getEnv();
     free_resources(env);
