@@ -39,6 +39,8 @@ static void redirect(const char* name, int to) { dup2(open(name, O_WRONLY | O_CR
     prctl(PR_SET_PDEATHSIG, SIGKILL); /* no JVM outlives this program */
     const rlimit no_core = {0, 0};
     setrlimit(RLIMIT_CORE, &no_core);
+    const rlimit small = {1 << 20, 1 << 20}; /* hundreds of native threads have room in 32 bits */
+    setrlimit(RLIMIT_STACK, &small);
     if (chdir(folder.c_str()) != 0) _exit(127);
     redirect("program.out", STDOUT_FILENO);
     redirect("program.err", STDERR_FILENO);
