@@ -38,12 +38,16 @@ template <class T> static T next_of(std::deque<T>& script, T otherwise) {
     return next;
 }
 
-extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t*) noexcept {
+static int attributes_given;
+
+extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) noexcept {
+    if (attributes) attributes_given++;
     *mutex = PTHREAD_MUTEX_INITIALIZER;
     return next_of(mutex_init_results, 0);
 }
 
-extern "C" int pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t*) noexcept {
+extern "C" int pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes) noexcept {
+    if (attributes) attributes_given++;
     *cond = PTHREAD_COND_INITIALIZER;
     cond_init_calls++;
     return next_of(cond_init_results, 0);
@@ -118,6 +122,12 @@ TEST(MonitorFailures, EachMonitorGetsOneMutexAndOneCondition) {
     cond_init_calls = 0;
     EXPECT_EQ(1u, monitor_init(&monitor));
     EXPECT_EQ(1, cond_init_calls);
+}
+
+TEST(MonitorFailures, MutexAndConditionHaveDefaultAttributes) {
+    monitor_t monitor;
+    monitor_init(&monitor);
+    EXPECT_EQ(0, attributes_given);
 }
 
 TEST(MonitorFailures, InterruptedWaitGoesOnWaiting) {

@@ -449,6 +449,17 @@ TEST_P(ResultArea, OfTheCallerAloneIsEmptiedForANewQueryUnderTheLock) {
     EXPECT_EQ(3, other.owned_monitor_count);
 }
 
+TEST_P(ResultArea, ThatCannotBeEmptiedIsGivenAllTheSame) {
+    sim.fail_nth(sim.vm_name("Deallocate"), 2, JVMTI_ERROR_INTERNAL);
+    const std::string out = sim::capture_stdout([&] { EXPECT_EQ(&record, TMap_tid2local(1)); });
+    EXPECT_EQ("AgentThread: JVMDI_Deallocate() failed -- INTERNAL\n", out);
+    EXPECT_EQ(nullptr, record.classes);
+    EXPECT_NE(nullptr, record.thread_name) << "the second, and what follows, waits for the next release";
+    EXPECT_NE(nullptr, record.bytecodes);
+    EXPECT_EQ(&record, TMap_tid2local(1));
+    EXPECT_EQ(0u, sim.live_blocks().size());
+}
+
 TEST_P(ResultArea, OfEveryThreadIsEmptiedBeforeTheProcessResumesWithoutTheLock) {
     fill(1025);
     fill(700);

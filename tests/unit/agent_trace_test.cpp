@@ -7,9 +7,11 @@
 
 #include "sim/sim_test.h"
 
+#include <algorithm>
 #include <initializer_list>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <utility>
 #include <vector>
@@ -457,6 +459,42 @@ TEST_P(AgentTrace, FrameHasNoDump) {
     dump_jframe();
     EXPECT_EQ("", log());
     EXPECT_EQ(texts{}, vm_calls());
+}
+
+/* What the VM gave, by its text, in the order in which `dump` gives it back. */
+template <class Dump> static std::vector<std::string> given_back(sim::Sim& sim, Dump dump) {
+    std::vector<std::pair<void*, std::string>> live;
+    std::vector<std::string> order;
+    const auto look = [&] {
+        for (const auto& [address, text] : live)
+            if (!sim.is_live_block(address) && std::find(order.begin(), order.end(), text) == order.end())
+                order.push_back(text);
+        live.clear();
+        for (const sim::Block& block : sim.live_blocks())
+            live.push_back({block.address,
+                            std::string((const char*)block.address, strnlen((const char*)block.address, block.size))});
+    };
+    sim.before(sim.vm_name("Deallocate"), look);
+    dump();
+    look();
+    return order;
+}
+
+TEST_P(AgentTrace, TextsOfAClassAreGivenBackInTheirOrder) {
+    foo->generic = "<T:>";
+    const std::vector<std::string> order = given_back(sim, [&] { dump_class(sim.local<jclass>(foo)); });
+    EXPECT_EQ(on_jvmti() ? (std::vector<std::string>{"LFoo;", "Foo.java", "<T:>"})
+                         : (std::vector<std::string>{"LFoo;", "Foo.java"}),
+              order);
+}
+
+TEST_P(AgentTrace, TextsOfAMethodAreGivenBackInTheirOrder) {
+    sim::Method& native = foo->add_method("nativeOne", "(J)V", 0x100);
+    native.generic = "<U:>";
+    const std::vector<std::string> order = given_back(sim, [&] { dump_method(sim.local<jclass>(foo), native.id()); });
+    EXPECT_EQ(on_jvmti() ? (std::vector<std::string>{"(J)V", "nativeOne", "<U:>"})
+                         : (std::vector<std::string>{"(J)V", "nativeOne"}),
+              order);
 }
 
 TEST_P(AgentTrace, RecordsNameTheSourceOfTheDumps) {

@@ -219,8 +219,9 @@ TEST_P(Notification, SpeaksJvmdiKindsOnBothInterfaces) {
     }
 }
 
+/* Those numbers too that JVMTI 1.0 gives to no event (72, 77 to 80): whether there is one is the VM's to say. */
 TEST_P(Notification, TakesJvmtiEventsAsTheyAre) {
-    for (jint event : {50, 56, 84}) {
+    for (jint event = 50; event <= 84; event++) {
         sim.clear_calls();
         EXPECT_EQ(0, agent_set_eventnotification(NULL, 1, event, NULL));
         EXPECT_EQ(strings{mode_call(1, event, "null")}, made_vm_calls());

@@ -75,6 +75,18 @@ struct FilterList : QueryTest {
 };
 SIM_ALL_MODES(FilterList);
 
+TEST_P(FilterList, OfClassLoadsWithoutANamePassesEveryClass) {
+    EXPECT_EQ(0, passes_class(foo));
+    set(FILTER_CLASSLOAD, NULL);
+    EXPECT_EQ(1, passes_class(foo));
+    EXPECT_EQ(1, passes_class(other));
+    EXPECT_EQ(0u, sim.count_calls("*.GetClassSignature")) << "no name, no question";
+    clear(FILTER_CLASSLOAD, "");
+    EXPECT_EQ(1, passes_class(foo)) << "none and an empty one are two names";
+    clear(FILTER_CLASSLOAD, NULL);
+    EXPECT_EQ(0, passes_class(foo));
+}
+
 /* ---- What is delivered ---- */
 
 TEST_P(FilterList, ThatIsEmptyDropsEveryEvent) {

@@ -8,6 +8,7 @@
 
 #include <ctime>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sstream>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -110,6 +111,45 @@ TEST_F(Handshake, NonZeroNumberInTheFifoAttaches) {
         EXPECT_EQ(option_line(options) + NOTIFYING + ATTACHED, result.out);
         EXPECT_EQ("attached = 1\n", result.err);
     }
+}
+
+TEST_F(Handshake, FifoIsClosedAndOfMoreThanFourBytesExactlyFourAreRead) {
+    const int own = open("answer", O_RDWR | O_CLOEXEC); /* holds the FIFO open, so that what is not read stays in it */
+    ASSERT_LE(0, own);
+    ASSERT_EQ(8, write(own, "\1\0\0\0rest", 8));
+    std::signal(16, [](int) {});
+    const auto open_files = [] {
+        size_t count = 0;
+        for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd"))
+            count += each.is_symlink() ? 1 : 0;
+        return count;
+    };
+    const size_t before = open_files();
+    Options options("fifo=answer,sync=" + std::to_string(getpid()));
+    EXPECT_EQ(0, JVM_OnLoad(sim.vm(), options.text(), nullptr));
+    log_finish();
+    EXPECT_EQ(before, open_files());
+    EXPECT_EQ(1, attached);
+    char rest[5] = {};
+    EXPECT_EQ(4, read(own, rest, 4));
+    EXPECT_STREQ("rest", rest);
+    close(own);
+}
+
+static int attached_at_signal;
+
+TEST_F(Handshake, FlagIsClearedBeforeTheDebuggerIsSignalled) {
+    attached = 7;
+    attached_at_signal = -1;
+    std::signal(16, [](int) {
+        attached_at_signal = shared_load(attached);
+        shared_store(attached, 1);
+    });
+    Options options("sync=" + std::to_string(getpid()));
+    EXPECT_EQ(0, JVM_OnLoad(sim.vm(), options.text(), nullptr));
+    EXPECT_EQ(0, attached_at_signal);
+    EXPECT_EQ(1, attached) << "the signal's answer was lost";
+    EXPECT_EQ(0u, sleeps.size());
 }
 
 TEST_F(Handshake, OptionsMayStandInEitherOrder) {

@@ -209,6 +209,49 @@ TEST_P(Intake, JvmpiEventOfTheAgentThreadIsProcessedAtOnce) {
     EXPECT_NE(std::string::npos, out.find("Event = ")) << out;
 }
 
+TEST_P(Intake, JvmtiEventGoesByTheIdThatIsPassedInNotByItsThread) {
+    JVMDI_Event event = {};
+    event.kind = JVMDI_EVENT_USER_DEFINED;
+    event.u.user.key = 1;
+    agent_tid_t raiser = 0;
+    sim.run_on(worker, [&] {
+        raiser = agent_self();
+        jvmti_event_hook(sim.env(), &event, tid_debug_agent);
+    });
+    ASSERT_EQ(strings{"hook_invoke_method"}, hooks::names());
+    EXPECT_EQ(raiser, hooks::calls()[0].tid) << "processed at once, where it was raised";
+}
+
+TEST_P(Intake, JvmpiEventIsAddedWithItsOwnEnvironment) {
+    sim::Thread& other = sim.new_thread("other");
+    std::atomic<JNIEnv*> others{nullptr};
+    auto lender = sim.start(other, [&] {
+        others = sim.env();
+        sim::wait_for([&] { return others == nullptr; });
+    });
+    EXPECT_TRUE(sim::wait_for([&] { return others != nullptr; }));
+    sim.fail_nth("JNI.Throw", 1, JNI_ERR);
+    java_lang_throwable = make_uref(sim.new_exception("java/lang/Exception"));
+    sim.run_on(worker, [&] {
+        const jobject handle = announce();
+        TMap_tid2tm(agent_self())->invocation_state = INVOKE_ABANDONED;
+        JVMPI_Event event = {5, others};
+        jvmpi_event_hook(&event); /* the only use of the environment while the event vanishes: Throw */
+        TMap_end(handle, agent_self());
+    });
+    const strings misuse = sim.take_misuse();
+    others = nullptr;
+    lender->join();
+    ASSERT_EQ(1u, misuse.size());
+    EXPECT_EQ("JNI.Throw: the JNIEnv of other was used on worker", misuse[0]);
+}
+
+TEST_P(Intake, SystemClassIsAskedOfTheInterfaceInUse) {
+    sim.clear_calls();
+    EXPECT_EQ(1, is_system_class(sim.env(), sim.local<jclass>(&sim.class_named("java/lang/String"))));
+    EXPECT_CALLS(sim.calls_of({"*.GetClassSignature"}), sim.vm_name("GetClassSignature(java/lang/String)"));
+}
+
 TEST_P(Intake, JvmpiEventThatCannotBeQueuedEndsTheProcessNamingTheJvmdiHook) {
     const sim::ChildResult result = run_in_child([&] {
         sim.fail(sim.vm_name("Allocate"), JVMDI_ERROR_OUT_OF_MEMORY);

@@ -689,6 +689,18 @@ TEST_P(Invocations, AwaitingGives113WhenAMonitorFails) {
     }
 }
 
+TEST_P(Invocations, AwaitingGives113WhenThePendingEventCannotBeReleased) {
+    jint code = 0;
+    AgentInvokRet outcome = {};
+    auto running = stop_worker([&](jobject thread) {
+        monitors::fail("unlock", "notify_event_processing_done");
+        code = process_invokemethod_event(thread, &outcome);
+    });
+    EXPECT_EQ(JVMDI_ERROR_INTERNAL, code);
+    EXPECT_EQ(0, monitors::held);
+    running->join();
+}
+
 TEST(InvocationOutcome, IsSevenWordsOverTheDataOfAUserEvent) {
     JVMDI_Event event = {};
     event.kind = JVMDI_EVENT_USER_DEFINED;

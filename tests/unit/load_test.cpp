@@ -122,6 +122,21 @@ TEST_P(Load, RecordsTheVmItsInterfaceAndItsVersion) {
     EXPECT_EQ(1, on_jvmti() ? jvmti_version_set : jvmdi_version_set);
 }
 
+TEST_P(LoadOnJvmti, AgentOnLoadRecordsTheVmItsInterfaceAndItsVersionToo) {
+    JVMPI_Interface other;
+    jvmpi = &other;
+    javavm = nullptr;
+    terminate_debug_agent = 1;
+    jvmti_version_set = 0;
+    Agent_OnLoad(sim.vm(), nullptr, nullptr);
+    EXPECT_EQ(sim.vm(), javavm);
+    EXPECT_EQ(sim.jvmti(), jvmti);
+    EXPECT_EQ(nullptr, jvmpi);
+    EXPECT_EQ(0, terminate_debug_agent);
+    EXPECT_EQ(sim.version, jvmti_version);
+    EXPECT_EQ(1, jvmti_version_set);
+}
+
 TEST_P(Load, WithoutSyncTheHandshakeFlagIsLeftAlone) {
     attached = 7;
     JVM_OnLoad(sim.vm(), nullptr, nullptr);
@@ -339,7 +354,9 @@ struct SettingsFile : LoadOnce {
         EXPECT_EQ("", result.out);
         return result.err;
     }
-    static std::string ignored(const std::string& why) { return "log_enable_from_file(\"C.agent\") ignored: " + why + "\n"; }
+    static std::string ignored(const std::string& why) {
+        return "log_enable_from_file(\"C.agent\") ignored: " + why + "\n";
+    }
 };
 
 TEST_F(SettingsFile, IsReadWhenItIsTheUsersOwn) {

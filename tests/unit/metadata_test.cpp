@@ -117,6 +117,17 @@ TEST_P(JvmdiOnly, GivesTheExceptionHandlersToTheCaller) {
     EXPECT_TRUE(sim.is_live_block(table));
 }
 
+TEST_P(JvmdiOnly, GivesTheVmsCodesAboutHandlersUnchanged) {
+    JVMDI_exception_handler_entry* table = NULL;
+    for (jint code : {jint{JVMDI_ERROR_ABSENT_INFORMATION}, jint{JVMDI_ERROR_INTERNAL}, jint{104}, jint{99}, jint{77}}) {
+        sim.fail("JVMDI.GetExceptionHandlerTable", code);
+        CaptureStdout();
+        EXPECT_EQ(code, agent_get_exceptionhandlertable(NULL, clazz, bar.id(), &count, &table));
+        EXPECT_EQ("", GetCapturedStdout());
+        sim.stop_failing("JVMDI.GetExceptionHandlerTable");
+    }
+}
+
 TEST_P(JvmdiOnly, GivesTheThrownExceptionsToTheCaller) {
     jclass* classes;
     EXPECT_EQ(0, agent_get_thrownexceptions(NULL, clazz, bar.id(), &count, &classes));
@@ -282,6 +293,15 @@ TEST_P(Bytecodes, NeedTheCapabilityOfTheInterfaceInUse) {
     expect_refused();
     forget_own_thread();
     expect_refused();
+}
+
+TEST_P(Bytecodes, RefusalLeavesTheAnswersThatAreParked) {
+    EXPECT_EQ(0, ask_lines());
+    jvmti_features.can_get_bytecodes = jvmdi_features.can_get_bytecodes = 0;
+    JVMDI_line_number_entry* const parked = lines;
+    expect_refused();
+    EXPECT_EQ(parked, own_record().line_number_table);
+    EXPECT_TRUE(sim.is_live_block(parked));
 }
 
 TEST_P(BytecodesOfJvmti, NeedBothCapabilitiesWhereBothInterfacesAre) {

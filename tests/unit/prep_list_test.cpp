@@ -385,6 +385,14 @@ TEST_P(Seeding, WithoutMemoryGivesItsCodeAndLeavesTheListLocked) {
     EXPECT_EQ(0u, sim.count_calls("JV*.GetObjectHashCode"));
 }
 
+TEST_P(Seeding, ListsNoClassThatCannotBeMadeGlobal) {
+    if (on_jvmdi()) return; /* its references are global already */
+    sim.null_in("JNI.NewGlobalRef", 1);
+    EXPECT_EQ(1, seed());
+    EXPECT_EQ(strings{"Lpack/Shape;"}, signatures());
+    EXPECT_EQ(nullptr, uref_of(foo));
+}
+
 TEST_P(Seeding, GoesOnAfterAClassThatCannotBeDescribed) {
     sim.fail_nth(sim.vm_name("GetClassSignature"), 1, FAILS);
     capture_stdout([&] { EXPECT_EQ(1, seed()); });

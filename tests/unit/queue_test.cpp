@@ -69,6 +69,25 @@ TEST_P(Queue, CannotBeInitialisedOnTheAgentThread) {
     EXPECT_EQ(failed("event_queue_init", JVMDI_ERROR_INVALID_THREAD), out);
 }
 
+TEST_P(Queue, WithoutOneOfItsTwoMonitorsEndsTheProcess) {
+    for (int n : {1, 2}) {
+        const sim::ChildResult result = run_in_child([&] {
+            tid_debug_agent = 0;
+            monitors::fail("init", "", n);
+            event_queue_init();
+        });
+        EXPECT_EQ(SIGABRT, result.signal) << n;
+    }
+    const sim::ChildResult result = run_in_child([&] {
+        tid_debug_agent = 0;
+        controlc_hit = 1;
+        monitors::fail("init", "", 4); /* the third is the control-C entry's, and there is no fourth */
+        EXPECT_EQ(0, event_queue_init());
+        EXPECT_EQ(0, controlc_hit);
+    });
+    EXPECT_EQ(0, result.exit_status);
+}
+
 TEST_P(Queue, TakesNoEventFromTheAgentThread) {
     jint result = 0;
     const std::string out = capture_stdout([&] { result = add_event(sim.env(), event_number(1), handle); });

@@ -54,6 +54,33 @@ TEST_P(Resources, EachIsReleasedByItsOwnFunction) {
     EXPECT_EQ((std::vector<std::string>{"3", "otherwise 2", "1"}), free_all());
 }
 
+/* Four words: next record, reference, release function, description; of a free record the middle two are cleared. The first
+ * block's records are used in the order of their addresses. */
+TEST_P(Resources, RecordsHaveFourWords) {
+    static const char* const text = "a number";
+    add_resource(sim.env(), reinterpret_cast<jobject>(1), release_by_number, text);
+    add_resource(sim.env(), reinterpret_cast<jobject>(2), release_otherwise, text);
+    ASSERT_EQ(1u, sim.live_blocks().size());
+    auto word = [block = static_cast<uintptr_t*>(sim.live_blocks()[0].address)](int record, int number) -> uintptr_t {
+        return block[4 * record + number];
+    };
+    const auto first = reinterpret_cast<uintptr_t>(sim.live_blocks()[0].address);
+    EXPECT_EQ(0u, word(0, 0)) << "the oldest has no next";
+    EXPECT_EQ(1u, word(0, 1));
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(release_by_number), word(0, 2));
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(text), word(0, 3));
+    EXPECT_EQ(first, word(1, 0)) << "the newest comes first";
+    EXPECT_EQ(2u, word(1, 1));
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(release_otherwise), word(1, 2));
+    for (int unused = 2; unused < 20; unused++)
+        for (int number = 1; number < 4; number++) EXPECT_EQ(0u, word(unused, number)) << unused;
+    free_all();
+    for (int record = 0; record < 2; record++) {
+        EXPECT_EQ(0u, word(record, 1));
+        EXPECT_EQ(0u, word(record, 2));
+    }
+}
+
 TEST_P(Resources, AreReleasedOnce) {
     add(1, 2);
     free_all();
