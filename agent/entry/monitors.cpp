@@ -141,11 +141,11 @@ static jint get_usage(JNIEnv* env, jobject monitor, JVMDI_monitor_info* usage) {
 
 jint agent_get_monitorinfo(JNIEnv* env, jobject object, JVMDI_monitor_info* info) {
     env = current_env(env);
-    jint hash;
-    if (jint err = vm_get_object_hash_code(object, &hash)) return err;
     JVMDI_Interface_1* table;
     if (!jvmti)
         if (jint err = vm_jvmdi(env, &table)) return err;
+    jint hash;
+    if (jint err = vm_get_object_hash_code(object, &hash)) return err;
     /* A failure of JVMDI's query is no failure here: the debugger sees a monitor that nobody owns or waits for. */
     if (!jvmti) *info = {};
     const jint err = get_usage(env, object, info);

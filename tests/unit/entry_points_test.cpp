@@ -89,7 +89,7 @@ void EntryPoints::fill() {
     VM(agent_get_current_contendedmonitor, thread, OUT(jobject));
     VM(agent_get_contended_monitor, thread, OUT(jobject));
     OWN(agent_get_monitorlist, &count, OUT(monitor_entry*));
-    OWN(agent_get_monitorinfo, reference, &usage);
+    VM(agent_get_monitorinfo, reference, &usage);
     VM(agent_get_classinfo, clazz, &info);
     OWN(agent_get_class, "Foo", &info);
     OWN(agent_get_superclass, clazz, &info);

@@ -33,6 +33,8 @@ static const SweepRule sweep_rules[] = {
     /* ---- The reference table ---- */
     {"JVM.I.GetObjectHashCode", "monitors/agent_get_monitorinfo", CODE,
      "its own look at the hash code gives the VM's code"},
+    {"JVMTI.GetObjectHashCode", "(start|events|events before the attach|exceptions|log|invocation|end)/.*", "goes on",
+     "newer VMs: a thread that leaves the map makes a call only in order to stand there, if it is to be stopped"},
     {"JVM.I.GetObjectHashCode", ANYWHERE, FAILED("{f}") "(; prints less)?; exits",
      "without a hash code no handle can be had: message, exit"},
     {"JVM.I.Allocate\\(record of the reference table\\)", ANYWHERE, "(prints less; )?dies of signal 11",

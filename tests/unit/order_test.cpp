@@ -346,7 +346,7 @@ TEST_P(Order, OutcomeIsDeliveredByTheHandlerOfTheEventBeforeIt) {
             JVMDI_Event event = {};
             event.kind = JVMDI_EVENT_USER_DEFINED;
             event.u.user.key = 17;
-            EXPECT_EQ(0, add_event(sim.env(), &event, handler_of_the_test));
+            EXPECT_EQ(0, add_event(sim.env(), &event, {.jvmdi = handler_of_the_test}));
         });
     });
     EXPECT_TRUE(wait_for([] { return monitors::waiting == 1; }));
