@@ -144,8 +144,7 @@ void log_print_hdrx(FILE* stream, log_category* category, const char* file, int3
 static void finish_file(finished_file* finished) {
     finished->next = shared_load(finished_files);
     while (!__atomic_compare_exchange_n(&finished_files, &finished->next, finished, false, __ATOMIC_SEQ_CST,
-                                        __ATOMIC_SEQ_CST)) {
-    }
+                                        __ATOMIC_SEQ_CST)) {}
 }
 
 static bool has_writers() { return __atomic_load_n(&log_writers, __ATOMIC_SEQ_CST) != 0; }

@@ -121,8 +121,7 @@ static void JNICALL set_region(JNIEnv* env, A array, jsize start, jsize count, c
     std::copy_n(values, count, &found->template at<V>(start));
 }
 
-template <class V, class A>
-static void JNICALL get_region(JNIEnv* env, A array, jsize start, jsize count, V* values) {
+template <class V, class A> static void JNICALL get_region(JNIEnv* env, A array, jsize start, jsize count, V* values) {
     JniCall call(env, array_name<V>("Get", "Region"), array, start, count);
     Array* found = call.failed ? nullptr : array_of<V>(call, array);
     if (!found || refuse_range(call, *found, start, count)) return;

@@ -310,11 +310,12 @@ TEST_P(LeavingAgentThread, LeavesNobodyBehindInItsQueue) {
     sim::Thread& late = sim.new_thread("late");
     std::atomic<bool> dead = false;
     std::unique_ptr<sim::Running> early_running;
-    sim.before("JVMTI.SetEventCallbacks", [&] { /* the agent thread is at the VM's end */
-        if (dead.exchange(true)) return;
-        early_running = sim.start(early, [&] { sim.raise_breakpoint(method, 1); });
-        usleep(20000); /* it may be queued, or still come: released in either case */
-    });
+    sim.before("JVMTI.SetEventCallbacks",
+               [&] { /* the agent thread is at the VM's end */
+                     if (dead.exchange(true)) return;
+                     early_running = sim.start(early, [&] { sim.raise_breakpoint(method, 1); });
+                     usleep(20000); /* it may be queued, or still come: released in either case */
+               });
     EXPECT_TRUE(sim.raise_vm_death());
     EXPECT_TRUE(leaves_at_once());
     early_running->join();

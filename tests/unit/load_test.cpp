@@ -30,8 +30,8 @@ extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexatt
 }
 
 static std::string boot_callbacks(bool newer) {
-    return std::string("JVMTI.SetEventCallbacks({VMInit") + (newer ? " VMDeath" : "") + " ThreadStart ThreadEnd ClassPrepare}, " +
-           std::to_string(35 * sizeof(void*)) + ")";
+    return std::string("JVMTI.SetEventCallbacks({VMInit") + (newer ? " VMDeath" : "") +
+           " ThreadStart ThreadEnd ClassPrepare}, " + std::to_string(35 * sizeof(void*)) + ")";
 }
 
 static constexpr const char* REQUEST = "JVMTI.AddCapabilities(0x3b1f5ffe, 0x0, 0x0, 0x0)";
@@ -79,10 +79,10 @@ TEST_P(LoadOnJvmti, JvmOnLoadAsksForThePotentialSetAndInstallsTheBootCallbacks) 
 TEST_P(LoadOnJvmti, AgentOnLoadAsksForThePossessedSetInTheLoadPhase) {
     EXPECT_EQ(0, Agent_OnLoad(sim.vm(), nullptr, nullptr));
     expect_vm_death_enabled_last();
-    EXPECT_CALLS(calls_of_every_vm(), "JavaVM.GetEnv(0x30010000)", "JVMTI.GetVersionNumber()", "JVMTI.GetCapabilities()",
-                 "JVMTI.GetPhase()", REQUEST, boot_callbacks(newer()), "JVMTI.SetEventNotificationMode(1, 50, null)",
-                 "JVMTI.SetEventNotificationMode(0, 56, null)", "JVMTI.SetEventNotificationMode(1, 52, null)",
-                 "JVMTI.SetEventNotificationMode(1, 53, null)");
+    EXPECT_CALLS(calls_of_every_vm(), "JavaVM.GetEnv(0x30010000)", "JVMTI.GetVersionNumber()",
+                 "JVMTI.GetCapabilities()", "JVMTI.GetPhase()", REQUEST, boot_callbacks(newer()),
+                 "JVMTI.SetEventNotificationMode(1, 50, null)", "JVMTI.SetEventNotificationMode(0, 56, null)",
+                 "JVMTI.SetEventNotificationMode(1, 52, null)", "JVMTI.SetEventNotificationMode(1, 53, null)");
 }
 
 TEST_P(LoadOnJvmti, TheBootCallbacksAreTheFourOfTheBootPhaseAndTheEndOfANewerVm) {

@@ -502,7 +502,8 @@ TEST_F(Log, FileIsClosedByTheLastOneThatWritesToIt) {
     });
     EXPECT_EQ(std::vector<std::string>{}, result.reports);
     EXPECT_EQ(0, result.exit_status);
-    std::string text = text_of(log_path); /* of one thread, or both; the log has no lock, and their records may mingle */
+    std::string text =
+        text_of(log_path); /* of one thread, or both; the log has no lock, and their records may mingle */
     std::erase(text, '\n');
     EXPECT_TRUE(text == "slow " || text == "slow slow ") << text;
 }

@@ -119,7 +119,8 @@ TEST_P(JvmdiOnly, GivesTheExceptionHandlersToTheCaller) {
 
 TEST_P(JvmdiOnly, GivesTheVmsCodesAboutHandlersUnchanged) {
     JVMDI_exception_handler_entry* table = NULL;
-    for (jint code : {jint{JVMDI_ERROR_ABSENT_INFORMATION}, jint{JVMDI_ERROR_INTERNAL}, jint{104}, jint{99}, jint{77}}) {
+    for (jint code :
+         {jint{JVMDI_ERROR_ABSENT_INFORMATION}, jint{JVMDI_ERROR_INTERNAL}, jint{104}, jint{99}, jint{77}}) {
         sim.fail("JVMDI.GetExceptionHandlerTable", code);
         CaptureStdout();
         EXPECT_EQ(code, agent_get_exceptionhandlertable(NULL, clazz, bar.id(), &count, &table));

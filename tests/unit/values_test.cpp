@@ -245,7 +245,7 @@ TEST_P(ElementCopies, ThatAreTheArraysOwnAreNotReleased){
 #undef CHECK
 }
 
-TEST_P(ElementCopies, ThatTheVmDoesNotGiveAreZero){
+TEST_P(ElementCopies, ThatTheVmDoesNotGiveAreZero) {
 #define CHECK(name, Name)                                                                                              \
     {                                                                                                                  \
         j##name value = value_of_##name;                                                                               \
@@ -262,7 +262,7 @@ TEST_P(ElementCopies, ThatTheVmDoesNotGiveAreZero){
 struct ElementRegions : Values {};
 SIM_MODES(ElementRegions, sim::Mode::jvmti_newer);
 
-TEST_P(ElementRegions, HoldTheElementThatIsAskedForAlone) {
+TEST_P(ElementRegions, HoldTheElementThatIsAskedForAlone){
 #define CHECK(name, Name)                                                                                       \
     {                                                                                                           \
         sim::Array& array = array_with(value_of_##name);                                                        \
@@ -287,13 +287,13 @@ TEST_P(ElementRegions, LeaveTheProgramsOwnStoresAlone) {
 }
 
 TEST_P(ElementRegions, BeyondTheEndGive113AndZeroAndLeaveNoException) {
-#define CHECK(name, Name)                                                                                             \
-    for (const jint index : {-1, 1000}) {                                                                             \
-        j##name value = value_of_##name;                                                                              \
-        EXPECT_EQ(JVMDI_ERROR_INTERNAL, agent_get_##name##array_element(                                              \
-                                            NULL, sim.local<j##name##Array>(&array_with(value)), index, &value));     \
-        EXPECT_EQ(j##name(), value);                                                                                  \
-        EXPECT_EQ(nullptr, sim.pending());                                                                            \
+#define CHECK(name, Name)                                                                                         \
+    for (const jint index : {-1, 1000}) {                                                                         \
+        j##name value = value_of_##name;                                                                          \
+        EXPECT_EQ(JVMDI_ERROR_INTERNAL, agent_get_##name##array_element(                                          \
+                                            NULL, sim.local<j##name##Array>(&array_with(value)), index, &value)); \
+        EXPECT_EQ(j##name(), value);                                                                              \
+        EXPECT_EQ(nullptr, sim.pending());                                                                        \
     }
     JNI_PRIMITIVES(CHECK)
 #undef CHECK
