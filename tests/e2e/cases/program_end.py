@@ -9,15 +9,26 @@ LogJVMDI
 """
 
 
-def check_left(when):
-    check("AgentThread(): thread done." in read_file("agent.log"), f"the agent thread has left {when}")
+RUNS = 5  # nobody waits for the agent thread's last words: on a busy machine the process may be gone before them
+
+
+def has_left():
+    return "AgentThread(): thread done." in read_file("agent.log")
+
+
+def check_leaves(run, when):
+    """The agent thread is seen to have left in one of a few runs. One that is not told of the end leaves in none."""
+    for _ in range(RUNS):
+        run()
+        if has_left():
+            break
+    check(has_left(), f"the agent thread has left {when}")
 
 
 def nobody_attached():
     start_alone("Idle", "50")
     check_equal(alone_status(), 4, "the program's own exit status")
     check_equal(output(), "ready\ndone\n", "the program's output")
-    check_left("a program without a debugger")
 
 
 def attached(leaves):
@@ -27,12 +38,11 @@ def attached(leaves):
     if leaves:
         check_equal(call("agent_detach_jquor", 0), 0, "agent_detach_jquor")
     expect_exit(3)
-    check_left("a program whose debugger has left" if leaves else "a program under a debugger")
 
 
 def case():
     with open("C.agent", "w", encoding="ascii") as file:
         file.write(OPTIONS)
-    nobody_attached()
-    attached(leaves=False)
-    attached(leaves=True)
+    check_leaves(nobody_attached, "a program without a debugger")
+    check_leaves(lambda: attached(leaves=False), "a program under a debugger")
+    check_leaves(lambda: attached(leaves=True), "a program whose debugger has left")
