@@ -29,40 +29,51 @@ def dumps(output):
     return 0
 
 
-def read_order(seconds):
-    """The next line of standard input as its words; None when none came in time."""
-    if not select.select([sys.stdin], [], [], seconds)[0]:
+class Orders:
+    """The orders that came on a pipe. On a busy machine many wait at once, and a read may end in the middle of one."""
+
+    def __init__(self, pipe):
+        self._pipe = pipe
+        self._begun = b""  # a line whose end has not come
+
+    def next(self, seconds):
+        """The newest order as its words; None when none came in time."""
+        deadline = None if seconds is None else time.monotonic() + seconds
+        while select.select([self._pipe], [], [], None if deadline is None else max(0, deadline - time.monotonic()))[0]:
+            read = os.read(self._pipe, 4096)
+            if not read:
+                sys.exit(0)  # gdb has ended
+            *lines, self._begun = (self._begun + read).split(b"\n")
+            if lines:
+                return lines[-1].decode().split()
         return None
-    line = os.read(sys.stdin.fileno(), 4096).decode()
-    if not line:
-        sys.exit(0)  # gdb has ended
-    return line.splitlines()[-1].split()
 
 
-def enforce(pid, output):
+def enforce(pid, output, orders):
     """Java's stacks, then the interruptions, until the next order, which is given."""
     before = dumps(output)
     send(pid, signal.SIGQUIT)
     deadline = time.monotonic() + DUMP_SECONDS
     while dumps(output) == before and time.monotonic() < deadline:
-        order = read_order(0.05)
+        order = orders.next(0.05)
         if order:
             return order
     while True:
         send(pid, signal.SIGINT)
-        order = read_order(1)
+        order = orders.next(1)
         if order:
             return order
 
 
 def main(output):
-    order = read_order(None)
+    orders = Orders(sys.stdin.fileno())
+    order = orders.next(None)
     while True:
         if order == ["off"]:
-            order = read_order(None)
+            order = orders.next(None)
             continue
         seconds, pid = float(order[0]), int(order[1])
-        order = read_order(seconds) or enforce(pid, output)
+        order = orders.next(seconds) or enforce(pid, output, orders)
 
 
 if __name__ == "__main__":

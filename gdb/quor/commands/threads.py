@@ -89,7 +89,7 @@ def _own_method(frames):
 def _virtual_threads(verbose):
     target = vm.required()
     readers, numbers = objects.of(target), _numbers()
-    threads = readers.virtual.all()
+    threads, whole_list = readers.virtual.all()
     for virtual in sorted(threads, key=lambda each: each.number):
         name = virtual.name or f"#{virtual.number}"
         if virtual.carrier:
@@ -106,6 +106,8 @@ def _virtual_threads(verbose):
             gdb.write("      (the frames further out could not be read)\n")
     gdb.write(f"{len(threads)} virtual threads.\n" if threads else
               "No virtual threads are listed; with -Djdk.trackAllThreads=false the JDK keeps no list of those started directly.\n")
+    if not whole_list:
+        gdb.write("Some could not be read: a collection is moving objects; continue for a moment and ask again.\n")
 
 
 _FORMS = {"": lambda: _platform_threads(False), "-v": lambda: _platform_threads(True),

@@ -1,6 +1,7 @@
 """The virtual threads that the JDK keeps track of. Needs no gdb."""
 from collections import namedtuple
 
+from quor.hotspot.memory import Unreadable
 
 VirtualThread = namedtuple("VirtualThread", "object name number state carrier continuation")  # carrier: its Thread, 0: unmounted
 
@@ -21,13 +22,29 @@ class VirtualThreads:
         self._heap, self._classes = heap, classes
 
     def all(self):
-        """Every virtual thread that the JDK keeps track of."""
-        found = {}
-        for threads in self._sets():
+        """Every virtual thread that the JDK keeps track of, and whether all could be read: a collector that moves objects
+        while the program runs (ZGC) may have been stopped between the old place and the new."""
+        found, whole = {}, True
+        try:
+            for threads in self._sets():
+                whole = self._add(threads, found) and whole
+        except Unreadable:
+            whole = False
+        return list(found.values()), whole
+
+    def _add(self, threads, found):
+        """Adds those of one set; whether all could be read."""
+        whole = True
+        try:
             for obj in self._keys(threads):
-                if self._heap.is_a(obj, "java/lang/VirtualThread"):
-                    found[obj] = self.read(obj)
-        return list(found.values())
+                try:
+                    if self._heap.is_a(obj, "java/lang/VirtualThread"):
+                        found[obj] = self.read(obj)
+                except Unreadable:
+                    whole = False
+        except Unreadable:
+            whole = False
+        return whole
 
     def _sets(self):
         """The sets of threads: of those started directly, and of each executor or scope."""

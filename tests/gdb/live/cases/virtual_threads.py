@@ -44,13 +44,23 @@ def check_mounted(text, what):
     check(0 < inner < outer, f"{what}: the virtual thread's frames, then the carrier's: {methods}")
 
 
+def ask(jvm, commands, program):
+    """The answers; asked again while ZGC, which moves objects beside the program, was stopped in the middle of that."""
+    for _ in range(5):
+        texts = gdb(jvm, commands, pid=program.pid)
+        if "could not be read" not in texts[0]:
+            break
+        note("virtual_threads: asked again: " + texts[0].splitlines()[-1])
+    return texts
+
+
 def case(jvm):
     for mode, options in MODES.items():
         with jvm.start("virtual", options=[CARRIERS, *options]) as program:
             program.ready()
             core = mode == "default"
-            texts = gdb(jvm, ["java threads -virtual -v", "thread apply all bt", "java threads", *["gcore virtual.core"] * core],
-                        pid=program.pid)
+            texts = ask(jvm, ["java threads -virtual -v", "thread apply all bt", "java threads", *["gcore virtual.core"] * core],
+                        program)
         check_virtual(texts[0], mode)
         check_mounted(texts[1], mode)
         check('(carries virtual thread "virtual-pinned")' in texts[2], f"{mode}: java threads tells whom a carrier carries: {texts[2]}")
