@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Checks the order of the agent's rooms: each uses only itself and the rooms before it, and no sources form a circle.
+"""Checks the order of the agent's rooms: each uses only itself and the rooms before it, no sources form a circle, and nothing
+uses what is there for the debugger alone.
 
-usage: rooms_check.py SOURCE_DIR OBJECT...      exit status 1 when a tie runs backwards or a circle is closed
+usage: rooms_check.py SOURCE_DIR OBJECT...      exit status 1 when there is such a tie or circle
 
 What uses what is read from the relocations of the built objects (<room>/<name>.cpp.o), so that a failure names both symbols, and
 from the sources' includes. An inline function that a header defines belongs to every object that has a copy of it: what it uses
@@ -15,6 +16,7 @@ import subprocess
 import sys
 
 ROOMS = ("support", "vm", "registry", "invoke", "stop", "event", "agent_thread", "java_threads", "entry", "load")
+FOR_THE_DEBUGGER_ALONE = ("err_is_wrongphase",)
 NOT_CODE = re.compile(r"\.(debug|eh_frame|gcc_except_table|note|comment)")
 
 # One symbol of an object. section: a number, or "UND" for what other objects define.
@@ -99,6 +101,13 @@ def backward(ties):
                        f"in {tie.target}")
 
 
+def of_the_debugger(ties):
+    """Uses of what is there for the debugger and not for the agent."""
+    for tie in ties:
+        if tie.used in FOR_THE_DEBUGGER_ALONE:
+            yield f"{tie.used} is for the debugger alone, but {tie.user} in {tie.place} uses it"
+
+
 def shortest_circle(uses, start):
     """The ties on the shortest way from a file back to itself; none when there is no way."""
     came_by, todo = {}, collections.deque([start])
@@ -130,7 +139,7 @@ def circles(ties):
 
 def breaches(objects, sources):
     linked, included = list(link_ties(objects)), list(include_ties(sources))
-    found = [*backward(linked), *backward(included), *circles(linked), *circles(included)]
+    found = [*backward(linked), *backward(included), *of_the_debugger(linked), *circles(linked), *circles(included)]
     return list(dict.fromkeys(found))  # a function may use another more than once
 
 

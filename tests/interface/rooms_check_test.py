@@ -48,6 +48,10 @@ class RoomsCheck(unittest.TestCase):
         self.assertEqual(["support/ comes before event/, but lock in support/monitor.cpp uses take in event/queue.cpp"],
                          breaches(objects, {}))
 
+    def test_a_use_of_what_is_for_the_debugger_is_told(self):
+        objects = {"event/dump.cpp": source("dump", uses=["err_is_wrongphase"]), "support/err_str.cpp": source("err_is_wrongphase")}
+        self.assertEqual(["err_is_wrongphase is for the debugger alone, but dump in event/dump.cpp uses it"], breaches(objects, {}))
+
     def test_an_include_of_a_later_room_is_told(self):
         sources = {"vm/call.h": '#include <jni.h>\n  #include "load/load.h"\n', "load/load.h": ""}
         self.assertEqual(['vm/ comes before load/, but #include in vm/call.h uses "load/load.h" in load/load.h'],

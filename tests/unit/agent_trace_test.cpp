@@ -475,6 +475,7 @@ template <class Dump> static std::vector<std::string> given_back(sim::Sim& sim, 
                             std::string((const char*)block.address, strnlen((const char*)block.address, block.size))});
     };
     sim.before(sim.vm_name("Deallocate"), look);
+    sim.before(sim.vm_name("GetLineNumberTable"), look); /* which may be given the memory of what went before */
     dump();
     look();
     return order;
@@ -495,6 +496,18 @@ TEST_P(AgentTrace, TextsOfAMethodAreGivenBackInTheirOrder) {
     EXPECT_EQ(on_jvmti() ? (std::vector<std::string>{"(J)V", "nativeOne", "<U:>"})
                          : (std::vector<std::string>{"(J)V", "nativeOne"}),
               order);
+}
+
+TEST_P(AgentTrace, BytecodesAreGivenBackBeforeTheLines) {
+    bar->lines = {{'L', 11}};
+    bar->bytecodes = {'B', 'C'};
+    const std::vector<std::string> order = given_back(sim, [&] { dump_method(sim.local<jclass>(foo), bar->id()); });
+    EXPECT_EQ((std::vector<std::string>{"(I)V", "bar", "BC", "L"}), order);
+}
+
+TEST_P(AgentTrace, NameOfAGroupIsGivenBackBeforeThatOfItsThread) {
+    const std::vector<std::string> order = given_back(sim, [&] { dump_thread(sim.env(), known_worker(), JNI_TRUE); });
+    EXPECT_EQ((std::vector<std::string>{"workers", "worker"}), order);
 }
 
 TEST_P(AgentTrace, RecordsNameTheSourceOfTheDumps) {

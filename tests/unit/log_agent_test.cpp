@@ -45,6 +45,21 @@ TEST(LogAgent, MapHoldsTheTenCategoriesInOrderAllOff) {
     EXPECT_EQ(NULL, _log_map_agent[11].name);
 }
 
+TEST(LogAgent, HeaderOfEachCategoryIsItsNameInElevenCharactersOrMore) {
+    const ChildResult result = run_child([](auto&) {
+        _log_link(_log_map_agent);
+        log_start(NULL, stdout);
+        log_echo(1);
+        for (int i = 0; i < 10; i++) {
+            log_enable(names[i], 0, 0);
+            AGENT_LOG(*flags[i], "|");
+        }
+    });
+    EXPECT_EQ("LogJVMDI   |\nLogJVMDIthread|\nLogJVMDI_VM_thread|\nLogJVMDIclass|\nLogJVMDImethod|\n"
+              "LogJVMDIlocation|\nLogJVMDIframe|\nLogJVMPI   |\nLogJVMPIgc |\nLogJVMPImonitor|\n",
+              result.out);
+}
+
 TEST(LogAgent, TraceStatementWritesWhileItsCategoryIsOn) {
     const ChildResult result = run_child([](auto&) {
         _log_link(_log_map_agent);
