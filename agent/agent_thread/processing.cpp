@@ -94,14 +94,14 @@ static bool is_raised_in_stop(const JVMDI_Event* event, agent_tid_t tid) {
 }
 
 /* The debugger's breakpoint stops the agent thread in there. */
-static void call_hook(event_hook hook, JNIEnv* env, JVMDI_Event* event) {
+static void call_hook(hook_point hook, JNIEnv* env, JVMDI_Event* event) {
     agent_activity rest(false);
     hook(env, event);
 }
 
 /* Shows the event with all other Java threads stopped. A newer VM runs Java code for much that a debugger asks, and would
  * not survive the use of what the outer stop handed out and this one released: there the outer stop goes on as it was. */
-static void show(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
+static void show(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, hook_point hook) {
     const bool keep_stop = vm_is_newer() && is_raised_in_stop(event, tid);
     const bool held = agent_has_suspended();
     agent_suspend_all(env);
@@ -112,7 +112,7 @@ static void show(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook ho
         agent_resume_all(env);
 }
 
-static void show_exception(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
+static void show_exception(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, hook_point hook) {
     if (event->u.exception.exception) {
         /* so that the debugger finds the class in the table */
         jclass clazz = env->GetObjectClass(event->u.exception.exception);
@@ -121,7 +121,7 @@ static void show_exception(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, eve
     show(env, event, tid, hook);
 }
 
-static void show_thread_start(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
+static void show_thread_start(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, hook_point hook) {
     const jthread thread = event->u.thread_change.thread;
     AGENT_LOG(LogJVMDI_VM_thread, "process_jvmdi_event: case JVMDI_EVENT_THREAD_START, tid = %d thread =%x\n", tid,
               thread);
@@ -131,13 +131,13 @@ static void show_thread_start(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, 
 
 /* Shows the event while the other threads run, and leaves them so. What was handed out ends with such a stop, too, on a newer
  * VM; elsewhere with the next stop of all threads. */
-static void show_running(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
+static void show_running(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, hook_point hook) {
     running_stop stop(env, vm_is_newer() && !is_raised_in_stop(event, tid));
     call_hook(hook, env, event);
 }
 
 /* The dying thread is not stopped, and neither is any other. */
-static void show_thread_end(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, event_hook hook) {
+static void show_thread_end(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid, hook_point hook) {
     const jthread thread = event->u.thread_change.thread;
     AGENT_LOG(LogJVMDI_VM_thread, "process_jvmdi_event: case JVMDI_EVENT_THREAD_END, tid = %d thread =%x\n", tid,
               thread);
@@ -163,7 +163,7 @@ static void process_vm_death() {
 
 void process_jvmdi_event(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid) {
     const event_row* row = event_row_of(event->kind);
-    const event_hook hook = row ? row->hook : NULL;
+    const hook_point hook = row ? row->hook : NULL;
     switch (event->kind) {
     case JVMDI_EVENT_EXCEPTION: show_exception(env, event, tid, hook); break;
     case JVMDI_EVENT_EXCEPTION_CATCH:

@@ -43,7 +43,7 @@ static bool method_failed(jint err) {
 static const char* shown(const char* text) { return text ? text : "(null)"; }
 
 /* Gives back what the VM returned, if it did. */
-static void release(const void* block, bool (*failed)(jint)) {
+static void give_back(const void* block, bool (*failed)(jint)) {
     if (block) failed(vm_deallocate(block));
 }
 
@@ -60,7 +60,7 @@ void dump_threadGroup(JNIEnv* env, jthreadGroup group) {
         AGENT_LOG(LogJVMDIthread, " ThreadGroup: name = %s max_priority = %d, is_daemon = %d\n", info.name,
                   info.max_priority, info.is_daemon);
     release_reference(env, info.parent);
-    release(info.name, group_failed);
+    give_back(info.name, group_failed);
 }
 
 void dump_thread(JNIEnv* env, jthread thread, jboolean with_group) {
@@ -74,7 +74,7 @@ void dump_thread(JNIEnv* env, jthread thread, jboolean with_group) {
     if (with_group && info.thread_group) dump_threadGroup(env, info.thread_group);
     release_reference(env, info.thread_group);
     release_reference(env, info.context_class_loader);
-    release(info.name, thread_failed);
+    give_back(info.name, thread_failed);
 }
 
 /* ---- Classes ---- */
@@ -91,9 +91,9 @@ void dump_class(jclass clazz) {
                   shown(source));
         if (generic) AGENT_LOG(LogJVMDIclass, "\n\tgeneric = %s\n", generic);
     }
-    release(signature, class_failed);
-    release(source, class_failed);
-    release(generic, class_failed);
+    give_back(signature, class_failed);
+    give_back(source, class_failed);
+    give_back(generic, class_failed);
 }
 
 /* ---- Methods ---- */
@@ -118,9 +118,9 @@ static bool dump_method_summary(jclass clazz, jmethodID method) {
                   shown(signature), is_synthetic);
     if (!method_failed(vm_get_method_location(no_env, clazz, method, &start, &end)))
         AGENT_LOG(LogJVMDImethod, " Method: start = %lld, end = %lld\n", start, end);
-    release(signature, method_failed);
-    release(name, method_failed);
-    release(generic, method_failed);
+    give_back(signature, method_failed);
+    give_back(name, method_failed);
+    give_back(generic, method_failed);
     return !is_native && !is_synthetic;
 }
 
@@ -135,8 +135,8 @@ static void dump_method_lines(jclass clazz, jmethodID method) {
     jint byte_count = 0;
     unsigned char* bytecodes = NULL; /* not shown: the dump only tells whether they can be had */
     method_failed(vm_get_bytecodes(no_env, clazz, method, &byte_count, &bytecodes));
-    release(bytecodes, method_failed);
-    release(lines, method_failed);
+    give_back(bytecodes, method_failed);
+    give_back(lines, method_failed);
 }
 
 void dump_method(jclass clazz, jmethodID method) {

@@ -27,7 +27,7 @@ enum event_shared : unsigned {
     SHARE_VALUE = 16 /* the field's new value, if it is a reference */
 };
 
-typedef void (*event_hook)(JNIEnv* env, JVMDI_Event* event);
+typedef void (*hook_point)(JNIEnv* env, JVMDI_Event* event);
 typedef void (*event_dump)(JNIEnv* env, const JVMDI_Event* event);
 
 struct event_row {
@@ -39,7 +39,7 @@ struct event_row {
     unsigned shared;     /* event_shared     */
     const char* message; /* what preprocessing prints: of a thread without URef if it must have one, else at once */
     event_dump dump;
-    event_hook hook; /* null: nothing is shown */
+    hook_point hook; /* null: nothing is shown */
 };
 
 /* The row of a kind, and of an event by JVMTI's number; null for one that the agent does not know. */

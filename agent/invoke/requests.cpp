@@ -3,6 +3,7 @@
 #include "registry/agent_uref.h"
 #include "support/agent_self.h"
 #include "support/report.h"
+#include "support/text.h"
 #include "vm/vm_call.h"
 #include "vm/vm_env.h"
 #include "vm/vm_interface.h"
@@ -43,7 +44,7 @@ jint invoke_method_init() {
 void invoke_method_cleanup(JNIEnv* env) {
     monitor_lock(&invoke_method_list_monitor, "invoke_method_cleanup");
     invoke_request* request = invoke_method_list;
-    invoke_method_list = NULL;
+    invoke_method_list = NULL; /* freeing calls the VM: not under the lock */
     monitor_unlock(&invoke_method_list_monitor, "invoke_method_cleanup");
     while (request) {
         invoke_request* next = request->next;
@@ -64,15 +65,16 @@ static jint fill_receiver(JNIEnv* env, invoke_request* request, jobject object) 
 }
 
 /* Steps over one parameter's type in a method's signature; true for a class or an array. */
-static bool is_reference_type(const char** at) {
-    const bool is_reference = **at == 'L' || **at == '[';
+static bool step_over_type(const char** at) {
+    const bool is_reference = is_reference_type(**at);
     while (**at == '[') ++*at;
     if (**at == 'L') *at += strcspn(*at, ";");
     if (**at) ++*at;
     return is_reference;
 }
 
-/* Calls `action` for each reference that the request needs for its call. */
+/* Calls `action` for each reference that the request needs for its call. The class of an instance call is not among them: the
+ * receiver is what JNI goes by. */
 template <class Action> static void for_each_reference(invoke_request* request, Action action) {
     if (request->is_static)
         action(request->clazz);
@@ -80,7 +82,7 @@ template <class Action> static void for_each_reference(invoke_request* request, 
         action(request->object);
     const char* parameter = request->signature + 1;
     for (jint i = 0; i < request->argument_count && request->arguments; i++)
-        if (is_reference_type(&parameter)) action(request->arguments[i].l);
+        if (step_over_type(&parameter)) action(request->arguments[i].l);
 }
 
 static void disown_references(JNIEnv* env, invoke_request* request) {
@@ -109,6 +111,7 @@ static jint own_references(JNIEnv* env, invoke_request* request) {
     return err;
 }
 
+/* The caller's array is the debugger's scratch memory, which it may use for something else before the thread comes to the call. */
 static jint copy_arguments(invoke_request* request, jint count, const jvalue* arguments) {
     request->argument_count = count;
     if (count <= 0) return 0;
@@ -125,6 +128,7 @@ static void discard(JNIEnv* env, invoke_request* request) {
     vm_deallocate(request);
 }
 
+/* The flag is set under the lock, with the request: the target cannot free the one before the other is set. */
 static jint push_request(invoke_request* request) {
     if (!monitor_lock(&invoke_method_list_monitor, "process_invoke_request")) return JVMDI_ERROR_INTERNAL;
     request->next = invoke_method_list;
@@ -137,7 +141,7 @@ jint post_invoke_request(JNIEnv* env, jobject thread, jobject object, jclass cla
                          jint count, const jvalue* arguments, jint sync, jint is_static) {
     invoke_request* request;
     if (jint err = allocate_or_report(sizeof *request, &request)) return err;
-    memset(request, 0, sizeof *request);
+    memset(request, 0, sizeof *request); /* discard gives back what the steps below have made */
     request->thread = thread;
     request->is_static = is_static;
     request->sync = sync;
@@ -164,7 +168,8 @@ jint post_static_invoke_request_async(JNIEnv* env, jobject thread, jclass clazz,
     return post_invoke_request(env, thread, NULL, clazz, method, return_type, count, arguments, 0, 1);
 }
 
-/* Unlinks the newest request that `wanted` accepts; `taken` is called for it before the list is unlocked. */
+/* Unlinks the newest request that `wanted` accepts; `taken` is called for it before the list is unlocked. The messages name
+ * find_invoke_method for all who come here: readers of the output know that text. */
 template <class Wanted, class Taken> static invoke_request* unlink_request(Wanted wanted, Taken taken) {
     if (!monitor_lock(&invoke_method_list_monitor, "find_invoke_method")) {
         printf("find_invoke_method: monitor_lock failed\n");

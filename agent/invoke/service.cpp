@@ -2,6 +2,7 @@
 
 #include "invoke/requests.h"
 #include "registry/agent_uref.h"
+#include "support/text.h"
 #include "vm/vm_newer.h"
 
 #include <stdio.h>
@@ -10,6 +11,7 @@
 /* All of this runs in the target thread, inside the event that the debugger stopped it for. The thread holds its queue entry's
  * done monitor meanwhile; nobody else wants it (docs/locks.md). */
 
+/* Status 0 is what the poster goes by: there is no outcome to deliver, and the thread goes back to the VM. */
 static void reset_outcome(JVMDI_Event* result) {
     result->kind = JVMDI_EVENT_USER_DEFINED;
     outcome_of(result)->exception = NULL;
@@ -45,6 +47,7 @@ static jvalue call_method(JNIEnv* env, const invoke_request* request) {
 
 static void fill_outcome(JNIEnv* env, const invoke_request* request, jvalue value, AgentInvokRet* outcome) {
     outcome->exception = env->ExceptionOccurred();
+    /* shown on the program's standard error, and no longer pending: the thread goes on in its own code, which did not throw it */
     if (outcome->exception) env->ExceptionDescribe();
     outcome->thread = request->thread;
     if (outcome->exception) {
@@ -55,17 +58,18 @@ static void fill_outcome(JNIEnv* env, const invoke_request* request, jvalue valu
     outcome->value = value;
     outcome->return_type = (unsigned char)request->return_type;
     outcome->value_class = NULL;
-    if ((request->return_type == 'L' || request->return_type == '[') && value.l) {
+    if (is_reference_type((char)request->return_type) && value.l)
         outcome->value_class = intern(env, env->GetObjectClass(value.l));
-    }
 }
 
 void service_invoke_request(JNIEnv* env, tmap_record* record, JVMDI_Event* result) {
     reset_outcome(result);
     invoke_request* request = record ? begin_invocation(record) : NULL;
     if (!request) return;
+    /* the record outlives the call: after THREAD_END, which may free it, the poster has looked it up again */
     const jvalue value = call_method(env, request);
     const jint state = shared_load(record->invocation_state);
+    /* aborted is not abandoned: the exception that ended the call is its outcome, for whoever looks at the event */
     const bool abandoned = request->sync && state != INVOKE_RUNNING && state != INVOKE_ABORTED;
     if (!abandoned) {
         fill_outcome(env, request, value, outcome_of(result));
@@ -74,6 +78,7 @@ void service_invoke_request(JNIEnv* env, tmap_record* record, JVMDI_Event* resul
     } else if (vm_is_newer()) {
         env->ExceptionClear(); /* or it would be thrown where the thread stands in its own code */
     }
+    /* from here on the thread's events count again, that of the outcome first */
     shared_store(record->invocation_state, INVOKE_NONE);
     free_invoke_method(env, request);
 }

@@ -7,6 +7,7 @@
 #include "registry/prep_list.h"
 #include "support/agent_self.h"
 #include "support/report.h"
+#include "support/text.h"
 #include "vm/vm_newer.h"
 
 #include <string.h>
@@ -39,8 +40,8 @@ static jint post(JNIEnv* env, void* event, event_handler handler, JVMDI_Event* r
 
 static void share_outcome(vm_shared_references* shared, AgentInvokRet* outcome) {
     shared->take(&outcome->exception);
-    const bool is_reference = outcome->return_type == 'L' || outcome->return_type == '[';
-    if (outcome->status == INVOKE_STATUS_RETURNED && is_reference) shared->take(&outcome->value.l);
+    const bool returned = outcome->status == INVOKE_STATUS_RETURNED;
+    if (returned && is_reference_type((char)outcome->return_type)) shared->take(&outcome->value.l);
 }
 
 static bool ends_thread(const void* event, event_handler handler) {

@@ -127,7 +127,7 @@ tmap_record* TMap_tid2local(agent_tid_t tid) {
 }
 
 /* Gives back what one field holds, and forgets it; 0, or the code of the failed Deallocate. */
-template <class T> static jint release(T*& field) {
+template <class T> static jint release_field(T*& field) {
     if (!field) return 0;
     if (jint err = deallocate_or_report(field)) return err;
     field = NULL;
@@ -138,21 +138,21 @@ static jint release_local_variables(tmap_record* record) {
     if (!record->local_variable_table) return 0;
     for (jint i = 0; i < record->local_variable_count; i++) {
         JVMDI_local_variable_entry* entry = &record->local_variable_table[i];
-        if (jint err = release(entry->name)) return err;
-        if (jint err = release(entry->signature)) return err;
+        if (jint err = release_field(entry->name)) return err;
+        if (jint err = release_field(entry->signature)) return err;
     }
-    return release(record->local_variable_table);
+    return release_field(record->local_variable_table);
 }
 
 void freeLocal(tmap_record* record) {
     if (!record) return;
-    if (release(record->classes)) return;
-    if (release(record->thread_name)) return;
-    if (release(record->line_number_table)) return;
+    if (release_field(record->classes)) return;
+    if (release_field(record->thread_name)) return;
+    if (release_field(record->line_number_table)) return;
     if (release_local_variables(record)) return;
-    if (release(record->bytecodes)) return;
+    if (release_field(record->bytecodes)) return;
     if (record->owned_monitor_count != 0) {
-        if (release(record->owned_monitors)) return;
+        if (release_field(record->owned_monitors)) return;
         record->owned_monitor_count = 0;
     }
 }

@@ -1,46 +1,31 @@
 /* The table of events: every kind that the interface declares has its row, and what a row says fits together. */
 #include "event/event_table.h"
 
+#include "declared_names.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <regex>
-#include <string>
 #include <vector>
 
-struct Kind {
-    jint number;
-    std::string name;
-};
-
-/* The kinds as the header of the interface declares them. */
-static std::vector<Kind> declared_kinds() {
-    std::vector<Kind> kinds;
-    std::ifstream header(QUOR_SOURCE_DIR "/agent/vm/jvmdi.h");
-    const std::regex declaration("constexpr jint JVMDI_EVENT_(\\w+) = (\\d+);");
-    std::smatch found;
-    for (std::string line; std::getline(header, line);)
-        if (std::regex_match(line, found, declaration)) kinds.push_back({std::stoi(found[2]), found[1]});
-    return kinds;
-}
+static number_names declared_kinds() { return declared_by_jvmdi("JVMDI_EVENT_"); }
 
 static std::vector<const event_row*> declared_rows() {
     std::vector<const event_row*> found;
-    for (const Kind& kind : declared_kinds())
-        if (const event_row* row = event_row_of(kind.number)) found.push_back(row);
+    for (const auto& [kind, name] : declared_kinds())
+        if (const event_row* row = event_row_of(kind)) found.push_back(row);
     return found;
 }
 
 TEST(EventTable, HasARowForEveryKindUnderItsName) {
-    const std::vector<Kind> kinds = declared_kinds();
+    const number_names kinds = declared_kinds();
     EXPECT_EQ(17u, kinds.size());
-    for (const Kind& kind : kinds) {
-        const event_row* row = event_row_of(kind.number);
-        ASSERT_TRUE(row) << kind.name;
-        EXPECT_EQ(kind.name, row->name);
-        EXPECT_EQ(kind.number, row->kind);
-        EXPECT_TRUE(row->dump) << kind.name;
+    for (const auto& [kind, name] : kinds) {
+        const event_row* row = event_row_of(kind);
+        ASSERT_TRUE(row) << name;
+        EXPECT_EQ(name, row->name);
+        EXPECT_EQ(kind, row->kind);
+        EXPECT_TRUE(row->dump) << name;
     }
 }
 
@@ -59,7 +44,7 @@ TEST(EventTable, IsReachedByTheNumberOfJvmtiToo) {
 
 /* Two kinds at one hook point could not be told apart by where the process stopped. */
 TEST(EventTable, ShowsEveryKindThatGoesOnAtAHookPointOfItsOwn) {
-    std::vector<event_hook> hooks;
+    std::vector<hook_point> hooks;
     for (const event_row* row : declared_rows()) {
         const bool dropped = row->verdict == DROP || row->verdict == DROP_DUMPED;
         EXPECT_EQ(!dropped && row->kind != JVMDI_EVENT_VM_DEATH, row->hook != nullptr) << row->name;
