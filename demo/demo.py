@@ -10,10 +10,11 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."
 
 import quor_gdb  # noqa: E402
 import quor_java as java  # noqa: E402
-from quor_gdb import call, fetched, get_global, out, out_bytes, out_text, run_to, set_global  # noqa: E402
+from quor_gdb import call, constant, error, fetched, out, out_bytes, out_text, run_to, set_global  # noqa: E402
 
-RETURNED, CONTROL_C, ABSENT_INFORMATION = 1, 3, 101
-STATES = ((0x400, "blocked on a monitor"), (0x40, "sleeping"), (0x200, "parked"), (0x80, "waiting"), (0x4, "runnable"))
+# the bits of a thread's state (JVMTI_THREAD_STATE_...), the first that is set tells
+STATES = (("BLOCKED_ON_MONITOR_ENTER", "blocked on a monitor"), ("SLEEPING", "sleeping"), ("PARKED", "parked"),
+          ("WAITING", "waiting"), ("RUNNABLE", "runnable"))
 
 
 class Step:
@@ -39,7 +40,7 @@ def must(condition, text):
 
 def state_of(thread):
     state = java.thread_state(thread)
-    what = next((name for bit, name in STATES if state & bit), "in another state")
+    what = next((text for name, text in STATES if state & constant(f"JVMTI_THREAD_STATE_{name}")), "in another state")
     return f"{what}, {'suspended' if state & java.SUSPENDED else 'NOT suspended'}"
 
 
@@ -59,7 +60,7 @@ def where(clazz, method, location):
     """A frame in words; code that the VM made itself has no lines."""
     name = java.signature(clazz)[1:-1].split("/")[-1].split(".")[0] + "." + java.method_name(method)
     count, table = out("jint"), out_bytes(gdb.lookup_type("JVMDI_line_number_entry").pointer())
-    if call("agent_get_linenumbertable", 0, clazz, method, count, table) == ABSENT_INFORMATION:
+    if call("agent_get_linenumbertable", 0, clazz, method, count, table) == error("ABSENT_INFORMATION"):
         return name
     return f"{name}, line {java.line_in(java.lines(clazz, method), location)}"
 
@@ -143,7 +144,7 @@ def change_and_call(thread, order):
     argument, result = out("jvalue"), out("AgentInvokRet")
     gdb.execute(f"set var ((jvalue*){int(argument)})[0].i = 10")
     code = call("agent_invoke_method", 0, thread, order, java.method(its_class, "price"), ord("I"), 1, argument, 1, result)
-    must(code == 0 and int(result["status"]) == RETURNED, "the method did not return")
+    must(code == 0 and int(result["status"]) == constant("INVOKE_STATUS_RETURNED"), "the method did not return")
     value = int(result["value"]["i"])
     say(f"order.price(10) = {value}")
     must(value == 50, "the method gave another value")
@@ -153,7 +154,7 @@ def caught_exception():
     step("The next order is refused: its exception is shown where it is thrown")
     run_to("hook_bpt")
     must(call("agent_set_thrownexception_filter", 0, out_text("java/lang/IllegalArgumentException")) == 0, "no filter")
-    must(call("agent_set_eventnotification", 0, 1, 4, 0) == 0, "no notification")
+    java.enable_event("EXCEPTION")
     event = run_to("hook_exception_thrown").part("exception")
     say(f"{java.signature(java.class_of(event['exception']))[1:-1]} in {java.method_name(event['method'])}, "
         f"to be caught in {java.method_name(event['catch_method'])}")
@@ -173,7 +174,8 @@ def control_c(clazz):
     asking.start()
     stop = run_to("hook_controlc")
     asking.join()
-    must(stop.kind == 5 and int(stop.part("user")["key"]) == CONTROL_C, "the stop is another")
+    stop.check_kind("USER_DEFINED")
+    must(int(stop.part("user")["key"]) == constant("CONTROLC_STATUS"), "the stop is another")
     served = java.field(clazz, "served")
     before = call("agent_get_static_field_long", 0, clazz, served)
     quor_gdb.rest(50)

@@ -23,13 +23,16 @@ using sim::run_child;
 
 #define LOG_SOURCE "test.c"
 
-static log_category** const flags[] = {
-    &LogJVMDI,         &LogJVMDIthread, &LogJVMDI_VM_thread, &LogJVMDIclass, &LogJVMDImethod,
-    &LogJVMDIlocation, &LogJVMDIframe,  &LogJVMPI,           &LogJVMPIgc,    &LogJVMPImonitor,
-};
-static const char* const names[] = {
-    "LogJVMDI",         "LogJVMDIthread", "LogJVMDI_VM_thread", "LogJVMDIclass", "LogJVMDImethod",
-    "LogJVMDIlocation", "LogJVMDIframe",  "LogJVMPI",           "LogJVMPIgc",    "LogJVMPImonitor",
+/* In the order that is part of the interface; a category has the name of its flag. */
+#define CATEGORY(flag) \
+    { #flag, &flag }
+static const struct {
+    const char* name;
+    log_category** flag;
+} categories[] = {
+    CATEGORY(LogJVMDI),       CATEGORY(LogJVMDIthread),   CATEGORY(LogJVMDI_VM_thread), CATEGORY(LogJVMDIclass),
+    CATEGORY(LogJVMDImethod), CATEGORY(LogJVMDIlocation), CATEGORY(LogJVMDIframe),      CATEGORY(LogJVMPI),
+    CATEGORY(LogJVMPIgc),     CATEGORY(LogJVMPImonitor),
 };
 
 TEST(LogAgent, MapHoldsTheTenCategoriesInOrderAllOff) {
@@ -37,9 +40,9 @@ TEST(LogAgent, MapHoldsTheTenCategoriesInOrderAllOff) {
     EXPECT_STREQ("log_cookie", _log_map_agent[0].name);
     EXPECT_EQ(NULL, _log_map_agent[0].flag);
     for (int i = 0; i < 10; i++) {
-        EXPECT_STREQ(names[i], _log_map_agent[i + 1].name);
-        EXPECT_EQ(flags[i], _log_map_agent[i + 1].flag);
-        EXPECT_EQ(NULL, *flags[i]);
+        EXPECT_STREQ(categories[i].name, _log_map_agent[i + 1].name);
+        EXPECT_EQ(categories[i].flag, _log_map_agent[i + 1].flag);
+        EXPECT_EQ(NULL, *categories[i].flag);
     }
     for (int i = 0; i <= 11; i++) EXPECT_EQ(0u, _log_map_agent[i].flags);
     EXPECT_EQ(NULL, _log_map_agent[11].name);
@@ -51,8 +54,8 @@ TEST(LogAgent, HeaderOfEachCategoryIsItsNameInElevenCharactersOrMore) {
         log_start(NULL, stdout);
         log_echo(1);
         for (int i = 0; i < 10; i++) {
-            log_enable(names[i], 0, 0);
-            AGENT_LOG(*flags[i], "|");
+            log_enable(categories[i].name, 0, 0);
+            AGENT_LOG(*categories[i].flag, "|");
         }
     });
     EXPECT_EQ("LogJVMDI   |\nLogJVMDIthread|\nLogJVMDI_VM_thread|\nLogJVMDIclass|\nLogJVMDImethod|\n"
