@@ -31,7 +31,7 @@ bool agent_thread_is_leaving();
  * deleted when the event was processed, since nothing else tells when that thread ends. Null otherwise. */
 jthread adopt_unannounced_thread(JNIEnv* env, JVMDI_Event* event, agent_tid_t tid);
 
-/* Puts the boot hooks back when the VM dies. Set at load, by those who install them. */
+/* Puts the boot phase's event hooks back when the VM dies. Set at load, by those who install them. */
 extern void (*put_back_boot_hooks)();
 
 #endif

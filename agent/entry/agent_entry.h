@@ -22,13 +22,13 @@
 
 /* Takes hold of the Java side: installs the full event hooks (SetEventCallbacks or SetEventHook), switches on the events
  * that the debugger needs (SetEventNotificationMode), and lists the prepared classes afresh. 0, or the code of installing
- * the hooks, after "agent_attach_jquor: JVMDI_SetEventHook() failed -- ...". On the agent thread, which must be at a hook or
+ * the event hooks, after "agent_attach_jquor: JVMDI_SetEventHook() failed -- ...". On the agent thread, which must be at a hook or
  * waiting; on a VM newer than JVMTI 1.0 it gives 99 elsewhere, and has done nothing. A debugger that stops the process anywhere
  * sets jquor_attached first, and calls this at the agent's answer, jquor_jvmdi_sync_hook. One that calls it at a hook may set
  * jquor_attached afterwards. */
 AGENT_API jint agent_attach_jquor(JNIEnv* env);
 
-/* Lets go: switches the events off, puts the boot hook back and clears all breakpoints (JVMDI only), drops pending
+/* Lets go: switches the events off, puts the boot event hook back and clears all breakpoints (JVMDI only), drops pending
  * invocations and resumes all threads. Under JVMTI breakpoints stay set and the callbacks installed. Gives 0.
  * On a VM newer than JVMTI 1.0 handles end with the stop at which this is called, but for those of threads and those that a
  * filter holds; so do handles of classes, which otherwise live as long as the process. */

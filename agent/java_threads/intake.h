@@ -1,4 +1,4 @@
-/* intake.h: the full hooks, installed by agent_attach_jquor; they run on the raising Java thread. */
+/* intake.h: the full event hooks, installed by agent_attach_jquor; they run on the raising Java thread. */
 #ifndef QUOR_INTAKE_H
 #define QUOR_INTAKE_H
 

@@ -1,4 +1,4 @@
-/* boot_hooks.h: the hooks in force until a debugger attaches, and again when the VM dies. */
+/* boot_hooks.h: the event hooks in force until a debugger attaches, and again when the VM dies. */
 #ifndef QUOR_BOOT_HOOKS_H
 #define QUOR_BOOT_HOOKS_H
 

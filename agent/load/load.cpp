@@ -60,7 +60,7 @@ static void get_jvmdi_capabilities() {
     if (err) agent_fatal_error("AgentThread:JVM_OnLoad():JVMDI_GetCapabilities() failed %s\n", err);
 }
 
-/* The last steps of both entry points: registries, queues, boot hooks. */
+/* The last steps of both entry points: registries, queues, the boot phase's event hooks. */
 static jint finish_load() {
     URef_init();
     PrepList_init(&prep_list);

@@ -20,7 +20,7 @@ AGENT_API monitor_t tmap_lock;
 /* Called for each record of a walk with the walk's own two arguments; the result is ignored. */
 typedef jint (*TMap_callback)(void* a, tmap_record* record, void* b);
 
-/* Gives 1; called by the boot hook at VM initialisation. tmap_lock is ready from the beginning: threads may start before, and
+/* Gives 1; called by the boot event hook at VM initialisation. tmap_lock is ready from the beginning: threads may start before, and
  * while, this is called. */
 AGENT_API jint TMap_init();
 
