@@ -44,12 +44,16 @@ static void share_references(vm_shared_references* shared, JVMDI_Event* event) {
     if (wanted & SHARE_THREAD) shared->share(&u.thread_change.thread);
 }
 
+enum { CALLBACK_REFERENCES = 32 }; /* that an event on the agent thread makes */
+
 /* What both full hooks do with an event; `message` reports, with the error's name, that it cannot be queued. */
 static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, failure_format message) {
     if (agent_thread_is_leaving()) return;
     JVMDI_Event event = *raised;
     if (!filter_jvmdi_event(env, &event)) return;
     if (is_agent_thread(tid)) {
+        /* raised by a question at a stop: -Xcheck:jni holds the stop's references against the callback's small frame */
+        vm_expect_local_references(env, CALLBACK_REFERENCES);
         if (vm_is_newer() && event.kind == JVMDI_EVENT_CLASS_PREPARE)
             PrepList_add_unasked(&prep_list, env, event.u.class_event.clazz);
         process_jvmdi_event(env, &event, tid); /* the agent thread empties the queue: it cannot wait in it */

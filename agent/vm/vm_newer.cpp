@@ -24,7 +24,7 @@ static bool promised(JNIEnv* env, jint err) {
 }
 
 void vm_expect_local_references(JNIEnv* env, jint count) {
-    if (vm_is_newer()) promised(env, env->EnsureLocalCapacity(count));
+    if (vm_is_newer()) promised(env, env->EnsureLocalCapacity(LOCAL_FRAME_CAPACITY + count));
 }
 
 vm_local_frame::vm_local_frame(JNIEnv* env) : framed(NULL) {

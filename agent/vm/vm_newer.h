@@ -13,7 +13,8 @@ bool vm_is_newer();
 jobject vm_durable(JNIEnv* env, jobject returned);
 
 /* Tells a newer VM that `count` local references more will live in the current frame, as a JVMTI function that returns a list
- * makes them: under -Xcheck:jni it would remark on them in the program's output. Does nothing elsewhere. */
+ * makes them: under -Xcheck:jni it would remark on them in the program's output. Asks for those of a stop besides, since that
+ * check takes note of a promise only if it is greater than the frame's last one (HotSpot 17.0.15). Does nothing elsewhere. */
 void vm_expect_local_references(JNIEnv* env, jint count);
 
 /* Runs one piece of the agent thread's work in a frame of local references of its own on a newer VM: the agent thread never

@@ -295,7 +295,7 @@ TEST_P(Seeding, MakesTheseCalls) {
     EXPECT_EQ(1, seed());
 
     strings expected = vm_calls({"GetLoadedClasses()"});
-    if (newer()) expected.push_back("JNI.EnsureLocalCapacity(1)");
+    if (newer()) expected.push_back("JNI.EnsureLocalCapacity(1025)");
     expected.push_back(room(1));
     expected.push_back(sim.vm_name("GetObjectHashCode(Foo)"));
     if (on_jvmti()) expected.push_back("JNI.NewGlobalRef(Foo)");

@@ -78,7 +78,7 @@ TEST_P(NewerVm, NullStaysNull) {
 TEST_P(NewerVm, IsToldOfLocalReferencesToCome) {
     vm_expect_local_references(env, 440);
     if (newer())
-        EXPECT_CALLS(sim.calls(), "JNI.EnsureLocalCapacity(440)");
+        EXPECT_CALLS(sim.calls(), "JNI.EnsureLocalCapacity(1464)");
     else
         EXPECT_CALLS(sim.calls());
 }
