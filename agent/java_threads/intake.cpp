@@ -10,10 +10,12 @@
 #include "support/agent_self.h"
 #include "support/log_agent.h"
 #include "support/report.h"
+#include "support/text.h"
 #include "vm/vm_newer.h"
 
 /* All of this runs on the raising thread, in a callback of the VM: the references of the event are that thread's local ones, and
- * the record is on its stack. Both reach the agent thread only because this thread waits for it in add_event. */
+ * the record is on its stack. Both reach the agent thread only because this thread waits for it in add_event. What the debugger
+ * is not to see is dropped here, before it costs the thread that wait. */
 
 jint filter_jvmdi_event(JNIEnv* env, JVMDI_Event* event) {
     const event_row* row = event_row_of(event->kind);
@@ -28,14 +30,13 @@ jint filter_jvmdi_event(JNIEnv* env, JVMDI_Event* event) {
     }
 }
 
-static bool is_reference_type(char signature_type) { return signature_type == 'L' || signature_type == '['; }
-
 /* The references of an event belong to the raising thread; the agent thread is about to use them. */
 static void share_references(vm_shared_references* shared, JVMDI_Event* event) {
     const event_row* row = event_row_of(event->kind);
     const unsigned wanted = row ? row->shared : 0;
     auto& u = event->u;
     if (wanted & SHARE_EXCEPTION) shared->share(&u.exception.exception);
+    /* the value is a union: only the signature tells whether it is a reference */
     if ((wanted & SHARE_VALUE) && is_reference_type(u.field_modification.signature_type))
         shared->share(&u.field_modification.new_value.l);
     if (wanted & SHARE_FIELD) shared->share(&u.field_access.field_clazz);
@@ -46,10 +47,10 @@ static void share_references(vm_shared_references* shared, JVMDI_Event* event) {
 
 enum { CALLBACK_REFERENCES = 32 }; /* that an event on the agent thread makes */
 
-/* What both full hooks do with an event; `message` reports, with the error's name, that it cannot be queued. */
+/* What both full event hooks do with an event; `message` reports, with the error's name, that it cannot be queued. */
 static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, failure_format message) {
     if (agent_thread_is_leaving()) return;
-    JVMDI_Event event = *raised;
+    JVMDI_Event event = *raised; /* its references are about to be replaced; JVMDI's record is the VM's own */
     if (!filter_jvmdi_event(env, &event)) return;
     if (is_agent_thread(tid)) {
         /* raised by a question at a stop: -Xcheck:jni holds the stop's references against the callback's small frame */
@@ -59,7 +60,7 @@ static void take_event(JNIEnv* env, const JVMDI_Event* raised, agent_tid_t tid, 
         process_jvmdi_event(env, &event, tid); /* the agent thread empties the queue: it cannot wait in it */
         return;
     }
-    if (!shared_load(agent_thread)) return;
+    if (!shared_load(agent_thread)) return; /* it has finished: nobody would release this thread */
     vm_shared_references shared(env);
     share_references(&shared, &event);
     if (jint err = add_event(env, &event, {.jvmdi = process_jvmdi_event})) agent_fatal_error(message, err);
@@ -78,6 +79,7 @@ void jvmpi_event_hook(JVMPI_Event* event) {
         process_jvmpi_event(event->env_id, event, agent_self());
         return;
     }
+    /* readers of the output know this text: it names the other interface's event hook */
     if (jint err = add_event(event->env_id, event, {.jvmpi = process_jvmpi_event}))
         agent_fatal_error("jvmdi_event_hook:Unable to process event failed -- %s\n", err);
 }
