@@ -106,12 +106,13 @@ class JavaFilter:
 def _decorated(vm, frames):
     """Every frame decorated; those with debug information stay as they came."""
     top = True
+    holds = vm.code_cache.holds
     for given in frames:
         frame = given.inferior_frame()
         try:
             pc = frame.pc()
-            if vm.in_code(pc):
-                for java in vm.java_frames_of(frame):
+            if holds(pc):
+                for java in vm.java_frames_at(frame, pc):
                     yield JavaDecorator(frame, java)
                     if java.name == IN_THE_HEAP:
                         for left in objects.frames_left_in_heap(vm, java.registers.sp):

@@ -5,7 +5,6 @@ from gdb.unwinder import Unwinder, register_unwinder
 from quor.errors import QuorError
 from quor.hotspot.complaint import complain
 from quor.hotspot import vm as vms
-from quor.hotspot import x86
 from quor.hotspot.frames.registers import Registers
 
 
@@ -36,25 +35,25 @@ class JavaUnwinder(Unwinder):
         vm = vms.known()
         if vm is None or vm.code_cache is None:
             return None
-        pc_value = pending.read_register(vm.pc_name)
-        pc = int(pc_value) & vm.memory.mask
+        mask = vm.memory.mask
+        pc = int(pending.read_register(vm.pc_name)) & mask
         if not vm.code_cache.holds(pc):
             return None
-        sp_value = pending.read_register(vm.sp_name)
+        sp, fp = int(pending.read_register(vm.sp_name)) & mask, int(pending.read_register(vm.fp_name)) & mask
         reader = _Reader(vm, pending)
-        registers = _registers(vm, pc, int(sp_value) & vm.memory.mask, reader(x86.FP), reader, getattr(pending, "level", None))
+        registers = _registers(vm, pc, sp, fp, reader, getattr(pending, "level", None))
         caller = vm.unwind(registers)
         reader.close()
         if caller is None:
             return None
         vm.unwound[registers.sp, pc] = registers, caller
-        pc_type, sp_type = pc_value.type, sp_value.type
-        info = pending.create_unwind_info(FrameId(gdb.Value(caller.base).cast(sp_type), gdb.Value(caller.start).cast(pc_type)))
-        info.add_saved_register(vm.pc_name, gdb.Value(caller.pc).cast(pc_type))
-        info.add_saved_register(vm.sp_name, gdb.Value(caller.sp).cast(sp_type))
-        info.add_saved_register(vm.fp_name, gdb.Value(caller.fp).cast(sp_type))
+        info = pending.create_unwind_info(FrameId(vm.address_value(caller.base), vm.start_value(caller.start)))
+        # an int becomes a value of type long, which is as wide as each of these registers
+        info.add_saved_register(vm.pc_name, gdb.Value(caller.pc))
+        info.add_saved_register(vm.sp_name, gdb.Value(caller.sp))
+        info.add_saved_register(vm.fp_name, gdb.Value(caller.fp))
         for number, value in caller.saved.items():
-            info.add_saved_register(vm.register_names[number], gdb.Value(value).cast(vm.word_type))
+            info.add_saved_register(vm.register_names[number], gdb.Value(value))
         return info
 
 

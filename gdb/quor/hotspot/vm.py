@@ -25,6 +25,7 @@ class Vm(HotSpot):
         self.inferior = inferior
         self.unwound = {}  # (sp, pc) of a frame at this stop: its Registers and Caller
         self.plain_frames = {}  # pc: what the frame filter shows of a native frame there
+        self._start_values = {}  # address: the gdb.Value of it
         super().__init__(Memory(self._read, _word_size()), address_of_symbol, _is_native)
         self.word_type = gdb.lookup_type("unsigned long")  # of general registers
         self.register_names = NAMES_64 if self.word_size == 8 else NAMES_32
@@ -37,17 +38,30 @@ class Vm(HotSpot):
         except (gdb.error, OverflowError) as error:
             raise Unreadable(address) from error
 
+    def address_value(self, address):
+        """A gdb.Value that gdb takes for this address; a plain int would be a signed one on i386."""
+        return gdb.Value(address).cast(self.word_type)
+
+    def start_value(self, address):
+        """The same for the beginning of a blob, of which there are few."""
+        value = self._start_values.get(address)
+        if value is None:
+            value = self._start_values[address] = self.address_value(address)
+        return value
 
     def forget(self):
         super().forget()
         self.unwound.clear()
         self.plain_frames.clear()
+        self._start_values.clear()
 
     def java_frames_of(self, frame):
         """The JavaFrames of a gdb.Frame, the innermost first; empty when it is no frame of the code cache."""
         pc = frame.pc()
-        if not self.in_code(pc):
-            return []
+        return self.java_frames_at(frame, pc) if self.in_code(pc) else []
+
+    def java_frames_at(self, frame, pc):
+        """The same of a frame whose pc is known to lie in the code cache."""
         sp = self._read_register(frame, x86.SP)
         found = self.unwound.get((sp, pc))
         if found is None:  # unwound before what we keep was dropped; gdb keeps frames longer

@@ -24,7 +24,8 @@ enum End {
     stack_overflow,
     crash,
     aborted,
-    until_told
+    until_told,
+    announce_until_told
 };
 
 volatile int sink;
@@ -89,6 +90,10 @@ void reach(JNIEnv* env, jint end) {
     case crash: crash_at(nullptr); break;
     case aborted: abort(); break;
     case until_told: wait_until_told(); break;
+    case announce_until_told:
+        announce(env);
+        wait_until_told();
+        break;
     default: break;
     }
 }
