@@ -60,5 +60,6 @@ class FieldReader:
             for optional in ("initialized", "generic", "contended"):
                 if flags & self._flags[optional]:
                     reader.unsigned()
-            found.append(Field(self._pool_symbol(pool, name), self._pool_symbol(pool, signature), offset, bool(access & _ACC_STATIC)))
+            found.append(Field(self._pool_symbol(pool, name), self._pool_symbol(pool, signature), offset,
+                               bool(access & _ACC_STATIC)))
         return found

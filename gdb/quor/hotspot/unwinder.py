@@ -47,13 +47,12 @@ class JavaUnwinder(Unwinder):
         if caller is None:
             return None
         vm.unwound[registers.sp, pc] = registers, caller
-        info = pending.create_unwind_info(FrameId(vm.address_value(caller.base), vm.start_value(caller.start)))
-        # an int becomes a value of type long, which is as wide as each of these registers
-        info.add_saved_register(vm.pc_name, gdb.Value(caller.pc))
-        info.add_saved_register(vm.sp_name, gdb.Value(caller.sp))
-        info.add_saved_register(vm.fp_name, gdb.Value(caller.fp))
+        info = pending.create_unwind_info(FrameId(vm.value(caller.base), vm.start_value(caller.start)))
+        info.add_saved_register(vm.pc_name, vm.value(caller.pc))
+        info.add_saved_register(vm.sp_name, vm.value(caller.sp))
+        info.add_saved_register(vm.fp_name, vm.value(caller.fp))
         for number, value in caller.saved.items():
-            info.add_saved_register(vm.register_names[number], gdb.Value(value))
+            info.add_saved_register(vm.register_names[number], vm.value(value))
         return info
 
 

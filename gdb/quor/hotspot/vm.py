@@ -27,7 +27,9 @@ class Vm(HotSpot):
         self.plain_frames = {}  # pc: what the frame filter shows of a native frame there
         self._start_values = {}  # address: the gdb.Value of it
         super().__init__(Memory(self._read, _word_size()), address_of_symbol, _is_native)
-        self.word_type = gdb.lookup_type("unsigned long")  # of general registers
+        # makes a gdb.Value as wide as a register: an int becomes a long, or what is wider when a long has no room for it
+        self.value = gdb.Value if self.word_size == 8 else self._narrow_value
+        self._word_type = gdb.lookup_type("unsigned long")
         self.register_names = NAMES_64 if self.word_size == 8 else NAMES_32
         self.pc_name = "rip" if self.word_size == 8 else "eip"
         self.sp_name, self.fp_name = self.register_names[x86.SP], self.register_names[x86.FP]
@@ -38,15 +40,14 @@ class Vm(HotSpot):
         except (gdb.error, OverflowError) as error:
             raise Unreadable(address) from error
 
-    def address_value(self, address):
-        """A gdb.Value that gdb takes for this address; a plain int would be a signed one on i386."""
-        return gdb.Value(address).cast(self.word_type)
+    def _narrow_value(self, number):
+        return gdb.Value(number).cast(self._word_type)
 
     def start_value(self, address):
-        """The same for the beginning of a blob, of which there are few."""
+        """The value of the beginning of a blob, of which there are few."""
         value = self._start_values.get(address)
         if value is None:
-            value = self._start_values[address] = self.address_value(address)
+            value = self._start_values[address] = self.value(address)
         return value
 
     def forget(self):

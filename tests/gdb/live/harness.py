@@ -126,8 +126,9 @@ class Jvm:
         self.long = os.environ.get("QUOR_SOAK", "") not in ("", "0")
 
     def command(self, arguments, options=(), java=None):
-        return [java or self.java, "-Xmx128m", "-XX:ReservedCodeCacheSize=48m", "-XX:-UsePerfData", "-Xshare:auto", "-XX:+UnlockDiagnosticVMOptions",
-                "-XX:+ShowHiddenFrames", *(["--enable-native-access=ALL-UNNAMED"] if self.version >= 24 else []), *options,
+        return [java or self.java, "-Xmx128m", "-XX:ReservedCodeCacheSize=48m", "-XX:-UsePerfData", "-Xshare:auto",
+                "-XX:+UnlockDiagnosticVMOptions", "-XX:+ShowHiddenFrames",
+                *(["--enable-native-access=ALL-UNNAMED"] if self.version >= 24 else []), *options,
                 "-cp", self.classes, f"-Djava.library.path={self.native}", "Mix", *map(str, arguments)]
 
     def start(self, *arguments, options=(), java=None, cores=False):
@@ -185,8 +186,8 @@ def gdb(jvm, commands, pid=None, core=None, arguments=(), front=True, seconds=LI
     command += ["-ex", "echo \\n<<end\\n"]
     if arguments:
         command += ["--args", *map(str, arguments)]
-    process = subprocess.Popen(command, cwd=jvm.folder, env={**environment(jvm.folder), **dict(variables)}, stdin=subprocess.DEVNULL,
-                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
+    process = subprocess.Popen(command, cwd=jvm.folder, env={**environment(jvm.folder), **dict(variables)},
+                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
     try:
         output, _ = process.communicate(timeout=seconds)
         ended = True

@@ -24,7 +24,8 @@ def unsigned5(*values):
 
 class FieldsTest(unittest.TestCase):
     def reader(self, image, fields, ints):
-        export_tables(image, fields=[("InstanceKlass::_constants", 0), ("Array<int>::_length", 0), *fields], sizes=[("X", 1)], ints=ints)
+        export_tables(image, fields=[("InstanceKlass::_constants", 0), ("Array<int>::_length", 0), *fields], sizes=[("X", 1)],
+                      ints=ints)
         return FieldReader(image.memory, Tables(image.memory, image.symbol), lambda pool, index: _NAMES[index])
 
     def test_the_slots_of_older_vms_hold_offsets_in_two_halves_above_a_tag(self):
@@ -34,7 +35,8 @@ class FieldsTest(unittest.TestCase):
         image.put_u16(klass + 16, 2)
         rows = [(2, 1, 2, 0, (12 << 2 | 1) & 0xffff, 0), (8, 5, 2, 0, (0x12345 << 2 | 1) & 0xffff, 0x12345 << 2 >> 16)]
         image.write(array + 4, b"".join(struct.pack("<6H", *row) for row in rows))
-        reader = self.reader(image, [("InstanceKlass::_fields", 8), ("InstanceKlass::_java_fields_count", 16), ("Array<u2>::_data", 4)],
+        reader = self.reader(image, [("InstanceKlass::_fields", 8), ("InstanceKlass::_java_fields_count", 16),
+                                     ("Array<u2>::_data", 4)],
                              [("FieldInfo::field_slots", 6), ("FIELDINFO_TAG_SIZE", 2), ("FieldInfo::access_flags_offset", 0),
                               ("FieldInfo::name_index_offset", 1), ("FieldInfo::signature_index_offset", 2),
                               ("FieldInfo::low_packed_offset", 4), ("FieldInfo::high_packed_offset", 5)])
@@ -45,7 +47,8 @@ class FieldsTest(unittest.TestCase):
         image = Image()
         klass, array = image.take(64), image.take(4096)
         image.put_word(klass + 8, array)
-        data = unsigned5(3, 1) + unsigned5(1, 2, 12, 2, 0) + unsigned5(5, 2, 300, 8, 0b10101, 77, 88, 99) + unsigned5(6, 7, 24, 0, 0)
+        data = (unsigned5(3, 1) + unsigned5(1, 2, 12, 2, 0) + unsigned5(5, 2, 300, 8, 0b10101, 77, 88, 99)
+                + unsigned5(6, 7, 24, 0, 0))
         data += unsigned5(1, 4, 40, 0, 2)  # injected by the VM: not the class's own
         image.put_int(array, len(data))
         image.write(array + 4, data)

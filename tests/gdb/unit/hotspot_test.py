@@ -29,7 +29,8 @@ class NamesTest(unittest.TestCase):
     def test_inlined_methods_are_frames_of_their_own(self):
         for new in (False, True):
             _, run = self.compiled(new)
-            self.assertEqual([("Mix.inner(long) (Mix.java:22)", javaframes.INLINED), ("Mix.outer() (Mix.java:10)", javaframes.COMPILED)],
+            self.assertEqual([("Mix.inner(long) (Mix.java:22)", javaframes.INLINED),
+                              ("Mix.outer() (Mix.java:10)", javaframes.COMPILED)],
                              self.names(run, Registers(run.pc, run.sp, run.fp)))
 
     def test_a_frame_to_be_deoptimised_is_named_by_the_pc_that_was_replaced(self):
@@ -114,8 +115,9 @@ class ForeignTablesTest(unittest.TestCase):
         self.assertRegex(hotspot.complaints[0], "^Java frames are off: CodeBlob::_size has offset ")
 
     def test_offsets_that_are_merely_wrong_give_no_frames_and_no_error(self):
-        for name in ("CodeHeap::_segmap", "CodeBlob::_size", "CodeBlob::_frame_size", "GrowableArray<int>::_data", "CodeBlob::_name",
-                     "Method::_constMethod", "nmethod::_scopes_pcs_offset", "CompiledMethod::_method", "CodeBlob::_code_begin"):
+        for name in ("CodeHeap::_segmap", "CodeBlob::_size", "CodeBlob::_frame_size", "GrowableArray<int>::_data",
+                     "CodeBlob::_name", "Method::_constMethod", "nmethod::_scopes_pcs_offset", "CompiledMethod::_method",
+                     "CodeBlob::_code_begin"):
             with self.subTest(name=name):
                 world = World(change={name: 0x2c8})
                 method = world.method("Mix", "f", "()V")

@@ -50,4 +50,5 @@ class TextTest(unittest.TestCase):
         self.assertEqual('"a\\"b\\n\\u0000é"', quoted('a"b\n\0é'))
 
     def test_primitives_look_as_in_java(self):
-        self.assertEqual(["true", "'x'", "-3", "2.5"], [primitive("Z", True), primitive("C", "x"), primitive("I", -3), primitive("D", 2.5)])
+        self.assertEqual(["true", "'x'", "-3", "2.5"],
+                         [primitive("Z", True), primitive("C", "x"), primitive("I", -3), primitive("D", 2.5)])

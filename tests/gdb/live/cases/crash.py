@@ -10,7 +10,8 @@ MODES = {"default": ([], 6000), "C1": (["-XX:TieredStopAtLevel=1"], 3000), "inte
 
 def plain(stack):
     """Without the numbers that a VM gives to hidden classes and with one word for no line."""
-    return [(re.sub(r"/.*", "", type_name), method, "" if where.startswith("null:") else where) for type_name, method, where in stack]
+    return [(re.sub(r"/.*", "", type_name), method, "" if where.startswith("null:") else where)
+            for type_name, method, where in stack]
 
 
 def depths(stack):

@@ -7,14 +7,15 @@ HELPER = ("python exec('''\nfrom quor.hotspot import vm\n"
           "        thread.switch()\n"
           "        frame = gdb.newest_frame()\n"
           "        while frame is not None:\n"
-          "            if any(each.method is not None and each.method.name == name for each in vm.required().java_frames_of(frame)):\n"
+          "            methods = [each.method for each in vm.required().java_frames_of(frame)]\n"
+          "            if any(method is not None and method.name == name for method in methods):\n"
           "                frame.select()\n"
           "                return\n"
           "            frame = frame.older()\n"
           "''')")
 SELECT = "python select('look')"
-EXPECTED = {"whole": "-5", "large": "1099511627776", "real": "2.5", "single": "1.5", "letter": "'x'", "truth": "true", "little": "-3",
-            "small": "300", "text": '"text é"', "array": "int[3] {1, 2, 3}", "nothing": "null", "later": "95"}
+EXPECTED = {"whole": "-5", "large": "1099511627776", "real": "2.5", "single": "1.5", "letter": "'x'", "truth": "true",
+            "little": "-3", "small": "300", "text": '"text é"', "array": "int[3] {1, 2, 3}", "nothing": "null", "later": "95"}
 HEADING = "Locals.look(int, long, double, float, char, boolean, byte, short, String, int[], Object) (Locals.java:"
 
 

@@ -1,5 +1,5 @@
-"""frame, up, down, info frame and finish through Java frames leave registers right: what they told of a caller is what the processor
-holds when it is back there, and native frames between Java parts show their arguments and locals."""
+"""frame, up, down, info frame and finish through Java frames leave registers right: what they told of a caller is what the
+processor holds when it is back there, and native frames between Java parts show their arguments and locals."""
 import re
 
 from harness import check, check_equal, frames, gdb, note

@@ -28,8 +28,8 @@ def check_stop(jvm, what, end, first, signal, options=()):
 def undoes(jvm):
     with jvm.start("faults", CRASH) as program:
         program.ready()
-        texts = gdb(jvm, ["info signals", "info breakpoints", "java settings", "java settings", "info breakpoints", "java settings off",
-                          "info signals", "info breakpoints", "java settings off"], pid=program.pid)
+        texts = gdb(jvm, ["info signals", "info breakpoints", "java settings", "java settings", "info breakpoints",
+                          "java settings off", "info signals", "info breakpoints", "java settings off"], pid=program.pid)
     check_equal(texts[6], texts[0], "the handling of signals, afterwards")
     check_equal(texts[7], texts[1], "the breakpoints, afterwards")
     check_equal(texts[4].count("java_fault"), 1, "the catchpoints that saying it twice makes")

@@ -1,8 +1,8 @@
 """Started under gdb: before libjvm is loaded, before it is initialised, and then."""
 from harness import check, check_equal, check_whole, frames, gdb, java_frames
 
-COMMANDS = ["starti", "bt", "thread apply all bt", "tbreak JNI_CreateJavaVM", "continue", "bt", "tbreak Java_Descent_register", "continue",
-            "bt", "tbreak Java_Descent_bottom", "continue", "bt", "kill"]
+COMMANDS = ["starti", "bt", "thread apply all bt", "tbreak JNI_CreateJavaVM", "continue", "bt", "tbreak Java_Descent_register",
+            "continue", "bt", "tbreak Java_Descent_bottom", "continue", "bt", "kill"]
 
 
 def case(jvm):

@@ -27,7 +27,8 @@ def without_modules(stack):
 def settled(program):
     """The threads of a dump in which the main thread has come to its wait, else None."""
     dump = dumped(program.thread_dump())
-    return dump if any(stack[:1] == [("Descent", "sleep", "native")] and ("Mix", "main") == stack[-1][:2] for stack in dump.values()) else None
+    asleep = any(stack[:1] == [("Descent", "sleep", "native")] and ("Mix", "main") == stack[-1][:2] for stack in dump.values())
+    return dump if asleep else None
 
 
 def case(jvm):

@@ -35,7 +35,8 @@ def check_list(text, what):
 def check_numbers(text, natives, program_dump, what):
     """gdb's numbers lead to the native threads that the VM's own dump tells."""
     numbers = {match.group(2): int(match.group(1)) for match in re.finditer(r"^\*? +(\d+) (\S+)  ", text, re.MULTILINE)}
-    told = {match.group(1): int(match.group(2), 0) for match in re.finditer(r'^"([^"]+)".*\bnid=(0x[0-9a-f]+|\d+)', program_dump, re.MULTILINE)}
+    told = {match.group(1): int(match.group(2), 0)
+            for match in re.finditer(r'^"([^"]+)".*\bnid=(0x[0-9a-f]+|\d+)', program_dump, re.MULTILINE)}
     common = set(numbers) & set(told)
     check(len(common) > THREADS, f"{what}: threads in both lists: {common}")
     for name in common:
@@ -48,7 +49,8 @@ def one(jvm, what, options):
         wait_until(lambda: settled(program), "the main thread waits too")
         dump = program.thread_dump()
         core = what == "default"
-        texts = gdb(jvm, ["java threads", NAMES, "thread 1", "java threads -v", "thread", *["gcore threads.core"] * core], pid=program.pid)
+        texts = gdb(jvm, ["java threads", NAMES, "thread 1", "java threads -v", "thread", *["gcore threads.core"] * core],
+                    pid=program.pid)
     check_list(texts[0], what)
     check_numbers(texts[0], ast.literal_eval(texts[1]), dump, what)
     check(re.search(r"natürlich-2 .*daemon=True tid=\d+ lwp=\d+ JavaThread=0x", texts[3]), f"{what}: -v tells more: {texts[3]}")

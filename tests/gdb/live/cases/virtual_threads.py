@@ -22,12 +22,14 @@ def check_virtual(text, what):
         check_equal(found, PARKED, f"{what}: the frames of virtual-parked-{number}, innermost first")
         check(unmounted_frames(text, f"virtual-parked-{number}")[-1][0] == "jdk.internal.vm.Continuation", f"{what}: to its end")
     check(re.search(r"^ +\d+ virtual-pinned  running  mounted$", text, re.MULTILINE), f"{what}: the pinned one is mounted: {text}")
-    check(re.search(r"^ +- #\d+  parked  unmounted  Virtual\.deep$", text, re.MULTILINE), f"{what}: the executor's, which has no name")
+    check(re.search(r"^ +- #\d+  parked  unmounted  Virtual\.deep$", text, re.MULTILINE),
+          f"{what}: the executor's, which has no name")
     check("7 virtual threads." in text, f"{what}: {text}")
 
 
 def check_mounted(text, what):
-    carriers = [stack for stack in threads(text).values() if any(re.match(r"Virtual(\$|$)", name) for name, _, _ in java_frames(stack))]
+    carriers = [stack for stack in threads(text).values()
+                if any(re.match(r"Virtual(\$|$)", name) for name, _, _ in java_frames(stack))]
     check(carriers, f"{what}: threads carry virtual ones")
     for heading, stack in threads(text).items():
         check_whole(stack, f"{what}: {heading}")
@@ -63,7 +65,8 @@ def case(jvm):
                         program)
         check_virtual(texts[0], mode)
         check_mounted(texts[1], mode)
-        check('(carries virtual thread "virtual-pinned")' in texts[2], f"{mode}: java threads tells whom a carrier carries: {texts[2]}")
+        check('(carries virtual thread "virtual-pinned")' in texts[2],
+              f"{mode}: java threads tells whom a carrier carries: {texts[2]}")
         note(f"virtual_threads: mode {mode}: all frames")
         if core:
             texts = gdb(jvm, ["java threads -virtual -v"], core=jvm.folder / "virtual.core", arguments=[jvm.java])

@@ -124,7 +124,8 @@ public class Work {
     static void garbage() {
         Object[] kept = new Object[64];
         for (int i = 0; i < 20_000; i++) {
-            kept[i & 63] = i % 100 == 0 ? new byte[20_000] : new StringBuilder().append(i).append("/").append(kept.length).toString();
+            kept[i & 63] = i % 100 == 0 ? new byte[20_000]
+                                        : new StringBuilder().append(i).append("/").append(kept.length).toString();
         }
         sink += kept.length;
         System.gc();
@@ -207,7 +208,8 @@ public class Work {
         for (int i = 0; i < 200; i++) {
             sink += (int) SMALL.invokeExact(i) + (int) bound.invoke() + (int) filtered.invoke((Integer) i);
         }
-        sink += IntStream.range(0, 500).map(Work::small).filter(value -> (value & 1) == 0).boxed().mapToInt(Integer::intValue).sum();
+        sink += IntStream.range(0, 500).map(Work::small).filter(value -> (value & 1) == 0).boxed()
+            .mapToInt(Integer::intValue).sum();
         sink += (int) Work.class.getDeclaredMethod("tiny", int.class).invoke(null, 5);
     }
 }
