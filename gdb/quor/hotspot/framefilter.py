@@ -106,12 +106,11 @@ class JavaFilter:
 def _decorated(vm, frames):
     """Every frame decorated; those with debug information stay as they came."""
     top = True
-    holds = vm.code_cache.holds
     for given in frames:
         frame = given.inferior_frame()
         try:
             pc = frame.pc()
-            if holds(pc):
+            if vm.code_cache.holds(pc):
                 for java in vm.java_frames_at(frame, pc):
                     yield JavaDecorator(frame, java)
                     if java.name == IN_THE_HEAP:

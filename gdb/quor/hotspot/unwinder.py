@@ -35,10 +35,10 @@ class JavaUnwinder(Unwinder):
         vm = vms.known()
         if vm is None or vm.code_cache is None:
             return None
-        mask = vm.memory.mask
-        pc = int(pending.read_register(vm.pc_name)) & mask
+        pc = int(pending.read_register(vm.pc_name)) & vm.memory.mask
         if not vm.code_cache.holds(pc):
             return None
+        mask = vm.memory.mask
         sp, fp = int(pending.read_register(vm.sp_name)) & mask, int(pending.read_register(vm.fp_name)) & mask
         reader = _Reader(vm, pending)
         registers = _registers(vm, pc, sp, fp, reader, getattr(pending, "level", None))
