@@ -7,6 +7,7 @@ from harness import check, check_equal, frames, gdb, note
 ANNOUNCE_UNTIL_TOLD = 10
 MODES = {"interpreter": (["-Xint"], 3), "compiled": (["-Xcomp"], 20)}
 THREAD = "python [t.switch() for t in gdb.selected_inferior().threads() if t.name == 'descender']"
+STAND = ("tbreak usleep", "continue")  # the same place in both runs of gdb: attaching wakes a sleeper
 CALLEE_SAVED = {8: ("rbx", "r12", "r13", "r14", "r15"), 4: ("ebx", "esi", "edi")}
 
 
@@ -105,11 +106,11 @@ def check_finish(session, stack, steps):
 def one(jvm, mode, options, rounds):
     with jvm.start("descend", rounds, ANNOUNCE_UNTIL_TOLD, options=options) as program:
         program.ready()
-        stack = frames(gdb(jvm, [THREAD, "bt"], pid=program.pid)[1])
+        stack = frames(gdb(jvm, [*STAND, THREAD, "bt"], pid=program.pid)[-1])
         bottom = numbers(stack, "Java_Descent_bottom(")[0]
         stub = numbers(stack, "<call stub>")[0]
         session = Session()
-        session.add("thread", THREAD)
+        session.add("thread", *STAND, THREAD)
         ask_native_frames(session, stack)
         ask_up_and_down(session, bottom)
         session.add("go on", "set var mix_go_on = 1")
