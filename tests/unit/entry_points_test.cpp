@@ -1,6 +1,7 @@
 /* What holds of every entry point: a null environment is the calling thread's own, without which the process ends; and on JVMDI
  * a function table that cannot be had gives the code of who refuses it. */
 #include "entry_fixture.h"
+#include "kept_blocks.h"
 
 #include "entry/agent_entry.h"
 #include "entry/jni_types.h"
@@ -22,6 +23,7 @@ struct EntryPoints : EntryTest {
         frame = sim.main_thread->frames.front()->id();
         fill();
     }
+    ~EntryPoints() override { keep_blocks_reachable(sim); } /* those of the filters that were set last */
     using Call = std::function<jint(JNIEnv*)>;
     std::map<std::string, Call> all;      /* every entry point, by name */
     std::map<std::string, Call> by_table; /* those whose result is the VM's code, given through JVMDI's table */

@@ -2,6 +2,7 @@
 
 #include "event/filters.h"
 
+#include "kept_blocks.h"
 #include "query_fixture.h"
 
 #include <atomic>
@@ -18,11 +19,7 @@ struct FilterList : QueryTest {
           earlier_blocks(sim.live_blocks().size()) {
         sim.clear_calls();
     }
-    ~FilterList() override {
-        /* Nothing clears a filter of caught exceptions: what a test leaves stays known, and so do the strings that it owns. */
-        static std::vector<std::string> kept;
-        for (const sim::Block& block : sim.live_blocks()) kept.emplace_back((const char*)block.address, block.size);
-    }
+    ~FilterList() override { keep_blocks_reachable(sim); } /* nothing clears a filter of caught exceptions */
 
     /* Filters by name; a filter for exceptions that leave Foo.bar. */
     jint set(uint32_t kind, const char* class_name) { return event_setfilter_br(env, kind, class_name, NULL, NULL); }

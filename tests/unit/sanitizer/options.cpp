@@ -7,6 +7,7 @@
 OVERRIDABLE const char* __asan_default_options();
 OVERRIDABLE const char* __ubsan_default_options();
 OVERRIDABLE const char* __tsan_default_options();
+OVERRIDABLE const char* __tsan_default_suppressions();
 
 const char* __asan_default_options() {
     return "detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1:check_initialization_order=1";
@@ -15,3 +16,7 @@ const char* __asan_default_options() {
 const char* __ubsan_default_options() { return "halt_on_error=1:print_stacktrace=1"; }
 
 const char* __tsan_default_options() { return "halt_on_error=1:second_deadlock_stack=1"; }
+
+/* The answers of a stop are given back without the map's lock, since the other threads stand still then. A thread of the
+ * simulated VM that comes to its end at that moment is not stopped by anything before it has left the map. */
+const char* __tsan_default_suppressions() { return "race:TMap_freelocal\n"; }
