@@ -26,12 +26,18 @@ static void install_jvmdi_boot_hook() {
     jvmdi->SetEventHook(boot_event_hook);
 }
 
-static void install_jvmti_boot_callbacks() {
+/* Those that are installed at load and put back at the end alike. */
+static jvmtiEventCallbacks boot_callbacks() {
     jvmtiEventCallbacks callbacks;
     memset(&callbacks, 0, sizeof callbacks);
     callbacks.VMInit = cbb_jvmtiEventVMInit;
     callbacks.ThreadStart = cbb_jvmtiEventThreadStart;
     callbacks.ThreadEnd = cbb_jvmtiEventThreadEnd;
+    return callbacks;
+}
+
+static void install_jvmti_boot_callbacks() {
+    jvmtiEventCallbacks callbacks = boot_callbacks();
     callbacks.ClassPrepare = cbb_jvmtiEventClassPrepare;
     if (vm_is_newer()) callbacks.VMDeath = boot_vm_death;
     jvmti->SetEventCallbacks(&callbacks, JVMTI_CALLBACKS_SIZE);
@@ -46,11 +52,7 @@ static void install_jvmti_boot_callbacks() {
 
 /* The class-prepare boot callback is not among those put back: nobody collects classes any more. */
 static void put_back_jvmti_boot_callbacks() {
-    jvmtiEventCallbacks callbacks;
-    memset(&callbacks, 0, sizeof callbacks);
-    callbacks.VMInit = cbb_jvmtiEventVMInit;
-    callbacks.ThreadStart = cbb_jvmtiEventThreadStart;
-    callbacks.ThreadEnd = cbb_jvmtiEventThreadEnd;
+    const jvmtiEventCallbacks callbacks = boot_callbacks();
     if (jint err = jvmti->SetEventCallbacks(&callbacks, JVMTI_CALLBACKS_SIZE))
         agent_fatal_error("AgentThread: JVM_OnLoad(): JVMDI_SetEventHook() failed -- %s\n", err);
     set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_VM_INIT, JVMTI_EVENT_THREAD_START, JVMTI_EVENT_THREAD_END});
