@@ -2,6 +2,7 @@
  * a function table that cannot be had gives the code of who refuses it. */
 #include "entry_fixture.h"
 #include "kept_blocks.h"
+#include "sanitizer/both_lock_orders.h"
 
 #include "entry/agent_entry.h"
 #include "entry/jni_types.h"

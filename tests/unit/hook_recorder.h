@@ -33,8 +33,8 @@ struct Contact {
 };
 
 static std::mutex guard;
-static std::vector<Call> noted;
-static std::vector<Contact> contacts;
+static auto& noted = *new std::vector<Call>; /* never destroyed: a thread may note while the process exits */
+static auto& contacts = *new std::vector<Contact>;
 
 /* What a debugger does while it holds the agent thread at a hook; runs after the call was noted. */
 static std::function<void(const Call&)> during;
