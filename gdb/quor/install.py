@@ -10,6 +10,7 @@ _PARTS = (
     "quor.commands.settings",
     "quor.commands.threads",
     "quor.commands.locals",
+    "quor.commands.start",
 )
 _done = False
 

@@ -1,0 +1,178 @@
+"""Calls into the stopped process, on the agent thread, with a limit; and memory there for what they are given and give."""
+import os
+import subprocess
+import sys
+import time
+
+import gdb
+
+from quor.agent import place
+from quor.errors import QuorError
+
+LIMIT = 10  # seconds for a question
+_SCRATCH = 64 * 1024
+_WATCHDOG = os.path.join(os.path.dirname(os.path.abspath(__file__)), "watchdog.py")
+
+
+class Interrupted(QuorError):
+    """A call did not come back in time and stands where it was."""
+
+
+class _State:
+    watchdog = None  # the child process that enforces limits; made on first use
+    scratch = {}  # (inferior's number, process id): address
+    used = 0
+    calling = False  # the process runs for a call of ours, not because the user lets it
+
+
+def is_calling():
+    """Whether the process runs, or stops, because of a call of ours."""
+    return _State.calling
+
+
+def _tell_watchdog(line):
+    if _State.watchdog is None or _State.watchdog.poll() is not None:
+        _State.watchdog = subprocess.Popen([_python(), _WATCHDOG, str(os.getpid())], stdin=subprocess.PIPE,
+                                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
+    _State.watchdog.stdin.write(line.encode() + b"\n")
+    _State.watchdog.stdin.flush()
+
+
+def _python():
+    """The Python that runs the watchdog. gdb's own has no program; it may say a wrong one."""
+    found = os.path.join(sys.exec_prefix, "bin", f"python{sys.version_info[0]}")
+    return found if os.path.exists(found) else "python3"
+
+
+class _Settings:
+    """gdb's settings for calls; the user's are put back."""
+    NAMES = ("unwindonsignal", "scheduler-locking", "print thread-events")
+
+    def __init__(self, unwind, alone):
+        self._wanted = {"unwindonsignal": "on" if unwind else "off", "scheduler-locking": "on" if alone else "off",
+                        "print thread-events": "off"}
+
+    def __enter__(self):
+        self._kept = {name: gdb.parameter(name) for name in self.NAMES}
+        for name, value in self._wanted.items():
+            gdb.execute(f"set {name} {value}", to_string=True)
+
+    def __exit__(self, *_):
+        for name, value in self._kept.items():
+            text = {True: "on", False: "off"}.get(value, value)
+            gdb.execute(f"set {name} {text}", to_string=True)
+
+
+def function(name):
+    """An exported function of the agent."""
+    try:
+        return gdb.parse_and_eval(name)
+    except gdb.error as error:
+        raise QuorError(f"this agent has no {name}") from error
+
+
+def call(what, *arguments, seconds=LIMIT, unwind=True, alone=False):
+    """Calls an exported function (by name) or a function pointer (a gdb.Value) on the agent thread, which must be at a hook or
+    waiting. Integers come back as int. Past the limit it is interrupted, which raises Interrupted. With `alone` only the agent
+    thread runs meanwhile."""
+    target = function(what) if isinstance(what, str) else what
+    if target.type.strip_typedefs().code == gdb.TYPE_CODE_PTR:
+        target = target.dereference()
+    thread = place.agent_thread()
+    if thread is None:
+        raise QuorError("the agent is not in this process; see help java run")
+    with place.Selection(), _Settings(unwind, alone):
+        if gdb.selected_thread() != thread:
+            thread.switch()
+        return _number(_limited(target, arguments, seconds, what))
+
+
+def _limited(target, arguments, seconds, what):
+    begin = time.monotonic()
+    _State.calling = True
+    _tell_watchdog(str(seconds))
+    try:
+        result = target(*arguments)
+        result.fetch_lazy()
+        return result
+    except gdb.error as error:
+        late = time.monotonic() - begin >= seconds
+        raise (Interrupted if late else QuorError)(_why(what, late, seconds, error)) from None
+    finally:
+        _tell_watchdog("off")
+        _State.calling = False
+
+
+def _why(what, late, seconds, error):
+    name = what if isinstance(what, str) else "the VM"
+    if late:
+        return f"{name} did not answer within {seconds} seconds; java status tells what to do"
+    return f"{name} failed: {str(error).splitlines()[0]}"
+
+
+def _number(value):
+    return int(value) if value.type.strip_typedefs().code in (gdb.TYPE_CODE_INT, gdb.TYPE_CODE_BOOL) else value
+
+
+# ---- Memory ----
+
+def scratch(size):
+    """The address of zeroed memory in the process, valid until forget_scratch()."""
+    inferior = gdb.selected_inferior()
+    key = inferior.num, inferior.pid
+    if key not in _State.scratch:
+        _State.scratch[key] = int(call("(void* (*)(unsigned long)) malloc", _SCRATCH))
+        _State.used = 0
+    if not _State.scratch[key]:
+        raise QuorError("the process has no memory left")
+    size = (size + 15) & ~15
+    if _State.used + size > _SCRATCH:
+        raise QuorError("a question needs too much memory in the process")
+    address = _State.scratch[key] + _State.used
+    _State.used += size
+    inferior.write_memory(address, bytes(size))
+    return address
+
+
+def forget_scratch():
+    """Lets the memory be used again."""
+    _State.used = 0
+
+
+def free_scratch():
+    """Gives the memory back to the process."""
+    inferior = gdb.selected_inferior()
+    address = _State.scratch.pop((inferior.num, inferior.pid), None)
+    if address:
+        call("(void (*)(void*)) free", address)
+
+
+def _process_has_ended(_event):
+    _State.scratch.clear()
+
+
+gdb.events.exited.connect(_process_has_ended)
+
+
+def out(type_name, count=1):
+    """A pointer to zeroed memory for what a function gives."""
+    return out_of(gdb.lookup_type(type_name), count)
+
+
+def out_of(kind, count=1):
+    return gdb.Value(scratch(kind.sizeof * count)).cast(kind.pointer())
+
+
+def out_text(text):
+    """A pointer to the text, NUL-terminated, in modified UTF-8 as far as Java names need it."""
+    data = text.encode("utf-8") + b"\0"
+    address = scratch(len(data))
+    gdb.selected_inferior().write_memory(address, data)
+    return gdb.Value(address).cast(gdb.lookup_type("char").pointer())
+
+
+def text_of(pointer):
+    """The text of a character array or pointer; None for a null pointer."""
+    if pointer.type.strip_typedefs().code == gdb.TYPE_CODE_PTR and int(pointer) == 0:
+        return None
+    return pointer.string("utf-8", "replace")

@@ -1,0 +1,127 @@
+"""Where the agent stands: whether it is in the process, its thread, the hook point that it is stopped at. Found out anew at
+each question."""
+import gdb
+
+from quor.errors import QuorError
+
+HOOKS = ("hook_step", "hook_bpt", "hook_frame_pop", "hook_exception_thrown", "hook_exception_caught", "hook_thread_start",
+         "hook_thread_stop", "hook_class_prepare", "hook_class_unload", "hook_access", "hook_access_write", "hook_method_entry",
+         "hook_invoke_method", "hook_controlc")
+FIRST_CONTACT = "jquor_jvmdi_sync_hook"
+_WAIT = "monitor_wait_timeout"  # the agent's function in which its thread waits for events
+_NAME = "quor agent"
+_MAX_DEPTH = 12  # frames from a wait in libc up to the agent's function
+
+
+def is_loaded():
+    """Whether the agent's library is in the selected inferior."""
+    return address_or_none("tid_debug_agent") is not None
+
+
+def address_or_none(name):
+    """The address of one of the agent's exported names; None when it is not there."""
+    try:
+        return int(gdb.parse_and_eval(f"(unsigned long)&{name}"))
+    except gdb.error:
+        return None
+
+
+def global_value(name):
+    """An exported variable of the agent, as it is now."""
+    try:
+        value = gdb.parse_and_eval(name)
+        value.fetch_lazy()
+        return value
+    except gdb.error as error:
+        raise QuorError(f"the agent's {name} cannot be read: {error}") from error
+
+
+def set_global(name, number):
+    """Writes one of the int flags that the agent polls."""
+    address = address_or_none(name)
+    if address is None:
+        raise QuorError("the agent is not in this process; see help java run")
+    gdb.selected_inferior().write_memory(address, int(number).to_bytes(4, "little"))
+
+
+def agent_thread():
+    """gdb's thread of the agent; None when it has none yet, or none any more."""
+    if not is_loaded():
+        return None
+    threads = gdb.selected_inferior().threads()
+    tid = _tid()
+    for thread in threads:
+        if tid and _handle(thread) == tid:
+            return thread
+    named = [thread for thread in threads if thread.name == _NAME]
+    return named[0] if named and not any(_handle(thread) for thread in threads) else None
+
+
+def _tid():
+    value = global_value("tid_debug_agent")
+    return int(value) % (1 << 8 * value.type.sizeof)
+
+
+def _handle(thread):
+    try:
+        return int.from_bytes(thread.handle(), "little")
+    except (gdb.error, NotImplementedError):  # no libthread_db for this process
+        return 0
+
+
+class Selection:
+    """Puts the selected thread and frame back at the end of a block, as far as they are still there."""
+
+    def __enter__(self):
+        self._thread, self._level = gdb.selected_thread(), 0
+        try:
+            self._level = gdb.selected_frame().level() if self._thread is not None else 0
+        except gdb.error:
+            pass
+        return self
+
+    def __exit__(self, *_):
+        if self._thread is None or not self._thread.is_valid():
+            return
+        if gdb.selected_thread() != self._thread:
+            self._thread.switch()
+        try:
+            if gdb.selected_frame().level() != self._level:
+                gdb.execute(f"frame level {self._level}", to_string=True)
+        except gdb.error:
+            pass
+
+
+def _functions(thread, limit):
+    """Names of the thread's innermost functions."""
+    found = []
+    with Selection():
+        thread.switch()
+        try:
+            frame = gdb.newest_frame()
+            while frame is not None and len(found) < limit:
+                found.append(frame.name())
+                frame = frame.older()
+        except gdb.error:
+            pass
+    return found
+
+
+def hook():
+    """The name of the hook point that the agent thread is stopped at, or None."""
+    thread = agent_thread()
+    name = next(iter(_functions(thread, 1)), None) if thread is not None else None
+    return name if name in HOOKS or name == FIRST_CONTACT else None
+
+
+def is_waiting():
+    """Whether the agent thread waits for work, where it holds nothing and may be called."""
+    thread = agent_thread()
+    if thread is None or _is_at_work():
+        return False
+    return _WAIT in _functions(thread, _MAX_DEPTH)
+
+
+def _is_at_work():
+    symbol = gdb.lookup_static_symbol("at_work")
+    return symbol is not None and int(symbol.value()) == 1

@@ -1,0 +1,235 @@
+"""What the agent is asked, in Python's types. At a hook, or while the Java threads are held: see `asking`."""
+import contextlib
+from collections import namedtuple
+
+import gdb
+
+from quor.agent import calls, place, session
+from quor.agent.calls import call, out, out_of, out_text, text_of
+from quor.errors import QuorError
+
+Class = namedtuple("Class", "handle signature source")  # source: the source file's name, or None
+Method = namedtuple("Method", "id name signature modifiers")
+Field = namedtuple("Field", "id name signature modifiers")
+Local = namedtuple("Local", "start length name signature slot")  # start and length: bytecodes where it is told
+
+MUST_POSSESS_CAPABILITY, ABSENT_INFORMATION, INTERNAL = 99, 101, 113
+
+
+
+class Refused(QuorError):
+    """The agent gave a code."""
+
+    def __init__(self, function, code):
+        super().__init__(f"{function} gives {code}")
+        self.function, self.code = function, code
+
+
+@contextlib.contextmanager
+def asking(what):
+    """A block in which the agent may be asked. At a hook."""
+    session.require(what, "hook")
+    calls.forget_scratch()
+    yield
+
+
+def ask(function, *arguments):
+    """Calls one of the agent's functions that give a code; raises Refused unless it is 0."""
+    code = call(function, 0, *arguments)
+    if code:
+        raise Refused(function, code)
+
+
+def _fetched(value):
+    value.fetch_lazy()
+    return value
+
+
+# ---- Classes ----
+
+class _Prepared:
+    """Signatures of the list of prepared classes, which only grows while its array and beginning stay."""
+    key = None
+    classes = []  # (handle, signature)
+
+
+def prepared_classes():
+    """[(handle, signature)] of the classes prepared so far, read from memory without a call."""
+    inferior = gdb.selected_inferior()
+    listed = place.global_value("prep_list")
+    count, array = int(listed["count"]), int(listed["array"])
+    size, word = listed["array"].type.target().sizeof, listed["array"].type.sizeof
+    begin = len(_Prepared.classes) if _still_known(inferior, array, count, size, word) else 0
+    if begin == 0:
+        _Prepared.classes = []
+    if count > begin:
+        memory = inferior.read_memory(array + begin * size, (count - begin) * size).tobytes()
+        for at in range(0, len(memory), size):
+            _Prepared.classes.append(_class_at(memory, at, word))
+    _Prepared.key = inferior.num, inferior.pid
+    return list(_Prepared.classes)
+
+
+def _still_known(inferior, array, count, size, word):
+    known = _Prepared.classes
+    if not known or count < len(known) or _Prepared.key != (inferior.num, inferior.pid):
+        return False
+    last = (len(known) - 1) * size
+    return (_class_at(inferior.read_memory(array, size).tobytes(), 0, word) == known[0]
+            and _class_at(inferior.read_memory(array + last, size).tobytes(), 0, word) == known[-1])
+
+
+def _class_at(memory, at, word):
+    end = memory.index(b"\0", at + word)
+    return int.from_bytes(memory[at:at + word], "little"), memory[at + word:end].decode("utf-8", "replace")
+
+
+def newest_prepared():
+    """(handle, signature) of the class prepared last, read from memory; for listeners of hook_class_prepare."""
+    listed = place.global_value("prep_list")
+    count = int(listed["count"])
+    if not count:
+        return None
+    entry = listed["array"][count - 1]
+    return int(entry["clazz"]), entry["signature"].string("utf-8", "replace")
+
+
+def classes_named(signature):
+    """Handles of every prepared class of this signature: one a loader."""
+    return [handle for handle, its in prepared_classes() if its == signature]
+
+
+def class_info(handle):
+    """The Class of a handle."""
+    info = out("class_info")
+    ask("agent_get_classinfo", handle, info)
+    return _class_of(info)
+
+
+def _class_of(info):
+    source = text_of(info["source_file"]) if int(info["has_source"]) else None
+    return Class(int(info["clazz"]), text_of(info["signature"]), source)
+
+
+def class_by_name(name):
+    """The Class of this name (with slashes) as JNI finds it; None when there is none. It may load it."""
+    info = out("class_info")
+    code = call("agent_get_class", 0, out_text(name), info)
+    return _class_of(info) if code == 0 and int(info["clazz"]) else None
+
+
+def superclass(handle):
+    """The Class above, or None."""
+    info = out("class_info")
+    ask("agent_get_superclass", handle, info)
+    return _class_of(info) if int(info["clazz"]) else None
+
+
+def object_class(reference):
+    """The handle of an object's class."""
+    clazz = out("jclass")
+    ask("agent_get_objectclass", reference, clazz)
+    return int(clazz.dereference())
+
+
+def interfaces(handle):
+    """Handles of the interfaces that a class names."""
+    count, table = out("jint"), out_of(gdb.lookup_type("jclass").pointer())
+    ask("agent_get_implementedinterfaces", handle, count, table)
+    return _taken(table, [int(table.dereference()[i]) for i in range(int(count.dereference()))])
+
+
+def is_instance(reference, clazz):
+    return bool(call("agent_is_instanceof", 0, reference, clazz))
+
+
+def jvmti(function, *arguments):
+    """Calls a function of the agent's JVMTI environment; raises Refused unless it gives 0."""
+    environment = place.global_value("jvmti")
+    if not int(environment):
+        raise QuorError("this VM has no JVMTI")
+    code = int(call(environment["functions"][function], environment, *arguments))
+    if code:
+        raise Refused(function, code)
+
+
+def _taken(table, values):
+    """The values, once the VM's array is given back."""
+    if int(table.dereference()):
+        jvmti("Deallocate", table.dereference().cast(gdb.lookup_type("unsigned char").pointer()))
+    return values
+
+
+# ---- Methods and fields ----
+
+def methods(handle):
+    """The Methods of a class, in the VM's order."""
+    count, table = out("jint"), out_of(gdb.lookup_type("method_entry").pointer())
+    ask("agent_get_classmethods", handle, 0, count, table)
+    entries = table.dereference()
+    return [Method(int(entries[i]["method"]), text_of(entries[i]["name"]), text_of(entries[i]["signature"]),
+                   int(entries[i]["modifiers"])) for i in range(int(count.dereference()))]
+
+
+def lines(handle, method):
+    """[(location, line)] of a method, in the order of the locations; empty without line numbers."""
+    count, table = out("jint"), out_of(gdb.lookup_type("JVMDI_line_number_entry").pointer())
+    try:
+        ask("agent_get_linenumbertable", handle, method, count, table)
+    except Refused as error:
+        if error.code in (ABSENT_INFORMATION, 23, 32):
+            return []
+        raise
+    entries = table.dereference()
+    return sorted((int(entries[i]["start_location"]), int(entries[i]["line_number"]))
+                  for i in range(int(count.dereference())))
+
+
+def local_variables(handle, method):
+    """The Locals of a method; None when it was compiled without -g."""
+    count, table = out("jint"), out_of(gdb.lookup_type("JVMDI_local_variable_entry").pointer())
+    try:
+        ask("agent_get_localvariabletable", handle, method, count, table)
+    except Refused as error:
+        if error.code in (ABSENT_INFORMATION, 32):
+            return None
+        raise
+    entries = table.dereference()
+    return [Local(int(entries[i]["start_location"]), int(entries[i]["length"]), text_of(entries[i]["name"]),
+                  text_of(entries[i]["signature"]), int(entries[i]["slot"])) for i in range(int(count.dereference()))]
+
+
+def fields(handle):
+    """The Fields that a class itself declares."""
+    count, table = out("jint"), out_of(gdb.lookup_type("jfieldID").pointer())
+    ask("agent_get_classfields", handle, count, table)
+    ids = _taken(table, [int(table.dereference()[i]) for i in range(int(count.dereference()))])
+    return [_field(handle, each) for each in ids]
+
+
+def _field(handle, identity):
+    name, signature = (out_of(gdb.lookup_type("char").pointer()) for _ in range(2))
+    modifiers = out("jint")
+    ask("agent_get_fieldname", handle, identity, name, signature, modifiers)
+    texts = [text_of(each.dereference()) for each in (name, signature)]
+    for each in (name, signature):
+        _taken(each, None)
+    return Field(identity, *texts, int(modifiers.dereference()))
+
+
+# ---- Frames ----
+
+def frame_count(thread):
+    count = out("jint")
+    ask("agent_get_framecount", thread, count)
+    return int(count.dereference())
+
+
+def frame(thread, depth):
+    """(class handle, method, location) of a frame; depth 0 is the innermost."""
+    clazz, method, location = out("jclass"), out("jmethodID"), out("jlocation")
+    if depth == 0:
+        ask("agent_get_currentframe", thread, 0, clazz, method, location)
+    else:
+        ask("agent_get_callerframe", 0, out("jframeID"), clazz, method, location, thread, depth)
+    return int(clazz.dereference()), int(method.dereference()), int(location.dereference())
