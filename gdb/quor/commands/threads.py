@@ -1,6 +1,7 @@
 """java threads: the Java threads by name, live and in core files."""
 import gdb
 
+from quor import show
 from quor.commands import command
 from quor.errors import QuorError
 from quor.hotspot import objects, vm
@@ -49,8 +50,8 @@ def _method_name(frame):
     return frame.method.full_name.partition("(")[0]
 
 
-def _print(mark, number, parts):
-    gdb.write(f"{mark} {number or '-':>3} {'  '.join(part for part in parts if part)}\n")
+def _print(number, parts, selected=False):
+    gdb.write(show.thread_line(number, parts, selected) + "\n")
 
 
 def _platform_threads(verbose):
@@ -65,8 +66,7 @@ def _platform_threads(verbose):
                 parts.append(f'(carries virtual thread "{java.virtual_name}")')
             if verbose:
                 parts.append(f"daemon={java.daemon} tid={java.number} lwp={java.lwp} JavaThread={java.address:#x}")
-            mark = "*" if thread is not None and selected is not None and thread.num == selected.num else " "
-            _print(mark, thread and thread.num, parts)
+            _print(thread and thread.num, parts, thread is not None and selected is not None and thread.num == selected.num)
 
 
 def _frames(readers, virtual):
@@ -95,13 +95,13 @@ def _virtual_threads(verbose):
         if virtual.carrier:
             record = readers.threads.by_object(virtual.carrier)
             carrier = numbers.get(readers.threads.lwp(record)) if record else None
-            _print(" ", carrier and carrier.num, [name, virtual.state, "mounted"])
+            _print(carrier and carrier.num, [name, virtual.state, "mounted"])
             continue
         frames, whole = _frames(readers, virtual)
-        _print(" ", None, [name, virtual.state, "unmounted", _own_method(frames)])
+        _print(None, [name, virtual.state, "unmounted", _own_method(frames)])
         if verbose:
             for level, frame in enumerate(frames):
-                gdb.write(f"      #{level:<3}{frame.text}\n")
+                gdb.write(f"      {show.frame(level, frame.text)}\n")
         if not whole:
             gdb.write("      (the frames further out could not be read)\n")
     gdb.write(f"{len(threads)} virtual threads.\n" if threads else

@@ -35,7 +35,7 @@ class FrameLocals:
             locals_ = self._locals(frame)
             value = self._values(frame)
             return [Shown(local.name, self._shown(local, value, depth), local.argument) for local in locals_]
-        except (QuorError, IndexError):
+        except (QuorError, IndexError, ValueError):
             return []
 
     def _locals(self, frame):

@@ -1,4 +1,5 @@
 """What a physical frame in the code cache is in Java: one method, or several when some were inlined. Needs no gdb."""
+from quor import show
 from quor.hotspot.memory import Unreadable
 from quor.hotspot.tables import MissingEntry
 
@@ -38,8 +39,7 @@ class JavaFrame:
         """Mix.lambda$main$0(int) (Mix.java:31)"""
         if self.method is None:
             return self.function
-        place = self.method.place(self.line)
-        return f"{self.method.full_name} {place}".rstrip()
+        return show.located(self.method.full_name, self.method.place(self.line))
 
 
 class JavaFrames:

@@ -1,25 +1,13 @@
 """The names of a method's locals: its local variable table, at the end of its ConstMethod. Needs no gdb."""
 from collections import namedtuple
 
+from quor.names import descriptors
+
 Local = namedtuple("Local", "slot name signature argument")
 
 _ANNOTATIONS = ("method", "parameter", "type", "default")
 _WIDE = ("J", "D")  # types of two slots
 _MAX_ENTRIES = 1 << 16
-
-
-def descriptors(signature):
-    """The parameters' descriptors of a method's signature: "(I[Ljava/lang/String;)V" gives ["I", "[Ljava/lang/String;"]."""
-    found = []
-    position = signature.index("(") + 1
-    while signature[position] != ")":
-        end = position
-        while signature[end] == "[":
-            end += 1
-        end = signature.index(";", end) if signature[end] == "L" else end
-        found.append(signature[position:end + 1])
-        position = end + 1
-    return found
 
 
 class LocalNames:

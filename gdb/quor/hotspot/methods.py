@@ -2,7 +2,8 @@
 
 A Method is known by its address while the process stands; classes unload, so nothing is kept over a `continue`.
 """
-from quor.hotspot import lines, signatures
+from quor import show
+from quor.hotspot import lines
 from quor.hotspot.memory import Unreadable
 from quor.hotspot.tables import MissingEntry
 
@@ -21,7 +22,7 @@ class Method:
         self.source = None  # the source file's name, when the class tells it
         self.line_table = None  # where the compressed table begins, when there is one
         self.lines = {}  # bci: line, of those asked for
-        self.full_name = f"{signatures.class_name(klass)}.{name}({signatures.parameter_text(signature)})"  # Mix.f(int)
+        self.full_name = show.method(klass, name, signature)  # Mix.f(int)
 
     @property
     def is_native(self):
@@ -33,11 +34,7 @@ class Method:
 
     def place(self, line):
         """(Mix.java:31), (Mix.java) without a line, or <native>; empty when the class does not tell."""
-        if self.is_native:
-            return "<native>"
-        if not self.source:
-            return ""
-        return f"({self.source}:{line})" if line is not None else f"({self.source})"
+        return show.place(self.source, line, self.is_native)
 
 
 class Methods:

@@ -2,12 +2,12 @@
 import gdb
 
 from quor.errors import QuorError
+from quor.hotspot import object_text
 from quor.hotspot.classes import Classes
 from quor.hotspot.frame_locals import FrameLocals
 from quor.hotspot.heap import Heap
 from quor.hotspot.heap_frames import HeapFrames
 from quor.hotspot.java_threads import JavaThreads
-from quor.hotspot.object_text import ObjectText
 from quor.hotspot.virtual_threads import VirtualThreads
 
 
@@ -20,7 +20,7 @@ class Objects:
         self.classes = Classes(vm.memory, vm.tables, self.heap)
         self.virtual = VirtualThreads(self.heap, self.classes)
         self.heap_frames = HeapFrames(vm, self.heap)
-        self.text = ObjectText(self.heap)
+        self.text = object_text.of(self.heap)
         self.locals = FrameLocals(vm, self.heap, self.text)
 
     def forget(self):

@@ -2,18 +2,8 @@
 import unittest
 
 from process_image import Image
-from quor.hotspot.local_names import Local, descriptors
+from quor.hotspot.local_names import Local
 from quor.hotspot.local_values import InterpretedLocals, narrowed
-from quor.hotspot.object_text import primitive, quoted
-
-
-class DescriptorsTest(unittest.TestCase):
-    def test_each_parameter_has_its_own_whatever_it_is(self):
-        self.assertEqual(["I", "[[J", "Ljava/lang/String;", "[Ljava/util/List;", "Z"],
-                         descriptors("(I[[JLjava/lang/String;[Ljava/util/List;Z)Ljava/lang/Object;"))
-
-    def test_no_parameters_give_none(self):
-        self.assertEqual([], descriptors("()V"))
 
 
 class InterpretedLocalsTest(unittest.TestCase):
@@ -43,12 +33,3 @@ class InterpretedLocalsTest(unittest.TestCase):
         self.assertEqual("x", narrowed("C", b"x\0\0\0"))
         self.assertIs(True, narrowed("Z", b"\1\0\0\0"))
         self.assertEqual(1.5, narrowed("F", b"\0\0\xc0\x3f"))
-
-
-class TextTest(unittest.TestCase):
-    def test_what_cannot_be_seen_is_escaped(self):
-        self.assertEqual('"a\\"b\\n\\u0000é"', quoted('a"b\n\0é'))
-
-    def test_primitives_look_as_in_java(self):
-        self.assertEqual(["true", "'x'", "-3", "2.5"],
-                         [primitive("Z", True), primitive("C", "x"), primitive("I", -3), primitive("D", 2.5)])
