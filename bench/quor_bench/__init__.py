@@ -1,0 +1,1 @@
+"""What the agent costs, measured. Python's own library alone."""

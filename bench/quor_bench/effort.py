@@ -1,0 +1,18 @@
+"""How long to measure."""
+from dataclasses import dataclass
+
+
+@dataclass(frozen=True)
+class Effort:
+    """rounds: runs of each kind. share: which part of the usual work a run does. threads: at most so many."""
+    rounds: int
+    share: float
+    threads: int = 1000
+
+    def times(self, usual, least=1):
+        return max(least, int(usual * self.share))
+
+
+FULL = Effort(rounds=9, share=1)
+QUICK = Effort(rounds=3, share=0.2)
+SMOKE = Effort(rounds=1, share=0.01, threads=100)
