@@ -11,6 +11,8 @@ _PARTS = (
     "quor.commands.threads",
     "quor.commands.locals",
     "quor.commands.start",
+    "quor.commands.stack",
+    "quor.commands.sources",
 )
 _done = False
 

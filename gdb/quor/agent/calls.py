@@ -8,6 +8,7 @@ import gdb
 
 from quor.agent import place
 from quor.errors import QuorError
+from quor.selection import Selection
 
 LIMIT = 10  # seconds for a question
 _SCRATCH = 64 * 1024
@@ -81,7 +82,7 @@ def call(what, *arguments, seconds=LIMIT, unwind=True, alone=False):
     thread = place.agent_thread()
     if thread is None:
         raise QuorError("the agent is not in this process; see help java run")
-    with place.Selection(), _Settings(unwind, alone):
+    with Selection(), _Settings(unwind, alone):
         if gdb.selected_thread() != thread:
             thread.switch()
         return _number(_limited(target, arguments, seconds, what))

@@ -66,9 +66,17 @@ def listen(hook, function):
     functions = _State.listeners.setdefault(hook, [])
     if function not in functions:
         functions.append(function)
-    planted = _State.planted.get(hook)
-    if planted is None or not planted.is_valid():
-        _State.planted[hook] = _Hook(hook)
+    _plant()
+
+
+def _plant(_event=None):
+    """Plants what is listened to, once the library is there: before, gdb would say a line about each."""
+    if not place.is_loaded():
+        return
+    for hook, functions in _State.listeners.items():
+        planted = _State.planted.get(hook)
+        if functions and (planted is None or not planted.is_valid()):
+            _State.planted[hook] = _Hook(hook)
 
 
 def ignore(hook, function):
@@ -157,3 +165,4 @@ def _show(reasons):
 
 
 gdb.events.stop.connect(_on_stop)
+gdb.events.new_objfile.connect(_plant)

@@ -3,6 +3,7 @@ each question."""
 import gdb
 
 from quor.errors import QuorError
+from quor.selection import Selection
 
 HOOKS = ("hook_step", "hook_bpt", "hook_frame_pop", "hook_exception_thrown", "hook_exception_caught", "hook_thread_start",
          "hook_thread_stop", "hook_class_prepare", "hook_class_unload", "hook_access", "hook_access_write", "hook_method_entry",
@@ -67,29 +68,6 @@ def _handle(thread):
         return int.from_bytes(thread.handle(), "little")
     except (gdb.error, NotImplementedError):  # no libthread_db for this process
         return 0
-
-
-class Selection:
-    """Puts the selected thread and frame back at the end of a block, as far as they are still there."""
-
-    def __enter__(self):
-        self._thread, self._level = gdb.selected_thread(), 0
-        try:
-            self._level = gdb.selected_frame().level() if self._thread is not None else 0
-        except gdb.error:
-            pass
-        return self
-
-    def __exit__(self, *_):
-        if self._thread is None or not self._thread.is_valid():
-            return
-        if gdb.selected_thread() != self._thread:
-            self._thread.switch()
-        try:
-            if gdb.selected_frame().level() != self._level:
-                gdb.execute(f"frame level {self._level}", to_string=True)
-        except gdb.error:
-            pass
 
 
 def _functions(thread, limit):

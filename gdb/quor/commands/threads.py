@@ -1,32 +1,14 @@
 """java threads: the Java threads by name, live and in core files."""
 import gdb
 
-from quor import show
+from quor import show, thread_names
 from quor.commands import command
 from quor.errors import QuorError
 from quor.hotspot import objects, vm
+from quor.selection import Selection
 
 _OF_THE_JDK = ("java.", "jdk.", "sun.")
 _MAX_FRAMES = 500  # of a thread, until its first Java frame
-
-
-def _numbers():
-    """{native thread id: gdb's thread}."""
-    return {thread.ptid[1] or thread.ptid[2]: thread for thread in gdb.selected_inferior().threads()}
-
-
-class _SelectionKept:
-    """Puts the selected thread and frame back."""
-
-    def __enter__(self):
-        self._thread = gdb.selected_thread()
-        self._frame = gdb.selected_frame() if self._thread is not None else None
-
-    def __exit__(self, *_):
-        if self._thread is not None and self._thread.is_valid():
-            self._thread.switch()
-            if self._frame is not None and self._frame.is_valid():
-                self._frame.select()
 
 
 def _where(target, thread):
@@ -56,8 +38,8 @@ def _print(number, parts, selected=False):
 
 def _platform_threads(verbose):
     target = vm.required()
-    readers, numbers, selected = objects.of(target), _numbers(), gdb.selected_thread()
-    with _SelectionKept():
+    readers, numbers, selected = objects.of(target), thread_names.by_lwp(), gdb.selected_thread()
+    with Selection():
         for java in sorted(readers.threads.all(), key=lambda each: numbers[each.lwp].num if each.lwp in numbers else 1 << 30):
             thread = numbers.get(java.lwp)
             parts = [java.name if java.name is not None else "<no name yet>", java.status or "?", java.state,
@@ -88,7 +70,7 @@ def _own_method(frames):
 
 def _virtual_threads(verbose):
     target = vm.required()
-    readers, numbers = objects.of(target), _numbers()
+    readers, numbers = objects.of(target), thread_names.by_lwp()
     threads, whole_list = readers.virtual.all()
     for virtual in sorted(threads, key=lambda each: each.number):
         name = virtual.name or f"#{virtual.number}"
