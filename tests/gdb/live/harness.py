@@ -5,6 +5,7 @@ Every process has a time limit and is ended by its id; what gdb itself started i
 import os
 import re
 import resource
+import shlex
 import signal
 import subprocess
 import time
@@ -67,9 +68,9 @@ def environment(folder):
 # ---- The program ----
 
 class Program:
-    """The test program Mix in a JVM, in the case's folder. A context manager: it is gone at the end of the block."""
+    """A test program in a JVM, in the case's folder. A context manager: it is gone at the end of the block."""
 
-    def __init__(self, jvm, arguments, options=(), java=None, cores=False):
+    def __init__(self, jvm, arguments, options=(), java=None, cores=False, main="Mix"):
         self.jvm = jvm
         self.folder = jvm.folder
         self.output = self.folder / f"program-{len(jvm.programs)}.out"
@@ -79,7 +80,7 @@ class Program:
             resource.setrlimit(resource.RLIMIT_CORE, (resource.RLIM_INFINITY,) * 2 if cores else (0, 0))
 
         with open(self.output, "wb") as output:
-            self.process = subprocess.Popen(jvm.command(arguments, options, java), cwd=self.folder, env=environment(self.folder),
+            self.process = subprocess.Popen(jvm.command(arguments, options, java, main), cwd=self.folder, env=environment(self.folder),
                                             stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
                                             preexec_fn=allow_cores)
         self.pid = self.process.pid
@@ -122,17 +123,27 @@ class Jvm:
     def __init__(self, config, folder):
         self.name, self.java, self.version = config["name"], config["java"], int(config["version"])
         self.word_size, self.classes, self.native = config["word_size"], config["classes"], config["native"]
+        self.agent_dir = Path(config["agent_dir"])
         self.folder, self.programs = folder, []
         self.long = os.environ.get("QUOR_SOAK", "") not in ("", "0")
 
-    def command(self, arguments, options=(), java=None):
+    def command(self, arguments, options=(), java=None, main="Mix"):
         return [java or self.java, "-Xmx128m", "-XX:ReservedCodeCacheSize=48m", "-XX:-UsePerfData", "-Xshare:auto",
                 "-XX:+UnlockDiagnosticVMOptions", "-XX:+ShowHiddenFrames",
                 *(["--enable-native-access=ALL-UNNAMED"] if self.version >= 24 else []), *options,
-                "-cp", self.classes, f"-Djava.library.path={self.native}", "Mix", *map(str, arguments)]
+                "-cp", self.classes, f"-Djava.library.path={self.native}", main, *map(str, arguments)]
 
-    def start(self, *arguments, options=(), java=None, cores=False):
-        return Program(self, arguments, options, java, cores)
+    def start(self, *arguments, options=(), java=None, cores=False, main="Mix"):
+        return Program(self, arguments, options, java, cores, main)
+
+    def start_with_agent(self, main, *arguments, options=()):
+        """A program of its own with the agent in it."""
+        return self.start(*arguments, options=[f"-agentpath:{self.agent_dir}/libquor_agent.so", *options], main=main)
+
+    def java_run(self, main, *arguments, options=()):
+        """The gdb command that starts a program with the agent in it."""
+        command = self.command(arguments, options, main=main)
+        return "java run -java " + " ".join(shlex.quote(str(word)) for word in command)
 
     def collectors(self):
         """Options that choose a collector that this JVM has."""
@@ -186,7 +197,7 @@ def gdb(jvm, commands, pid=None, core=None, arguments=(), front=True, seconds=LI
     command += ["-ex", "echo \\n<<end\\n"]
     if arguments:
         command += ["--args", *map(str, arguments)]
-    process = subprocess.Popen(command, cwd=jvm.folder, env={**environment(jvm.folder), **dict(variables)},
+    process = subprocess.Popen(command, cwd=jvm.folder, env={**environment(jvm.folder), "QUOR_AGENT_DIR": str(jvm.agent_dir), **dict(variables)},
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
     try:
         output, _ = process.communicate(timeout=seconds)

@@ -1,0 +1,54 @@
+"""java run, attach, status, continue, detach: from a program to a debugger that holds its Java side, and back."""
+import re
+
+from harness import check, check_equal, gdb
+
+AT_FIRST_CONTACT = "stopped by the agent at jquor_jvmdi_sync_hook: everything can be asked"
+SERVED = "print 'prepared' if any(s == 'LShop;' for _, s in questions.prepared_classes()) else 'not there'"
+ASK = f"python from quor.agent import questions; {SERVED.replace('print ', 'print(', 1)})"
+
+
+def starts(jvm):
+    """A program that java run starts ends with its own status."""
+    texts = gdb(jvm, ["java status", jvm.java_run("Shop", 300), "java status", "java continue", "java status", "java continue"])
+    check_equal(texts[0], "the agent is not in this process; see help java run", "the state without a process")
+    check("stands before its main" in texts[1], f"java run: {texts[1]}")
+    check_equal(texts[2], AT_FIRST_CONTACT, "the state before main")
+    check("closed after serving true" in texts[3] and "exited with code 07" in texts[3], f"the program runs to its end: {texts[3]}")
+    check_equal(texts[4], "the agent is not in this process; see help java run", "the state after the end")
+    check("not being run" in texts[5], f"there is nothing to continue: {texts[5]}")
+
+
+def attaches_and_lets_go(jvm):
+    """After attach and detach the program runs on; a second debugger attaches again."""
+    with jvm.start_with_agent("Shop", 6000) as program:
+        program.ready()
+        for times in ("first", "second"):
+            texts = gdb(jvm, ["java status", "java attach", "java status", ASK, "info inferiors", "java detach", "info inferiors"],
+                        pid=program.pid)
+            check_equal(texts[0], "the agent is not attached; java attach does that", f"the state when gdb has attached, {times} time")
+            check("all Java threads stand still" in texts[1], f"java attach: {texts[1]}")
+            check_equal(texts[2], AT_FIRST_CONTACT, "the state then")
+            check_equal(texts[3], "prepared", "the program's class in the list of prepared classes")
+            check_equal(texts[5], "Detached.", "java detach")
+            check(f"process {program.pid}" in texts[4] and f"process {program.pid}" not in texts[6], "gdb has let go")
+        check_equal(program.process.wait(30), 7, "the program's exit status")
+        check("closed after serving true" in program.text(), "the program went on to its end")
+
+
+def detaches_from_anywhere(jvm):
+    """java detach at a place where the agent cannot be asked leads to one first."""
+    with jvm.start_with_agent("Shop", 20000) as program:
+        program.ready()
+        texts = gdb(jvm, ["java attach", "tbreak sched_yield", "java continue", "java status", "java detach"], pid=program.pid)
+        check("sched_yield" in texts[2], f"the program stops in native code: {texts[2]}")
+        check(re.match("the program is stopped in native code", texts[3]), f"the state there: {texts[3]}")
+        check(texts[4].endswith("Detached."), f"java detach: {texts[4]}")
+        before = program.thread_dump()
+        check("clerk" in before, "the program lives")
+
+
+def case(jvm):
+    starts(jvm)
+    attaches_and_lets_go(jvm)
+    detaches_from_anywhere(jvm)
