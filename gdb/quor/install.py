@@ -13,6 +13,7 @@ _PARTS = (
     "quor.commands.start",
     "quor.commands.stack",
     "quor.commands.sources",
+    "quor.commands.classes",
 )
 _done = False
 

@@ -4,6 +4,7 @@ from collections import namedtuple
 
 import gdb
 
+from quor import show
 from quor.errors import QuorError
 from quor.hotspot import vm as vms
 from quor.hotspot.javaframes import STUB
@@ -63,7 +64,7 @@ def for_people(stack):
 
 def text(entry):
     """#3  Shop.serve(Item, int) (Shop.java:33)"""
-    return f"#{entry.number:<3}{entry.java.text if entry.java is not None else _native_text(entry)}"
+    return show.frame(entry.number, entry.java.text if entry.java is not None else _native_text(entry))
 
 
 def _native_text(entry):

@@ -4,6 +4,7 @@ import shlex
 
 import gdb
 
+from quor import signals
 from quor.agent import calls, hooks, place, session
 from quor.commands import command
 from quor.errors import QuorError
@@ -62,14 +63,21 @@ def _at_first_contact(_event):
 
 def _to_first_contact(start):
     """Lets the process go to the agent's first contact, and attaches there."""
+    if not signals.installed():
+        signals.install()
+        gdb.write("The JVM's own faults pass from now on; java settings off undoes that.\n")
     _Wanted.stop_there = True
     hooks.listen(place.FIRST_CONTACT, _at_first_contact)
     try:
         start()
     finally:
         _Wanted.stop_there = False
-    if session.state() != "hook":
-        raise QuorError("the agent did not answer: the program stopped elsewhere or has ended")
+    now = session.state()
+    if now != "hook":
+        if now in ("loaded", "native"):
+            place.set_global("jquor_attached", 0)
+        raise QuorError("the program stopped elsewhere before the agent answered; java attach tries again" if now != "none" else
+                        "the program has ended before the agent answered")
     code = session.attach()
     if code:
         raise QuorError(f"the agent refuses to attach: code {code}")
