@@ -1,4 +1,5 @@
 """Calls into the stopped process, on the agent thread, with a limit; and memory there for what they are given and give."""
+import contextlib
 import os
 import subprocess
 import sys
@@ -72,10 +73,10 @@ def function(name):
         raise QuorError(f"this agent has no {name}") from error
 
 
-def call(what, *arguments, seconds=LIMIT, unwind=True, alone=False):
+def call(what, *arguments, seconds=LIMIT, unwind=False, alone=False):
     """Calls an exported function (by name) or a function pointer (a gdb.Value) on the agent thread, which must be at a hook or
-    waiting. Integers come back as int. Past the limit it is interrupted, which raises Interrupted. With `alone` only the agent
-    thread runs meanwhile."""
+    waiting. Integers come back as int. Past the limit it is interrupted, which raises Interrupted, and stands where it was: to
+    unwind it would leave the VM's locks taken. With `alone` only the agent thread runs meanwhile."""
     target = function(what) if isinstance(what, str) else what
     if target.type.strip_typedefs().code == gdb.TYPE_CODE_PTR:
         target = target.dereference()
@@ -90,15 +91,29 @@ def call(what, *arguments, seconds=LIMIT, unwind=True, alone=False):
 
 def _limited(target, arguments, seconds, what):
     begin = time.monotonic()
-    _State.calling = True
-    _tell_watchdog(str(seconds))
     try:
-        result = target(*arguments)
-        result.fetch_lazy()
-        return result
+        with _working(seconds):
+            result = target(*arguments)
+            result.fetch_lazy()
+            return result
     except gdb.error as error:
         late = time.monotonic() - begin >= seconds
         raise (Interrupted if late else QuorError)(_why(what, late, seconds, error)) from None
+
+
+def let_run_alone(command, seconds=LIMIT):
+    """Executes a gdb command by which the selected thread runs, and no other; not the user's doing. Interrupted past the limit."""
+    with _Settings(False, True), _working(seconds):
+        gdb.execute(command, to_string=True)
+
+
+@contextlib.contextmanager
+def _working(seconds):
+    """A block in which the process runs for a purpose of ours, with a limit."""
+    _State.calling = True
+    _tell_watchdog(str(seconds))
+    try:
+        yield
     finally:
         _tell_watchdog("off")
         _State.calling = False

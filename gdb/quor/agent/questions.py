@@ -4,7 +4,7 @@ from collections import namedtuple
 
 import gdb
 
-from quor.agent import calls, place, session
+from quor.agent import access, calls, place, session
 from quor.agent.calls import call, out, out_of, out_text, text_of
 from quor.errors import QuorError
 
@@ -27,10 +27,11 @@ class Refused(QuorError):
 
 @contextlib.contextmanager
 def asking(what):
-    """A block in which the agent may be asked. At a hook."""
-    session.require(what, "hook")
+    """A block in which the agent may be asked: at a hook, and wherever the Java threads can be held."""
+    now = session.require(what, "hook", "native", "loaded")
     calls.forget_scratch()
-    yield
+    with contextlib.nullcontext() if now == "hook" else access.held():
+        yield
 
 
 def ask(function, *arguments):

@@ -58,9 +58,16 @@ class JavaThreads:
         return [self.read(thread) for thread in self._listed.addresses()]
 
     def read(self, thread):
+        return JavaThread(thread, self.lwp(thread), state=self.state(thread), **self._of_object(thread))
+
+    def state(self, thread):
+        """Where it is, in words."""
         state = self._memory.i32(thread + self._state)
-        fields = self._of_object(thread)
-        return JavaThread(thread, self.lwp(thread), state=self._states.get(state, f"in state {state}"), **fields)
+        return self._states.get(state, f"in state {state}")
+
+    def by_lwp(self, lwp):
+        """The JavaThread record of a native thread, or 0."""
+        return next((thread for thread in self._listed.addresses() if self.lwp(thread) == lwp), 0)
 
     def _of_object(self, thread):
         nothing = dict.fromkeys(("name", "status", "daemon", "number", "virtual_name"))

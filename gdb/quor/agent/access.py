@@ -1,0 +1,249 @@
+"""The way to the agent where the process did not stop at a hook: the Java threads are held, the agent is asked, and all is put
+back as it was.
+
+The agent thread waits for events then, and can be called; but a call lets the whole process run. So the Java threads are
+suspended by the first call and resumed by the last, and the thread at whose breakpoint, step or fault the process stopped is
+parked meanwhile: it runs a jump to itself, and gets its place and its signal back. That must be a thread outside of the VM, for
+which nobody waits. Where the process was interrupted anywhere (Ctrl-C, attach), no thread is parked: what runs Java code runs on
+until it is suspended.
+"""
+import contextlib
+import signal
+
+import gdb
+
+from quor.agent import calls, place
+from quor.errors import QuorError
+from quor.hotspot import objects, vm
+
+ANYWHERE = (0, 2, 19)  # signals of a thread that did not choose its place: none, SIGINT, SIGSTOP
+_TRAP = 5
+_LOOP = b"\xeb\xfe"  # a jump to itself, on both widths
+_CHUNK, _MAX_SEARCH = 1 << 16, 1 << 23
+_SAVED = "$j_siginfo"
+_LOCAL_REFERENCES = 64
+_QUIET_TYPES = tuple(getattr(gdb, name) for name in ("BP_BREAKPOINT", "BP_HARDWARE_BREAKPOINT", "BP_WATCHPOINT", "BP_HARDWARE_WATCHPOINT",
+                                                     "BP_READ_WATCHPOINT", "BP_ACCESS_WATCHPOINT") if hasattr(gdb, name))
+
+
+class _Stop:
+    """Where the process stopped last: the thread that gdb told of."""
+    thread = None
+
+
+def _on_stop(_event):
+    if not calls.is_calling():
+        _Stop.thread = gdb.selected_thread()
+
+
+gdb.events.stop.connect(_on_stop)
+
+
+def stop_thread():
+    """gdb's thread for which the process stopped."""
+    thread = _Stop.thread
+    return thread if thread is not None and thread.is_valid() else gdb.selected_thread()
+
+
+# ---- May it be asked? ----
+
+def java_state(thread):
+    """What a gdb thread does for the VM: "in native", "blocked", "in Java", "in the VM"...; None when it is no Java thread."""
+    readers = objects.of(vm.required())
+    record = readers.threads.by_lwp(thread.ptid[1] or thread.ptid[2])
+    return readers.threads.state(record) if record else None
+
+
+def _require_agent():
+    agent = place.agent_thread()
+    if agent is None:
+        raise QuorError("the agent is not in this process; see help java run")
+    if not place.is_waiting() or java_state(agent) != "in native":
+        raise QuorError("the agent is busy at this moment: continue, and stop again")
+
+
+def _require_outside(thread):
+    state = java_state(thread)
+    if state is None and not _is_of_the_vm(thread) or state in ("in native", "blocked"):
+        return
+    where = {"in Java": "in Java code"}.get(state, "inside the VM")
+    raise QuorError(f"thread {thread.num} stopped {where}, where the agent cannot be asked: java bt, threads and locals work; "
+                    "java finish or continue lead on")
+
+
+def _is_of_the_vm(thread):
+    """Whether a thread without Java is at work in the VM's library."""
+    with place.Selection():
+        thread.switch()
+        library = gdb.current_progspace().solib_name(gdb.newest_frame().pc())
+    return "libjvm" in (library or "")
+
+
+# ---- Parking ----
+
+class _Loops:
+    """Where a jump to itself stands in the process's code."""
+    known = {}  # (inferior's number, process id): address
+
+
+def _loop():
+    inferior = gdb.selected_inferior()
+    key = inferior.num, inferior.pid
+    if key not in _Loops.known:
+        _Loops.known[key] = _find_loop(inferior)
+    return _Loops.known[key]
+
+
+def _find_loop(inferior):
+    """The bytes need not be meant as an instruction: nobody else runs them."""
+    start = int(gdb.parse_and_eval("(unsigned long)&'JNI_CreateJavaVM'"))
+    for chunk in range(start, start + _MAX_SEARCH, _CHUNK):
+        try:
+            at = inferior.read_memory(chunk, _CHUNK).tobytes().find(_LOOP)
+        except gdb.error:
+            break
+        if at >= 0:
+            return chunk + at
+    raise QuorError("no place was found to park a thread at; java continue leads to a Java stop")
+
+
+class Parked:
+    """Keeps one gdb thread where it is while the process runs for calls; it must be outside of the VM."""
+
+    def __init__(self, thread):
+        self._thread = thread
+
+    def __enter__(self):
+        with self._selected():
+            self._signal = _signal()
+            self._pc, self._system_call = _number("$pc"), _number(_system_call_register())
+            if self._signal == _TRAP and self._system_call >= 0:
+                raise QuorError(f"thread {self._thread.num} stopped at a system call: the agent cannot be asked here")
+            loop = _loop()
+            gdb.execute(f"set var {_SAVED} = $_siginfo", to_string=True)
+            if self._is_pending():
+                gdb.execute("queue-signal 0", to_string=True)
+            gdb.execute(f"set var $pc = {loop}", to_string=True)
+        return self
+
+    def __exit__(self, *_):
+        if self._thread.is_valid():
+            with self._selected():
+                gdb.execute(f"set var $pc = {self._pc}", to_string=True)
+                _stand_at(self._pc)
+                self._put_back()
+
+    def _put_back(self):
+        gdb.execute(f"set var {_system_call_register()} = {self._system_call}", to_string=True)
+        gdb.execute(f"set var $_siginfo = {_SAVED}", to_string=True)
+        gdb.set_convenience_variable(_SAVED[1:], None)
+        if self._is_pending():
+            gdb.execute(f"queue-signal {_signal_name(self._signal)}", to_string=True)
+
+    def _is_pending(self):
+        return self._signal not in ANYWHERE and self._signal != _TRAP
+
+    @contextlib.contextmanager
+    def _selected(self):
+        with place.Selection():
+            self._thread.switch()
+            gdb.newest_frame().select()
+            yield
+
+
+class _Here(gdb.Breakpoint):
+    def __init__(self, pc):
+        super().__init__(f"*{pc}", internal=True)
+        self.silent = True
+
+    def stop(self):
+        return True
+
+
+def _stand_at(pc):
+    """Has the selected thread stop at the place where it stands. Without that gdb, which has let it run, would not step over the
+    breakpoint there when the user continues, but stop a second time."""
+    here = _Here(pc)
+    try:
+        calls.let_run_alone("continue")
+    finally:
+        here.delete()
+    if _number("$pc") != pc:
+        raise QuorError("the thread that was parked has not come back to its place")
+
+
+def _number(expression):
+    return int(gdb.parse_and_eval(f"(long){expression}"))
+
+
+def _system_call_register():
+    return "$orig_rax" if gdb.lookup_type("void").pointer().sizeof == 8 else "$orig_eax"
+
+
+def _signal():
+    """The signal with which the selected thread stopped."""
+    try:
+        return int(gdb.parse_and_eval("$_siginfo.si_signo"))
+    except gdb.error:
+        return 0
+
+
+def _signal_name(number):
+    return signal.Signals(number).name
+
+
+# ---- The user's breakpoints ----
+
+class Quiet:
+    """Switches the user's breakpoints off while the process runs for calls: one of them would end the call half-way."""
+
+    def __enter__(self):
+        self._off = [each for each in gdb.breakpoints() or () if each.type in _QUIET_TYPES and each.enabled]
+        for each in self._off:
+            each.enabled = False
+
+    def __exit__(self, *_):
+        for each in self._off:
+            if each.is_valid():
+                each.enabled = True
+
+
+# ---- Holding ----
+
+@contextlib.contextmanager
+def held():
+    """A block in which the agent may be asked, at a stop that is no hook."""
+    _require_agent()
+    thread = stop_thread()
+    with contextlib.ExitStack() as stack:
+        stack.enter_context(place.Selection())
+        parked = _parked(thread)
+        stack.enter_context(Quiet())
+        if parked:
+            stack.enter_context(parked)
+        stack.enter_context(_suspended())
+        yield
+
+
+def _parked(thread):
+    """What keeps the thread in its place; None when it did not choose that."""
+    with place.Selection():
+        thread.switch()
+        anywhere = _signal() in ANYWHERE
+    if anywhere or thread == place.agent_thread():
+        return None
+    _require_outside(thread)
+    return Parked(thread)
+
+
+@contextlib.contextmanager
+def _suspended():
+    env = calls.call("getEnv")
+    calls.call("agent_suspend_all", 0)
+    try:
+        calls.call(env["functions"]["PushLocalFrame"], env, _LOCAL_REFERENCES)
+        yield
+    finally:
+        if place.is_waiting():  # else a call was interrupted, and stands there
+            calls.call(env["functions"]["PopLocalFrame"], env, 0)
+            calls.call("resume_after_event", env)
