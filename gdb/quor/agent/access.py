@@ -20,7 +20,7 @@ ANYWHERE = (0, 2, 19)  # signals of a thread that did not choose its place: none
 _TRAP = 5
 _LOOP = b"\xeb\xfe"  # a jump to itself, on both widths
 _CHUNK, _MAX_SEARCH = 1 << 16, 1 << 23
-_SAVED = "$j_siginfo"
+_SAVED = "j_saved"  # a convenience variable
 _LOCAL_REFERENCES = 64
 _QUIET_TYPES = tuple(getattr(gdb, name) for name in ("BP_BREAKPOINT", "BP_HARDWARE_BREAKPOINT", "BP_WATCHPOINT", "BP_HARDWARE_WATCHPOINT",
                                                      "BP_READ_WATCHPOINT", "BP_ACCESS_WATCHPOINT") if hasattr(gdb, name))
@@ -114,29 +114,33 @@ class Parked:
         self._thread = thread
 
     def __enter__(self):
+        loop = _loop()
         with self._selected():
             self._signal = _signal()
-            self._pc, self._system_call = _number("$pc"), _number(_system_call_register())
-            if self._signal == _TRAP and self._system_call >= 0:
+            if self._signal == _TRAP and _number(_system_call_register()) >= 0:
                 raise QuorError(f"thread {self._thread.num} stopped at a system call: the agent cannot be asked here")
-            loop = _loop()
-            gdb.execute(f"set var {_SAVED} = $_siginfo", to_string=True)
-            if self._is_pending():
-                gdb.execute("queue-signal 0", to_string=True)
-            gdb.execute(f"set var $pc = {loop}", to_string=True)
+            self._saved = [_Saved(name) for name in ("$pc", "$eflags", _system_call_register(), "$_siginfo")]
+            try:
+                if self._is_pending():
+                    gdb.execute("queue-signal 0", to_string=True)
+                gdb.execute(f"set var $pc = {loop}", to_string=True)
+            except gdb.error:
+                self._put_back()
+                raise
         return self
 
     def __exit__(self, *_):
         if self._thread.is_valid():
             with self._selected():
-                gdb.execute(f"set var $pc = {self._pc}", to_string=True)
-                _stand_at(self._pc)
-                self._put_back()
+                self._saved[0].put_back()
+                try:
+                    _stand_at(self._saved[0].number())
+                finally:
+                    self._put_back()
 
     def _put_back(self):
-        gdb.execute(f"set var {_system_call_register()} = {self._system_call}", to_string=True)
-        gdb.execute(f"set var $_siginfo = {_SAVED}", to_string=True)
-        gdb.set_convenience_variable(_SAVED[1:], None)
+        for each in self._saved:
+            each.put_back()
         if self._is_pending():
             gdb.execute(f"queue-signal {_signal_name(self._signal)}", to_string=True)
 
@@ -149,6 +153,22 @@ class Parked:
             self._thread.switch()
             gdb.newest_frame().select()
             yield
+
+
+class _Saved:
+    """What a register, or gdb's $_siginfo, of the selected thread held."""
+
+    def __init__(self, name):
+        self._name, self._value = name, gdb.parse_and_eval(name)
+        self._value.fetch_lazy()
+
+    def number(self):
+        return int(self._value.cast(gdb.lookup_type("unsigned long")))
+
+    def put_back(self):
+        gdb.set_convenience_variable(_SAVED, self._value)
+        gdb.execute(f"set var {self._name} = ${_SAVED}", to_string=True)
+        gdb.set_convenience_variable(_SAVED, None)
 
 
 class _Here(gdb.Breakpoint):
@@ -168,7 +188,7 @@ def _stand_at(pc):
         calls.let_run_alone("continue")
     finally:
         here.delete()
-    if _number("$pc") != pc:
+    if gdb.newest_frame().pc() != pc:
         raise QuorError("the thread that was parked has not come back to its place")
 
 

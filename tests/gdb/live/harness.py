@@ -138,7 +138,10 @@ class Jvm:
 
     def start_with_agent(self, main, *arguments, options=()):
         """A program of its own with the agent in it."""
-        return self.start(*arguments, options=[f"-agentpath:{self.agent_dir}/libquor_agent.so", *options], main=main)
+        return self.start(*arguments, options=[*self.agent_option(), *options], main=main)
+
+    def agent_option(self):
+        return [f"-agentpath:{self.agent_dir}/libquor_agent.so"]
 
     def java_run(self, main, *arguments, options=()):
         """The gdb command that starts a program with the agent in it."""

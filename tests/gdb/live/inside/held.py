@@ -1,0 +1,62 @@
+"""In gdb: asks the agent at stops that are no hooks, and tells whether all is as before. Prints lines of JSON."""
+import json
+import os
+import random
+import subprocess
+import time
+
+import gdb
+
+from quor.agent import questions
+from quor.errors import QuorError
+
+SETTINGS = ("unwindonsignal", "scheduler-locking", "print thread-events")
+
+
+def surroundings():
+    """What a question must not change, as text."""
+    breakpoints = [(each.number, each.enabled, each.hit_count) for each in gdb.breakpoints() or ()]
+    return {"thread": gdb.selected_thread().num, "frame": gdb.selected_frame().level(),
+            "registers": gdb.execute("info registers", to_string=True), "stack": gdb.execute("bt", to_string=True),
+            "signal": gdb.execute("print $_siginfo", to_string=True).partition("=")[2],
+            "settings": [str(gdb.parameter(name)) for name in SETTINGS], "breakpoints": breakpoints}
+
+
+def ask():
+    """How many methods the class Mix has: a class look-up and a list."""
+    with questions.asking("the test"):
+        return len(questions.methods(questions.class_by_name("Mix").handle))
+
+
+def tell(result):
+    print("RESULT " + json.dumps(result))
+
+
+def asked(times):
+    """Asks so many times at this stop."""
+    before = surroundings()
+    answers = [ask() for _ in range(times)]
+    after = surroundings()
+    tell({"answers": answers, "changed": {name: [before[name], after[name]] for name in before if before[name] != after[name]}})
+
+
+def interrupt():
+    pid = gdb.selected_inferior().pid
+    child = subprocess.Popen(["sh", "-c", f"sleep {random.uniform(0.002, 0.03):.4f}; kill -INT {pid}"])
+    gdb.execute("continue", to_string=True)
+    child.wait()
+
+
+def interrupted(times):
+    """Asks at so many random interrupts."""
+    gdb.execute("handle SIGINT stop print nopass", to_string=True)
+    answers, refusals, slowest = [], [], 0
+    for _ in range(times):
+        interrupt()
+        begin = time.monotonic()
+        try:
+            answers.append(ask())
+        except QuorError as error:
+            refusals.append(str(error))
+        slowest = max(slowest, time.monotonic() - begin)
+    tell({"answers": answers, "refusals": refusals, "slowest": slowest, "pid": os.getpid()})
