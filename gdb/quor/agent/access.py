@@ -22,8 +22,8 @@ _LOOP = b"\xeb\xfe"  # a jump to itself, on both widths
 _CHUNK, _MAX_SEARCH = 1 << 16, 1 << 23
 _SAVED = "j_saved"  # a convenience variable
 _LOCAL_REFERENCES = 64
-_QUIET_TYPES = tuple(getattr(gdb, name) for name in ("BP_BREAKPOINT", "BP_HARDWARE_BREAKPOINT", "BP_WATCHPOINT", "BP_HARDWARE_WATCHPOINT",
-                                                     "BP_READ_WATCHPOINT", "BP_ACCESS_WATCHPOINT") if hasattr(gdb, name))
+_KINDS = ("BREAKPOINT", "HARDWARE_BREAKPOINT", "WATCHPOINT", "HARDWARE_WATCHPOINT", "READ_WATCHPOINT", "ACCESS_WATCHPOINT")
+_QUIET_TYPES = tuple(getattr(gdb, "BP_" + kind) for kind in _KINDS if hasattr(gdb, "BP_" + kind))
 
 
 class _Stop:

@@ -31,7 +31,16 @@ def asking(what):
     now = session.require(what, "hook", "native", "loaded")
     calls.forget_scratch()
     with contextlib.nullcontext() if now == "hook" else access.held():
+        if now == "loaded":
+            _list_classes_anew()
         yield
+
+
+def _list_classes_anew():
+    """Until a debugger attaches the agent is not told of classes."""
+    listed = place.global_value("prep_list").address
+    call("PrepList_reset", listed)
+    call("PrepList_seed", listed, call("getEnv"))
 
 
 def ask(function, *arguments):
