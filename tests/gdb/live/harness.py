@@ -19,6 +19,7 @@ GDB = ["gdb", "--batch", "-nx", "-q", "-iex", "set debuginfod enabled off", "-ie
 SETTINGS = ("set pagination off", "set confirm off", "set width 0", "set height 0", "set backtrace limit 2000",
             "set breakpoint pending on", "set print thread-events off", "set print inferior-events off",
             "handle SIGSEGV SIGUSR1 SIGUSR2 SIGQUIT SIGPIPE nostop noprint pass")
+COMPLAINT = "quor: a Java frame is not shown"
 LIMIT = 60  # seconds for one run of gdb, or one wait
 
 
@@ -181,10 +182,11 @@ def end_session(process):
     process.wait()
 
 
-def gdb(jvm, commands, pid=None, core=None, arguments=(), front=True, seconds=LIMIT, variables=()):
+def gdb(jvm, commands, pid=None, core=None, arguments=(), front=True, seconds=LIMIT, variables=(), fails_inside=False):
     """Runs commands in a gdb of its own; gives what each printed, in a list. With `front` quor.py is sourced first.
 
     A command that fails prints its error and does not end the run. gdb kills what it still holds when it was started by it.
+    `fails_inside`: a command plants an error in quor's own code, which is to be told in one line.
     """
     command = list(GDB)
     for setting in SETTINGS:
@@ -215,8 +217,10 @@ def gdb(jvm, commands, pid=None, core=None, arguments=(), front=True, seconds=LI
     (jvm.folder / f"gdb-{number}.log").write_text(f"{command}\n{text}")
     check(ended, f"gdb ends within {seconds} seconds (what it printed is in gdb-{number}.log)")
     check("\n<<end\n" in text, f"gdb comes to its end (what it printed is in gdb-{number}.log)")
-    check("Traceback (most recent call last)" not in text, f"no traceback is printed (see gdb-{number}.log)")
-    check("quor: a Java frame is not shown" not in text, f"no frame fails inside (see gdb-{number}.log)")
+    check("Traceback (most recent call last)" not in text and "Python Exception" not in text,
+          f"no error of Python's is printed (see gdb-{number}.log)")
+    complaints = text.count(COMPLAINT)
+    check(complaints == fails_inside, f"{complaints} lines tell of an error inside, not {int(fails_inside)} (see gdb-{number}.log)")
     body = text[text.index("\n<<0\n"):text.index("\n<<end\n")] if commands else ""
     return [part.strip("\n") for part in re.split(r"\n<<\d+\n", body)[1:]]
 

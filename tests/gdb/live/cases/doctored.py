@@ -1,9 +1,11 @@
-"""A libjvm whose tables tell another layout: a line says what is off, native frames are shown, and nothing fails."""
+"""A libjvm whose tables tell another layout: a line says what is off, native frames are shown, and nothing fails. So it is, too,
+when quor's own code fails in a way that nobody thought of."""
 from crash import SHOW_AND_WAIT
-from harness import FRONT, HERE, check, frames, gdb, java_frames
+from harness import COMPLAINT, FRONT, HERE, check, frames, gdb, java_frames
 
 THREAD = "python [t.switch() for t in gdb.selected_inferior().threads() if t.name == 'descender']"
 UNDO = "python doctor_undo()"
+PLANT = "python from quor.hotspot.hotspot import HotSpot; HotSpot.unwind = lambda *_: 1 // 0"
 
 
 def doctored(jvm, program, change, *further):
@@ -17,6 +19,14 @@ def doctored(jvm, program, change, *further):
 def check_native_part(text):
     functions = " ".join(frame.function for frame in frames(text)[:5])
     check("reach" in functions and "Java_Descent_bottom" in functions, f"the native frames are there: {text}")
+
+
+def check_error_inside(jvm, program):
+    _, _, text, again = gdb(jvm, [THREAD, PLANT, "bt", "bt"], pid=program.pid, fails_inside=True)
+    check(f"{COMPLAINT}: ZeroDivisionError: " in text, f"the first stack tells it: {text}")
+    for each in text, again:
+        check_native_part(each)
+        check(not java_frames(frames(each)), f"gdb goes on without Java frames: {each}")
 
 
 def case(jvm):
@@ -39,5 +49,6 @@ def case(jvm):
         said, text, (threads,) = doctored(jvm, program, "stride", "java threads")
         check_native_part(text)
         check("no HotSpot in this process, or it is not initialised" in threads, f"unreadable tables: {threads}")
+        check_error_inside(jvm, program)
         said = gdb(jvm, [THREAD, "bt"], pid=program.pid)
         check(len(java_frames(frames(said[1]))) > 30, "with everything put back the stack is whole again")

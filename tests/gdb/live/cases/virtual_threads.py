@@ -1,7 +1,7 @@
 """Virtual threads: mounted ones with a whole stack, unmounted ones from the heap, live and in a core."""
 import re
 
-from harness import CaseFailed, check, check_equal, check_whole, gdb, java_frames, note, threads
+from harness import CaseFailed, check, check_equal, check_whole, chosen, gdb, java_frames, note, threads
 
 CARRIERS = "-Djdk.virtualThreadScheduler.parallelism=4"  # one is pinned, two are always busy, whatever the machine has
 MODES = {"default": [], "interpreter": ["-Xint"], "compiled": ["-Xcomp"], "serial": ["-XX:+UseSerialGC"], "ZGC": ["-XX:+UseZGC"]}
@@ -67,7 +67,7 @@ def look_beside_collector(program, jvm, mode):
 
 
 def case(jvm):
-    for mode, options in MODES.items():
+    for mode, options in chosen(MODES).items():
         with jvm.start("virtual", options=[CARRIERS, *options]) as program:
             program.ready()
             if mode == "ZGC":
