@@ -55,10 +55,13 @@ void debugger::run_to_end(const std::function<void()>& on_stop, double seconds) 
         if (on_stop) on_stop();
 }
 
-void debugger::meet() {
-    while (!is_at(FIRST_CONTACT))
-        if (!next_stop()) throw failure("the process ends before the agent's first contact");
+bool debugger::meet(const std::function<bool()>& is_over) {
+    while (!is_at(FIRST_CONTACT)) {
+        if (!next_stop_or(is_over)) throw failure("the process ends before the agent's first contact");
+        if (!is_stopped()) return false;
+    }
     ask("agent_attach_jquor", {env});
+    return true;
 }
 
 void debugger::attach() {

@@ -18,8 +18,9 @@ class debugger {
 public:
     explicit debugger(pid_t pid, tracee::on_our_death fate = tracee::on_our_death::dies);
 
-    /* Takes hold of the Java side of a process that is just starting: at the agent's first contact, where it then stands. */
-    void meet();
+    /* Takes hold of the Java side of a process that is just starting: at the agent's first contact, where it then stands. False
+     * when `is_over` holds before: the debugger has come too late for it. */
+    bool meet(const std::function<bool()>& is_over);
     /* The same of one that runs already, in the safe order: the flag first, agent_attach_jquor at the agent's answer, where the
      * agent thread then stands. */
     void attach();

@@ -19,6 +19,7 @@ const std::vector<scenario> scenarios = {
     {"death-return", "the end of main while eight threads are at breakpoints", death_by_return},
     {"death-logging", "both ends with the log on", death_with_a_log},
     {"attach-detach", "attach and detach under load, something pending", attach_and_detach_under_load},
+    {"late", "the debugger comes when the agent's first contact is over", debugger_comes_late},
     {"unloading", "classes in throw-away loaders, after a detach", class_unloading},
     {"control-c", "control-C stops under load", control_c_under_load},
     {"filters", "filters changed under ten throwers", filters_under_ten_throwers},

@@ -58,7 +58,8 @@ session::~session() {
 void session::attach() {
     program.await_agent();
     d = std::make_unique<debugger>(program.pid());
-    d->meet();
+    /* on a busy machine the VM may start faster than we come: main runs when the first contact is over */
+    if (!d->meet([this] { return program.has_printed("ready\n"); })) d->attach();
 }
 
 void session::measure(memory_figures& figures, size_t& handles) {

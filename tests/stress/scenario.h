@@ -29,7 +29,8 @@ public:
     /* After a hang, shows every stack first. */
     ~session();
 
-    /* The debugger takes hold while the VM starts, and stands at the agent's first contact; the program will wait for go(). */
+    /* The debugger takes hold while the VM starts, and stands at the agent's first contact, or at its answer when that is over;
+     * the program will wait for go(). */
     void attach();
     /* The program has started, without a debugger. */
     void start_alone() {

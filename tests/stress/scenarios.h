@@ -21,6 +21,7 @@ void death_by_exit(const surroundings& around, report& found);
 void death_by_return(const surroundings& around, report& found);
 void death_with_a_log(const surroundings& around, report& found);
 void attach_and_detach_under_load(const surroundings& around, report& found);
+void debugger_comes_late(const surroundings& around, report& found);
 void debugger_killed_at_each_stage(const surroundings& around, report& found);
 void class_unloading(const surroundings& around, report& found);
 

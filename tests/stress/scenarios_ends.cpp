@@ -81,6 +81,20 @@ void attach_and_detach_under_load(const surroundings& around, report& found) {
     found.note("visits", rounds);
 }
 
+/* As on a machine so busy that the VM has started before the debugger has a look. */
+void debugger_comes_late(const surroundings& around, report& found) {
+    session s(around, found, "Deaths", {"return", "0"});
+    s.program.await_ready();
+    s.attach();
+    s.d->set_breakpoint("Deaths", "reached");
+    s.measure_start();
+    s.measure_end();
+    s.program.go();
+    s.d->run_to_end([&] { found.stops += s.d->is_at("hook_bpt"); });
+    s.check_end(0);
+    expect(found.stops > 0, "the debugger sees stops");
+}
+
 /* What the debugger has done last when it is killed. Its breakpoint instructions are out again, as a debugger has it that
  * inserts them only while the process runs. */
 static const char* const stages[] = {"seized",
