@@ -9,6 +9,7 @@ from quor.hotspot.memory import Unreadable
 _LONGEST = 15  # bytes of an instruction
 _CHUNK = 256
 _MAX_CODE = 1 << 14
+_KEPT = 13  # r13: where the VM's code keeps sp over calls
 
 
 class Code:
@@ -49,17 +50,20 @@ class State:
     `ret`: the return address lies at sp + ret; or `register` holds it. `by_frame`: it lies one word above fp, which is set up.
     `fp_at`: the caller's fp lies at sp + fp_at; None: the register holds it still.
     `apart`: the caller's sp is not behind the return address (arguments were pushed between): the sender's sp tells it.
+    `copy`: (register, distance): the return address lies at that distance from what the register holds, which calls preserve.
+    Where sp is aligned meanwhile nothing else tells: `ret` is None.
     """
-    __slots__ = ("ret", "register", "by_frame", "fp_at", "apart", "saved")
+    __slots__ = ("ret", "register", "by_frame", "fp_at", "apart", "saved", "copy")
 
     def __init__(self):
         self.ret, self.register, self.by_frame, self.fp_at, self.apart = 0, None, False, None, False
         self.saved = {}  # register: where it was stored, relative to fp
+        self.copy = None
 
-    def copy(self):
+    def twin(self):
         other = State()
         other.ret, other.register, other.by_frame = self.ret, self.register, self.by_frame
-        other.fp_at, other.apart, other.saved = self.fp_at, self.apart, dict(self.saved)
+        other.fp_at, other.apart, other.saved, other.copy = self.fp_at, self.apart, dict(self.saved), self.copy
         return other
 
     def _move(self, size):
@@ -82,6 +86,14 @@ class State:
         elif self.ret == 0 and not self.by_frame:
             self.ret, self.register = None, register
         self._move(word)
+
+    def _by_copy(self, what, value):
+        """sp is aligned, or becomes what it was before. False when no register tells what that was."""
+        if self.copy is None or what == "move_sp" and value != self.copy[0]:
+            return False
+        self.ret = self.copy[1] if what == "move_sp" else None
+        self.fp_at = None
+        return True
 
     def apply(self, what, value, word):
         """One instruction's effect. False when nothing is known behind it."""
@@ -107,9 +119,12 @@ class State:
             if not self.by_frame:
                 return False
             self.fp_at, self.ret = -value, word - value
+        elif what == "copy_sp":
+            if value == _KEPT and self.ret is not None and not self.by_frame:
+                self.copy = value, self.ret
         elif what in ("move_sp", "lose_sp"):
             # the frame is found by fp; or the caller's own sp is put back, the return address in a register
-            return self.by_frame or self.register is not None
+            return self.by_frame or self.register is not None or self._by_copy(what, value)
         elif what == "save":
             self.saved.setdefault(*value)
         return True
@@ -118,11 +133,11 @@ class State:
 _ENDS = ("jump", "jump_register", "ret", "stop")
 
 
-def at(code, entry, pc):
+def at(code, entry, pc, entries=True):
     """The State at the pc, when the code is entered at `entry`; None when that cannot be told.
 
     The code is read in the order of its addresses; a state is carried over forward jumps to their targets. Behind a jump or a
-    return that nobody jumps over, another entry begins.
+    return that nobody jumps over, another entry begins, if the code has several (`entries`); else nothing is known there.
     """
     word = code.word_size
     state = State()
@@ -135,9 +150,9 @@ def at(code, entry, pc):
         length, what, value = found
         at_pc += length
         if what in ("branch", "jump") and value is not None and at_pc + value > at_pc and state:
-            waiting.setdefault(at_pc + value, state.copy())
+            waiting.setdefault(at_pc + value, state.twin())
         if what in _ENDS:
-            state = waiting.get(at_pc) or State()
+            state = waiting.get(at_pc) or (State() if entries else None)
             continue
         if state and not state.apply(what, value, word):
             state = None
@@ -156,6 +171,12 @@ class Exit:
     def __init__(self):
         self.kind, self.ret, self.fp_at, self.by_frame, self.extra = "unknown", 0, None, False, 0
         self._new_fp = None  # sp + this is what fp becomes on the way
+
+    def twin(self):
+        other = Exit()
+        other.ret, other.fp_at, other.by_frame, other.extra = self.ret, self.fp_at, self.by_frame, self.extra
+        other._new_fp = self._new_fp
+        return other
 
     def _restores_fp(self, at):
         """fp is read from sp + at: below sp lies what the code is still to push, fp itself."""
@@ -187,9 +208,21 @@ class Exit:
 
 
 def to_exit(code, pc, blob, limit, follow=False):
-    """Follows the code from the pc, at most `limit` instructions: straight on, and with `follow` over jumps within the blob."""
-    way = Exit()
+    """Follows the code from the pc, at most `limit` instructions: straight on, and with `follow` over jumps within the blob; where
+    that leads round in a circle, over the branches that were passed too."""
+    first = Exit()
     seen = set()
+    passed = [(pc, first)]  # where to go on, and what is known there
+    while passed:
+        pc, way = passed.pop()
+        way.kind = _follow(code, pc, blob, limit, way, seen, passed if follow else None)
+        if way.kind != "unknown":
+            return way
+    return first
+
+
+def _follow(code, pc, blob, limit, way, seen, passed):
+    """The kind of end that one way through the code has. `passed` gets the branches on it; without it no jump is followed."""
     while len(seen) < limit and pc not in seen:
         seen.add(pc)
         found = code.instruction(pc)
@@ -197,14 +230,16 @@ def to_exit(code, pc, blob, limit, follow=False):
             break
         length, what, value = found
         pc += length
-        if what == "jump" and value is not None and blob.start <= pc + value < blob.end:
-            if not follow:
-                way.kind = "inside"
-                break
+        if what in ("jump", "branch") and value is not None and blob.start <= pc + value < blob.end:
+            if what == "branch":
+                if passed is not None:
+                    passed.append((pc + value, way.twin()))
+                continue
+            if passed is None:
+                return "inside"
             pc += value
             continue
         known = True if what in ("ret", "jump", "jump_register") else way.apply(what, value, code.word_size)
         if known is not None:
-            way.kind = "return" if known else "unknown"
-            break
-    return way
+            return "return" if known else "unknown"
+    return "unknown"

@@ -47,6 +47,7 @@ class JavaUnwinder(Unwinder):
         if caller is None:
             return None
         vm.unwound[registers.sp, pc] = registers, caller
+        vm.called.add((caller.sp, caller.pc))
         info = pending.create_unwind_info(FrameId(vm.value(caller.base), vm.start_value(caller.start)))
         info.add_saved_register(vm.pc_name, vm.value(caller.pc))
         info.add_saved_register(vm.sp_name, vm.value(caller.sp))
@@ -77,7 +78,8 @@ class _Reader:
 
 
 def _registers(vm, pc, sp, fp, reader, level):
-    top = level is not None and level() == 0 or not vm.returns.follows_call(pc)
+    # the interpreter jumps into what it calls: its own return addresses follow no call, but the frames that it called tell of it
+    top = (sp, pc) not in vm.called and (level is not None and level() == 0 or not vm.returns.follows_call(pc))
     return Registers(pc, sp, fp, reader, top)
 
 

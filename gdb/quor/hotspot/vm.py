@@ -24,6 +24,7 @@ class Vm(HotSpot):
     def __init__(self, inferior):
         self.inferior = inferior
         self.unwound = {}  # (sp, pc) of a frame at this stop: its Registers and Caller
+        self.called = set()  # (sp, pc) of frames that one of those in the code cache returns to
         self.plain_frames = {}  # pc: what the frame filter shows of a native frame there
         self._start_values = {}  # address: the gdb.Value of it
         super().__init__(Memory(self._read, _word_size()), address_of_symbol, _is_native)
@@ -53,6 +54,7 @@ class Vm(HotSpot):
     def forget(self):
         super().forget()
         self.unwound.clear()
+        self.called.clear()
         self.plain_frames.clear()
         self._start_values.clear()
 
@@ -66,7 +68,7 @@ class Vm(HotSpot):
         sp = self._read_register(frame, x86.SP)
         found = self.unwound.get((sp, pc))
         if found is None:  # unwound before what we keep was dropped; gdb keeps frames longer
-            top = frame.newer() is None or not self.returns.follows_call(pc)
+            top = (sp, pc) not in self.called and (frame.newer() is None or not self.returns.follows_call(pc))
             registers = Registers(pc, sp, self._read_register(frame, x86.FP), top=top)
         else:
             registers, caller = found

@@ -9,6 +9,7 @@
     set_fp      fp = sp
     restore_sp  sp = fp + value
     move_sp     sp = the register of this number
+    copy_sp     the register of this number = sp
     lose_sp     sp becomes what cannot be told
     save        (register, distance from fp) a register is stored in the frame
     jump_register  to the address in this register
@@ -199,6 +200,8 @@ def _effect_on_operand(byte, operand, value):
                 return "set_fp", None
             if to == SP:
                 return ("restore_sp", 0) if source == FP else ("move_sp", source)
+            if source == SP:
+                return "copy_sp", to
         elif _writes_rm(byte, operand) and operand.rm == SP or _writes_reg(byte) and operand.reg == SP:
             return "lose_sp", None
         return "other", None

@@ -238,7 +238,9 @@ _FRAME = re.compile(r"#(\d+)\s+(?:0x[0-9a-f]+ in )?(.*)$")
 _INLINED = re.compile(r"()\s*([\w.$/+]+\.(?:<init>|<clinit>|[\w$]+)\([^)]*\).*)$")
 _JAVA = re.compile(r"(?P<type>[\w.$/+]+)\.(?P<method><init>|<clinit>|[\w$]+)\((?P<parameters>[^)]*)\)")
 _IN_LIBRARY = re.compile(r" (?:at|from) \S*\.so[.\d]*$")  # a C library without symbols does not name its own functions
-STARTS = ("start_thread", "clone", "clone3", "__clone", "__clone3", "_start", "main", "__libc_start_main", "__libc_start_call_main")
+_NOWHERE = re.compile(r"#\d+\s+0x0+ in \?\? \(\)$")
+CLONES = ("clone", "clone3", "__clone", "__clone3")
+STARTS = (*CLONES, "start_thread", "_start", "main", "__libc_start_main", "__libc_start_call_main")
 
 
 def frames(text):
@@ -279,6 +281,17 @@ def _of_launcher(frame, outer, stack):
     return outer.function.startswith("__libc_start") or _in_bare_libc(outer)
 
 
+def _is_just_made(stack):
+    """Whether the thread stands in the call that made it: below it there is nothing yet."""
+    return len(stack) == 2 and stack[0].function in CLONES and _NOWHERE.search(stack[1].text)
+
+
+def ends_in_vdso(stack):
+    """Whether a stack is lost behind a function of the kernel's vDSO. The one for i386 has no call frame information for them, and
+    gdb alone knows as little where they return to."""
+    return len(stack) > 1 and stack[0].function.startswith("__vdso_") and stack[1].function == "??"
+
+
 def _in_bare_libc(frame):
     return frame.function in ("", "??") and "/libc.so" in frame.text
 
@@ -287,6 +300,8 @@ def why_not_whole(stack):
     """What is wrong with a stack that is to reach its thread's start; None when nothing is."""
     if not stack:
         return "it is empty"
+    if _is_just_made(stack):
+        return None
     for frame, outer in zip(stack, [*stack[1:], None]):
         if frame.function in ("", "??") and not _IN_LIBRARY.search(frame.text) and not _of_launcher(frame, outer, stack):
             return f"frame {frame.number} is unknown: {frame.text}"

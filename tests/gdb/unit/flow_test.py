@@ -26,6 +26,21 @@ class FlowTest(unittest.TestCase):
     def test_behind_a_return_another_entry_begins(self):
         self.assertEqual(0, flow.at(self.code("53" "c3" "90"), 0x1000, 0x1002).ret)
 
+    def test_code_with_one_entry_is_not_known_behind_a_jump_before_the_jump_s_target(self):
+        code = self.code("53" "eb02" "9090" "5b")  # push %rbx; jmp +2; nop; nop; pop %rbx
+        self.assertIsNone(flow.at(code, 0x1000, 0x1004, entries=False))
+        self.assertEqual(8, flow.at(code, 0x1000, 0x1005, entries=False).ret)
+
+    def test_where_sp_is_aligned_its_copy_tells(self):
+        # push %rbx; mov %rsp,%r13; and $-16,%rsp; pushf; popf; mov %r13,%rsp; pop %rbx
+        code = self.code("53" "4c8bec" "4883e4f0" "9c" "9d" "498be5" "5b")
+        for pc in (0x1008, 0x1009, 0x100a):
+            self.assertEqual((None, (13, 8)), (lambda state: (state.ret, state.copy))(flow.at(code, 0x1000, pc)))
+        self.assertEqual(8, flow.at(code, 0x1000, 0x100d).ret)
+
+    def test_a_copy_of_sp_that_calls_do_not_preserve_tells_nothing(self):
+        self.assertIsNone(flow.at(self.code("4c8bdc" "4883e4f0" "90"), 0x1000, 0x1007))  # mov %rsp,%r11; and $-16,%rsp
+
     def test_a_pc_within_an_instruction_cannot_be_told(self):
         self.assertIsNone(flow.at(self.code("4883ec10"), 0x1000, 0x1002))
 
@@ -43,6 +58,10 @@ class FlowTest(unittest.TestCase):
 
     def test_a_loop_ends(self):
         self.assertEqual("unknown", flow.to_exit(self.code("ebfe"), 0x1000, self.blob, 1000, follow=True).kind)
+
+    def test_out_of_a_loop_leads_the_branch_that_was_passed(self):
+        code = self.code("90" "7403" "ebfb" "f4" "5b" "c3")  # nop; je +3; jmp -5; hlt; pop %rbx; ret
+        self.assertEqual(("return", 8), (lambda way: (way.kind, way.ret))(flow.to_exit(code, 0x1000, self.blob, 10, follow=True)))
 
     def test_a_leave_leads_through_fp(self):
         way = flow.to_exit(self.code("90" "c9" "4883c408" "c3"), 0x1000, self.blob, 10)

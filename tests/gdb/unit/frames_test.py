@@ -148,6 +148,33 @@ class FramesTest(unittest.TestCase):
             self.assertEqual((run.return_to, sender), (found.pc, found.sp), run.pc)
             run.step()
 
+    def test_an_adapter_that_calls_the_vm_with_sp_aligned(self):
+        # mov %rsp,%r13; and $-16,%rsp; pushf; sub $0x80,%rsp; call; add $0x80,%rsp; popf; mov %r13,%rsp; jmp *%rcx
+        world = World()
+        start = world.blob("I2C/C2I adapters", code("4c8bec", "4883e4f0", "9c", "4881ec80000000", CALL, "4881c480000000", "9d",
+                                                    "498be5", "ffe1"))
+        run = Run(world, start)
+        before, base = run.sp, world.code_of(start)
+        run.registers[R13] = before
+        for offset, sp in ((3, before), (7, before - 8), (8, before - 16), (20, before - 0x90), (27, before - 16), (31, before)):
+            with self.subTest(offset=offset):
+                run.pc, run.sp = base + offset, sp
+                found = run.caller(top=offset != 20)
+                self.assertIsNotNone(found)
+                self.assertEqual((run.return_to, run.bottom, run.fp), (found.pc, found.sp, found.fp))
+
+    def test_a_method_whose_prologue_is_followed_by_a_jump(self):
+        # push %rbp; sub $0x10,%rsp; jmp +2; nop; nop; nop; add $0x10,%rsp; pop %rbp; ret
+        text = code("55", "4883ec10", "eb02", "9090", "90", "4883c410", "5d", "c3")
+        world = World()
+        run = Run(world, world.compiled(text, 4, len(text)))
+        base = run.pc
+        world.push_words(run.bottom - 0x20, run.return_to)  # a stale word at sp
+        for offset in (7, 8, 9):  # behind the jump, and at its target
+            run.pc, run.sp = base + offset, run.bottom - 0x20
+            found = run.caller()
+            self.assertEqual((run.return_to, run.bottom), (found.pc, found.sp), offset)
+
     def test_a_leftover_return_address_does_not_mislead_a_standing_frame(self):
         world = World()
         run = Run(world, world.compiled(code("55", "4883ec10", "90" * 80, "4883c410", "5d", "c3"), 4, 5))

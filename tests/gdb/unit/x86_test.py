@@ -19,6 +19,7 @@ _CASES = (
     ("488bec", 64, "set_fp", None), ("4889e5", 64, "set_fp", None), ("8bec", 32, "set_fp", None),
     ("488be5", 64, "restore_sp", 0), ("488d65a0", 64, "restore_sp", -0x60), ("8d65f0", 32, "restore_sp", -0x10),
     ("498be5", 64, "move_sp", 13), ("8be3", 32, "move_sp", 3),
+    ("4c8bec", 64, "copy_sp", 13), ("4989e5", 64, "copy_sp", 13), ("8bf4", 32, "copy_sp", 6),
     ("4883e4f0", 64, "lose_sp", None), ("5c", None, "lose_sp", None), ("488b6310", 64, "lose_sp", None),
     ("48895dc8", 64, "save", (3, -0x38)), ("4c897da8", 64, "save", (15, -0x58)), ("897dfc", 32, "save", (7, -4)),
     ("89842400c0feff", None, "other", None), ("493ba728030000", 64, "other", None), ("c5f877", None, "other", None),

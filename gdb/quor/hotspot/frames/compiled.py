@@ -70,7 +70,7 @@ class FixedFrames:
         else:
             entry = blob.code
         if entry is not None:
-            state = flow.at(self._hotspot.code, entry, pc)
+            state = flow.at(self._hotspot.code, entry, pc, entries=not blob.compiled)
             if state is not None and state.ret is not None and not state.apart and self._is_inside(state, blob):
                 return state.ret + word, state.fp_at
         return self._by_exit(pc, blob, standing)

@@ -17,10 +17,11 @@ class EntryFrames:
         self._memory = hotspot.memory
         self._word = hotspot.memory.word_size
         self._return_at = hotspot.tables.static("StubRoutines::_call_stub_return_address")
-        self._range = None
+        self._range, self._states = None, {}
 
     def forget(self):
         self._range = None
+        self._states.clear()
 
     @property
     def return_address(self):
@@ -60,6 +61,12 @@ class EntryFrames:
                 break
         return end, behind_return
 
+    def _state(self, begin, pc):
+        """The same in every thread, most of which stand at the return address."""
+        if pc not in self._states:
+            self._states[pc] = flow.at(self._hotspot.code, begin, pc)
+        return self._states[pc]
+
     def unwind(self, registers, blob):
         if blob.compiled:
             return None
@@ -68,7 +75,7 @@ class EntryFrames:
         if not begin <= pc < end:
             return None
         # behind the return stand the pieces that are jumped to, with the frame standing
-        state = flow.at(self._hotspot.code, begin, pc if pc < behind_return else self.return_address)
+        state = self._state(begin, pc if pc < behind_return else self.return_address)
         if state is None:
             return None
         word, memory = self._word, self._memory

@@ -95,7 +95,9 @@ class InterpretedFrames:
         if not 0 <= registers.pc - entry < _ENTRY:
             return None
         state = flow.at(self._hotspot.code, entry, registers.pc)
-        if state is None or state.by_frame and self.method_of(registers) is not None:
+        if state is None or state.ret is None and not (state.by_frame or state.register is not None):
+            return None
+        if state.by_frame and self.method_of(registers) is not None:
             return None
         return self._by_state(registers, blob, state, method)
 

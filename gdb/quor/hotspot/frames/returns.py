@@ -9,13 +9,20 @@ class Returns:
 
     def __init__(self, hotspot):
         self._hotspot = hotspot
-        self._known = {}
+        self._known, self._calls = {}, {}
 
     def forget(self):
         self._known.clear()
+        self._calls.clear()
 
     def follows_call(self, pc):
         """Whether the instruction before this one is a call."""
+        known = self._calls.get(pc)  # threads mostly stand at the same places
+        if known is None:
+            known = self._calls[pc] = self._follows_call(pc)
+        return known
+
+    def _follows_call(self, pc):
         try:
             before = self._hotspot.memory.bytes(pc - 7, 7)
         except Unreadable:

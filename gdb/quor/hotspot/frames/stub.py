@@ -52,12 +52,19 @@ class StubFrames:
             yield registers.read(AX), sp, None, None
 
     def _in_adapter(self, registers, blob):
-        """Adapters hold the return address in a register while they move the arguments."""
+        """Adapters hold the return address in a register while they move the arguments; where they call the VM, sp is aligned, and
+        a register tells what it was."""
         state = flow.at(self._hotspot.code, blob.code, registers.pc)
         if state is None:
             return
         word, sp = self._word, registers.sp
-        if state.register is not None:
+        if state.ret is None and state.copy:
+            register, distance = state.copy
+            at = (registers.read(register) or 0) + distance
+            if not sp <= at < sp + _MAX_ARGUMENTS:
+                return
+            pc, after = self._memory.word(at), at + word
+        elif state.register is not None:
             pc, after = registers.read(state.register), sp
         elif state.ret is not None and state.ret >= 0:
             pc, after = self._memory.word(sp + state.ret), sp + state.ret + word

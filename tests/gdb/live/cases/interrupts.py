@@ -13,7 +13,9 @@ def result_of(text):
 
 
 def show(mode, result):
-    note(f"interrupts: mode {mode}: {result['stacks'] - len(result['misses'])} of {result['stacks']} stacks whole, "
+    whole = result["stacks"] - len(result["misses"]) - result["vdso"]
+    lost = f"{result['vdso']} lost in the vDSO, " if result["vdso"] else ""
+    note(f"interrupts: mode {mode}: {whole} of {result['stacks']} stacks whole, {lost}"
          f"{result['working']} of them of working threads, {result['java']} Java frames, {result['stops']} stops")
     for miss in result["misses"]:
         note(f"  {miss['thread']}: {miss['why']}\n    " + "\n    ".join(miss["stack"]) + "\n" + miss["machine"])
@@ -38,5 +40,6 @@ def case(jvm):
             check_equal(result["stops"], stops, f"the stops in mode {mode}")
             check(result["working"] >= 8 * stops, f"eight threads are at work in mode {mode}")
             check(result["java"] > 20 * stops, f"Java frames are named in mode {mode}")
+            check(result["vdso"] <= stops, f"what is lost in the vDSO is at most one a stop in mode {mode}")
             misses += len(result["misses"])
     check_equal(misses, 0, "stacks that are not whole")
