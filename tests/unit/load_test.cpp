@@ -395,15 +395,23 @@ TEST_F(SettingsFile, ThatIsSomebodyElsesIsIgnored) {
     EXPECT_EQ(ignored("owned by another user"), said());
 }
 
-TEST_F(SettingsFile, OfRootIsReadByOthers) {
+TEST_F(SettingsFile, OfTheUserOrOfRootIsReadWithoutRootsRights) {
     if (geteuid() != 0) GTEST_SKIP() << "only root can work as another user";
-    OwnFolder::write_settings("Roots\n");
+    const std::string read = "log_enable('Settings') unrecognized category\n";
+    const struct {
+        uid_t owner;
+        std::string said;
+    } cases[] = {{12345, read}, {0, read}, {23456, ignored("owned by another user")}};
     std::filesystem::permissions(".", std::filesystem::perms::all);
-    const ChildResult result = run_in_child([&] {
-        ASSERT_EQ(0, setresuid(12345, 12345, 12345));
-        EXPECT_EQ(0, JVM_OnLoad(sim.vm(), nullptr, nullptr));
-    });
-    EXPECT_EQ("log_enable('Roots') unrecognized category\n", result.err);
+    for (const auto& each : cases) {
+        OwnFolder::write_settings("Settings\n");
+        ASSERT_EQ(0, chown("C.agent", each.owner, (gid_t)-1));
+        const ChildResult result = run_in_child([&] {
+            ASSERT_EQ(0, setresuid(12345, 12345, 12345));
+            EXPECT_EQ(0, JVM_OnLoad(sim.vm(), nullptr, nullptr));
+        });
+        EXPECT_EQ(each.said, result.err) << "owned by " << each.owner;
+    }
 }
 
 TEST_F(SettingsFile, ThatIsIgnoredStillTurnsTheCategoriesOff) {
