@@ -17,11 +17,12 @@ sys.path.insert(0, os.environ["QUOR_LIVE"])
 import harness  # noqa: E402 (the line above makes it importable)
 
 STEPS_IN_A_ROW = 80
+SHORTEST, LONGEST = 0.02, 1  # seconds that the program runs between two stops, at most
 
 
-def run_and_interrupt():
+def run_and_interrupt(longest):
     pid = gdb.selected_inferior().pid
-    child = subprocess.Popen(["sh", "-c", f"sleep {random.uniform(0.002, 0.02):.4f}; kill -INT {pid}"])
+    child = subprocess.Popen(["sh", "-c", f"sleep {random.uniform(longest / 10, longest):.4f}; kill -INT {pid}"])
     gdb.execute("set scheduler-locking off")
     gdb.execute("handle SIGSEGV nostop noprint pass", to_string=True)
     gdb.execute("continue", to_string=True)
@@ -72,10 +73,13 @@ def main():
     low, high = (int(number, 16) for number in os.environ["QUOR_RANGE"].split())
     wanted, seen, result = int(os.environ["QUOR_STEPS"]), set(), {"misses": []}
     gdb.execute("handle SIGINT stop print nopass", to_string=True)
-    end = time.monotonic() + 20 + wanted * 0.5
+    end, longest = time.monotonic() + 20 + wanted * 0.5, SHORTEST
     while len(seen) < wanted and time.monotonic() < end:
-        run_and_interrupt()
-        for thread in in_code_cache(low, high):
+        run_and_interrupt(longest)
+        threads = in_code_cache(low, high)
+        # on a busy machine a short time may not even bring the VM out of a safepoint
+        longest = SHORTEST if threads else min(LONGEST, 2 * longest)
+        for thread in threads:
             step_through(thread, low, high, seen, wanted, result)
     result["pcs"] = len(seen)
     print("RESULT " + json.dumps(result))
