@@ -14,6 +14,7 @@ _PARTS = (
     "quor.commands.stack",
     "quor.commands.sources",
     "quor.commands.classes",
+    "quor.commands.stop",
 )
 _done = False
 

@@ -81,6 +81,12 @@ def _to_first_contact(start):
     code = session.attach()
     if code:
         raise QuorError(f"the agent refuses to attach: code {code}")
+    _attached()
+
+
+def _attached():
+    for arrive in arrivals:
+        arrive()
 
 
 @command("run", group="Start", usage="[-java PROGRAM] [OPTION...] CLASS|-jar FILE [ARGUMENT...]",
@@ -116,6 +122,7 @@ def attach_command(arguments, _from_tty):
         code = session.attach()
         if code:
             raise QuorError(f"the agent refuses to attach: code {code}")
+        _attached()
     else:
         place.set_global("jquor_attached", 1)
         _to_first_contact(lambda: gdb.execute("continue", to_string=True))
@@ -142,6 +149,7 @@ def detach_command(arguments, _from_tty):
     gdb.write("Detached.\n")
 
 
+arrivals = []  # functions that set what was asked for before; called at a hook, when the debugger has attached
 releases = []  # functions that clear what they set in the VM; called at a hook, before the agent lets go
 
 
@@ -175,4 +183,7 @@ def status_command(arguments, _from_tty):
 @command("continue", group="Step", states=("stopped", "no process"), examples=("java continue",))
 def continue_command(arguments, _from_tty):
     """Lets the program run, as gdb's continue does."""
-    gdb.execute(f"continue {arguments}".rstrip())
+    if arguments:
+        gdb.execute(f"continue {arguments}")
+    else:
+        hooks.resume()

@@ -38,6 +38,11 @@ class FrameLocals:
         except (QuorError, IndexError, ValueError):
             return []
 
+    def value_of(self, frame, name):
+        """(signature, value) of the local of this name that lives at a JavaFrame's place; None when there is none."""
+        local = next((each for each in self._locals(frame) if each.name == name), None)
+        return self._values(frame)(local) if local is not None else None
+
     def _locals(self, frame):
         if frame.method.is_native or frame.bci is None:
             return self._names.arguments(frame.method)

@@ -1,0 +1,94 @@
+"""The Java frame in which an event was raised, read from memory alone: its thread has left its last Java frame's address for the
+VM's own stack walks. Costs no unwinding, so it may be asked in a breakpoint's stop()."""
+from quor.errors import QuorError
+from quor.hotspot import objects
+from quor.hotspot import vm as vms
+from quor.hotspot.frames.registers import Registers
+from quor.hotspot.javaframes import INTERPRETED, JavaFrame
+from quor.hotspot.memory import Unreadable
+
+_TAGS = 3  # bits of a handle that tell its kind
+
+
+class NotTold(QuorError):
+    """Memory does not tell it; the agent may."""
+
+
+def _readers():
+    """The VM and its readers, with nothing kept from before: the process has run, and a stop that is none tells nobody."""
+    vm = vms.current()
+    if vm is None:
+        raise NotTold("there is no HotSpot in this process")
+    vm.forget()
+    readers = objects.of(vm)
+    readers.forget()
+    return vm, readers
+
+
+def thread_record(vm, readers, handle):
+    """The VM's record of the thread of a handle; of a virtual thread, that of its carrier."""
+    obj = readers.heap.load_full(handle & ~_TAGS)
+    carrier = readers.heap.get(obj, "carrierThread")
+    record = readers.heap.get(carrier or obj, "eetop")
+    if not record:
+        raise NotTold("the thread is not known")
+    return record
+
+
+def _anchor(vm, record):
+    """(sp, fp) of the thread's last Java frame; fp is 0 when it was not left."""
+    tables, memory = vm.tables, vm.memory
+    anchor = record + tables.offset("JavaThread::_anchor")
+    return (memory.word(anchor + tables.offset("JavaFrameAnchor::_last_Java_sp")),
+            memory.word(anchor + tables.offset("JavaFrameAnchor::_last_Java_fp")))
+
+
+def method_of(vm, method_id):
+    """The Method of a jmethodID."""
+    method = vm.methods.plausible(vm.memory.word(method_id)) if vm.methods is not None and method_id else None
+    if method is None:
+        raise NotTold("the method is not known")
+    return method
+
+
+def method(event):
+    """The Method of an event that has a place."""
+    vm, _ = _readers()
+    return method_of(vm, int(event.part("breakpoint")["method"]))
+
+
+def place(event):
+    """(Method, line or None) of an event that has a location."""
+    vm, _ = _readers()
+    part = event.part("breakpoint")
+    found = method_of(vm, int(part["method"]))
+    return found, vm.methods.line(found, int(part["location"]))
+
+
+class EventFrame:
+    """The locals of the innermost frame of an event's thread. Raises NotTold."""
+
+    def __init__(self, event):
+        part = event.part("breakpoint")
+        try:
+            self.vm, self.readers = _readers()
+            self._method = method_of(self.vm, int(part["method"]))
+            sp, fp = _anchor(self.vm, thread_record(self.vm, self.readers, int(part["thread"])))
+        except NotTold:
+            raise
+        except (QuorError, ValueError, KeyError) as error:
+            raise NotTold(str(error)) from error
+        if not fp:
+            raise NotTold("the frame is not told")
+        self._frame = JavaFrame(INTERPRETED, self._method, Registers(0, sp, fp), None, int(part["location"]))
+        self.base = fp
+
+    def local(self, name):
+        """(signature, value) of a local or argument; None when there is none of this name. An object is its address."""
+        try:
+            return self.readers.locals.value_of(self._frame, name)
+        except Unreadable as error:
+            raise NotTold(str(error)) from error
+
+    def this(self):
+        return None if self._method.is_static else self.local("this")

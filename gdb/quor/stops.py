@@ -1,0 +1,227 @@
+"""What the user has asked to stop at: J1, J2..., kept over runs of the program. What is set in the VM for them, and where.
+
+A Stop names classes; it is bound to each class of such a name when that class is prepared, in every loader. Binding asks the agent,
+so it is done at a stop: hook_class_prepare stops the process when a wanted class comes, and lets it go on.
+"""
+import gdb
+
+from quor.agent import calls, hooks, place, questions, session
+from quor.errors import QuorError
+
+
+NOT_PREPARED = "class not prepared"
+
+
+class Stop:
+    """One thing to stop at. Subclasses say at what."""
+    kind = "?"
+
+    def __init__(self, condition=None, thread=None, temporary=False):
+        self.number = 0
+        self.enabled, self.temporary = True, temporary
+        self.condition, self.thread = condition, thread  # a conditions.Condition; gdb's number or a name, or None
+        self.hits, self.ignored = 0, 0  # `ignored`: how many of the next hits are no stops
+        self.commands = []
+        self.reason = NOT_PREPARED  # why it is pending
+
+    # ---- For subclasses ----
+
+    def what(self):
+        """What was asked for, as typed."""
+        raise NotImplementedError
+
+    def places(self):
+        """Lines that tell where it is bound; none: it is pending."""
+        raise NotImplementedError
+
+    def wants(self, signature, source):
+        """Whether a class of this signature and source file may have to do with it."""
+        return False
+
+    def bind(self, handle, signature):
+        """Sets it in a prepared class. At a hook."""
+
+    def unbind(self):
+        """Clears it in the VM. At a hook."""
+
+    def forget(self):
+        """The VM has gone, and what was bound with it."""
+
+
+class _State:
+    stops = []
+    next_number = 1
+    scanned = 0  # classes of the list of prepared ones that were offered to all stops
+    key = None  # of the process that they were of
+    behind = set()  # stops that no class was offered to yet
+
+
+def all_stops():
+    return list(_State.stops)
+
+
+def named(word):
+    """The Stop of "J3" or "3"."""
+    number = word[1:] if word[:1] in ("J", "j") else word
+    for stop in _State.stops:
+        if str(stop.number) == number:
+            return stop
+    raise QuorError(f"there is no {word}; java info lists what there is")
+
+
+def add(stop):
+    """Numbers it, and binds it if the agent can be asked now."""
+    stop.number, _State.next_number = _State.next_number, _State.next_number + 1
+    _State.stops.append(stop)
+    _State.behind.add(stop)
+    if _can_ask():
+        catch_up()
+    return stop
+
+
+def remove(stop):
+    """At any stop: what is still set in the VM is cleared at the next hook."""
+    if _can_ask():
+        stop.unbind()
+    else:
+        stop.enabled = False
+        _Left.stops.append(stop)
+    _State.behind.discard(stop)
+    _State.stops.remove(stop)
+    _listen()
+
+
+class _Left:
+    """Deleted where the agent could not be asked."""
+    stops = []
+
+
+def _can_ask():
+    return session.state() == "hook" and session.is_attached()
+
+
+def catch_up():
+    """Offers the prepared classes to the stops that have not seen them, and clears what was deleted. At a hook, attached."""
+    calls.forget_scratch()
+    while _Left.stops:
+        _Left.stops.pop().unbind()
+    classes = prepared()
+    fresh = _fresh(len(classes))
+    for stop in _State.stops:
+        offered = classes if stop in _State.behind else classes[fresh:]
+        for handle, signature, source in offered:
+            if stop.wants(signature, source):
+                _bind(stop, handle, signature)
+    _State.behind.clear()
+    _State.scanned = len(classes)
+    _listen()
+
+
+def _fresh(count):
+    """Where in the list the classes begin that were not offered yet."""
+    inferior = gdb.selected_inferior()
+    key = inferior.num, inferior.pid
+    if _State.key != key or count < _State.scanned:
+        _State.key, _State.scanned = key, 0
+    return _State.scanned
+
+
+def _bind(stop, handle, signature):
+    try:
+        stop.bind(handle, signature)
+    except questions.Refused as error:
+        stop.reason = str(error)
+    finally:
+        calls.forget_scratch()
+
+
+# ---- The list of prepared classes ----
+
+class _Prepared:
+    classes = []  # (handle, signature, source file or None)
+    array = None
+
+
+def prepared():
+    """[(handle, signature, source file)] of the prepared classes, read from memory; only what came since the last time is."""
+    listed = place.global_value("prep_list")
+    count, array = int(listed["count"]), int(listed["array"])
+    record, word = listed["array"].type.target(), listed["array"].type.sizeof
+    inferior = gdb.selected_inferior()
+    key = inferior.num, inferior.pid
+    if _Prepared.array != key or count < len(_Prepared.classes):
+        _Prepared.classes = []
+    _Prepared.array = key
+    begin = len(_Prepared.classes)
+    if count > begin:
+        offset = {field.name: field.bitpos // 8 for field in record.fields()}
+        memory = inferior.read_memory(array + begin * record.sizeof, (count - begin) * record.sizeof).tobytes()
+        for at in range(0, len(memory), record.sizeof):
+            has_source = int.from_bytes(memory[at + offset["has_source"]:at + offset["has_source"] + 4], "little")
+            _Prepared.classes.append((int.from_bytes(memory[at:at + word], "little"), _text(memory, at + offset["signature"]),
+                                      _text(memory, at + offset["source_file"]) if has_source else None))
+    return _Prepared.classes
+
+
+def _text(memory, at):
+    return memory[at:memory.index(b"\0", at)].decode("utf-8", "replace")
+
+
+# ---- Classes that come ----
+
+class _Comes(hooks.Reason):
+    """A class that somebody wants has been prepared."""
+
+    def passes(self):
+        catch_up()
+        return True
+
+
+def _class_prepared(_event):
+    """In stop(): memory alone is read."""
+    if _State.behind or _Left.stops:
+        return _Comes()
+    classes = prepared()
+    fresh = classes[_fresh(len(classes)):]
+    if any(stop.wants(signature, source) for _, signature, source in fresh for stop in _State.stops):
+        return _Comes()
+    if not calls.is_calling():
+        _State.scanned = len(classes)
+    return None
+
+
+def _listen():
+    """Nobody pays for what nobody wants."""
+    if not place.is_loaded():
+        return
+    if _State.stops or _Left.stops:
+        hooks.listen("hook_class_prepare", _class_prepared)
+    else:
+        hooks.ignore("hook_class_prepare", _class_prepared)
+
+
+# ---- The process comes and goes ----
+
+def arrive():
+    """The debugger has attached: what was asked for before is bound."""
+    _State.behind.update(_State.stops)
+    catch_up()
+
+
+def release():
+    """The debugger leaves: nothing of it stays in the VM."""
+    for stop in _State.stops + _Left.stops:
+        stop.unbind()
+    _forget()
+
+
+def _forget(_event=None):
+    for stop in _State.stops:
+        stop.forget()
+    _Left.stops.clear()
+    _State.behind = set(_State.stops)
+    _State.scanned, _State.key = 0, None
+    _Prepared.classes, _Prepared.array = [], None
+
+
+gdb.events.exited.connect(_forget)
