@@ -74,17 +74,15 @@ def add(stop):
     stop.number, _State.next_number = _State.next_number, _State.next_number + 1
     _State.stops.append(stop)
     _State.behind.add(stop)
-    if _can_ask():
-        catch_up()
+    _asked(catch_up)
+    _listen()
     return stop
 
 
 def remove(stop):
     """At any stop: what is still set in the VM is cleared at the next hook."""
-    if _can_ask():
-        stop.unbind()
-    else:
-        stop.enabled = False
+    stop.enabled = False
+    if not _asked(stop.unbind):
         _Left.stops.append(stop)
     _State.behind.discard(stop)
     _State.stops.remove(stop)
@@ -96,12 +94,22 @@ class _Left:
     stops = []
 
 
-def _can_ask():
-    return session.state() == "hook" and session.is_attached()
+def _asked(work):
+    """Does what asks the agent, where it can be asked now; whether it was done."""
+    if not session.is_attached():
+        return False
+    try:
+        with questions.asking("java break"):
+            work()
+        return True
+    except questions.Refused:
+        raise
+    except QuorError:
+        return False
 
 
 def catch_up():
-    """Offers the prepared classes to the stops that have not seen them, and clears what was deleted. At a hook, attached."""
+    """Offers the prepared classes to the stops that have not seen them, and clears what was deleted. In questions.asking."""
     calls.forget_scratch()
     while _Left.stops:
         _Left.stops.pop().unbind()
@@ -173,7 +181,8 @@ class _Comes(hooks.Reason):
     """A class that somebody wants has been prepared."""
 
     def passes(self):
-        catch_up()
+        with questions.asking("java break"):
+            catch_up()
         return True
 
 
@@ -205,13 +214,15 @@ def _listen():
 def arrive():
     """The debugger has attached: what was asked for before is bound."""
     _State.behind.update(_State.stops)
-    catch_up()
+    with questions.asking("java break"):
+        catch_up()
 
 
 def release():
     """The debugger leaves: nothing of it stays in the VM."""
-    for stop in _State.stops + _Left.stops:
-        stop.unbind()
+    with questions.asking("java detach"):
+        for stop in _State.stops + _Left.stops:
+            stop.unbind()
     _forget()
 
 

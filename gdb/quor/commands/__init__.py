@@ -33,10 +33,10 @@ class Command(gdb.Command):
         try:
             process_states.require(f"java {self.name}", self.states)
             self.function(argument.strip(), from_tty)
-        except QuorError as error:
-            raise gdb.GdbError(str(error)) from None
-        except (gdb.GdbError, gdb.error, KeyboardInterrupt):
+        except (gdb.GdbError, KeyboardInterrupt):
             raise
+        except (QuorError, gdb.error) as error:
+            raise gdb.GdbError(str(error)) from None
         except Exception as error:  # ours to mend, but no traceback for the user
             raise gdb.GdbError(f"java {self.name} failed inside: {type(error).__name__}: {error}") from None
 
