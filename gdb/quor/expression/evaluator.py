@@ -6,6 +6,9 @@
 
 Each takes the text, or what the parser made of it, so that a condition is parsed once. Errors are QuorErrors of one line; a
 JavaException is what the expression throws.
+
+One thing is not as in Java: of a call all arguments are evaluated before the first box among them is opened, so when two of them
+throw it may be the other one that is told.
 """
 from quor.errors import QuorError
 from quor.expression import operators, parser, strings, tree, values
@@ -13,7 +16,7 @@ from quor.expression.conversions import Conversions, shown
 from quor.expression.members import Members
 from quor.expression.result_types import Conditional, StaticTypes
 from quor.expression.scope import ClassName, PackageName, Scope
-from quor.expression.values import BOOLEAN
+from quor.expression.values import BOOLEAN, UNBOXED
 
 
 def evaluate(expression, world):
@@ -137,12 +140,22 @@ class Evaluator:
     def _binary(self, node):
         if node.operator in ("&&", "||"):
             return self._logical(node)
-        left, right = self.value(node.left), self.value(node.right)
+        left = self.value(node.left)
+        if left.type in UNBOXED and self._opens_left(node):
+            left = self._conversions.unboxed(left)
+        right = self.value(node.right)
         if node.operator == "+" and any(strings.is_string(each, self._conversions) for each in (left, right)):
             return strings.concatenated(left, right, self._world, self._conversions)
         if node.operator in ("==", "!=") and not left.is_primitive and not right.is_primitive:
             return values.boolean(self._same(left, right) == (node.operator == "=="), left.constant and right.constant)
         return operators.binary(node.operator, self._conversions.unboxed(left), self._conversions.unboxed(right))
+
+    def _opens_left(self, node):
+        """Whether the left side's box is opened before the right side is evaluated: an empty one throws first."""
+        if node.operator not in ("+", "==", "!="):
+            return True
+        right = self._types.of(node.right)
+        return right is not None and (right.is_primitive or node.operator == "+" and right.type in UNBOXED)
 
     def _logical(self, node):
         left = self._conversions.unboxed(self.value(node.left))
