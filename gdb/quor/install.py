@@ -9,6 +9,7 @@ _PARTS = (
     "quor.commands.symbols",
     "quor.commands.settings",
     "quor.commands.threads",
+    "quor.commands.monitors",
     "quor.commands.locals",
     "quor.commands.start",
     "quor.commands.stack",

@@ -34,3 +34,11 @@ def find(text):
         if text in (str(thread.num), known.get(thread.num), thread.name):
             return thread
     raise QuorError(f"there is no thread {text}; java threads lists them")
+
+
+def words(_text="", _word=""):
+    """Names of the Java threads, for completion."""
+    try:
+        return sorted(set(names().values()))
+    except (QuorError, gdb.error):
+        return []

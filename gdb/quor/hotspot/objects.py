@@ -8,6 +8,7 @@ from quor.hotspot.frame_locals import FrameLocals
 from quor.hotspot.heap import Heap
 from quor.hotspot.heap_frames import HeapFrames
 from quor.hotspot.java_threads import JavaThreads
+from quor.hotspot.monitors import Monitors
 from quor.hotspot.virtual_threads import VirtualThreads
 
 
@@ -22,6 +23,13 @@ class Objects:
         self.heap_frames = HeapFrames(vm, self.heap)
         self.text = object_text.of(self.heap)
         self.locals = FrameLocals(vm, self.heap, self.text)
+        self._vm, self._monitors = vm, None
+
+    @property
+    def monitors(self):
+        if self._monitors is None:
+            self._monitors = Monitors(self._vm, self.heap, self.threads)
+        return self._monitors
 
     def forget(self):
         self.heap.forget()

@@ -38,6 +38,12 @@ class JavaThreads:
             self._stacks = self._read_stacks()
         return next((thread for low, high, thread in self._stacks if low <= sp < high), None)
 
+    def bounds(self, thread):
+        """(lowest address, end) of a thread's stack; None when it cannot be read."""
+        if self._stacks is None:
+            self._stacks = self._read_stacks()
+        return next(((low, high) for low, high, its in self._stacks if its == thread), None)
+
     def _read_stacks(self):
         memory = self._memory
         stacks = []

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,6 +11,9 @@
 extern "C" {
 extern volatile int mix_go_on;
 volatile int mix_go_on = 0;
+
+extern pthread_mutex_t ledger;
+pthread_mutex_t ledger = PTHREAD_MUTEX_INITIALIZER;
 }
 
 namespace {
@@ -123,5 +127,12 @@ JNIEXPORT jint JNICALL Java_Descent_bottom(JNIEnv* env, jclass, jint end) {
 
 JNIEXPORT void JNICALL Java_Descent_sleep(JNIEnv*, jclass) {
     for (;;) pause();
+}
+
+JNIEXPORT void JNICALL Java_Deadlock_lockLedger(JNIEnv*, jclass) { pthread_mutex_lock(&ledger); }
+
+JNIEXPORT jboolean JNICALL Java_Deadlock_isLedgerWanted(JNIEnv*, jclass) {
+    const int contended = 2; // as the C library marks a mutex that somebody waits for
+    return *reinterpret_cast<volatile int*>(&ledger) == contended;
 }
 }
