@@ -16,6 +16,7 @@ _PARTS = (
     "quor.commands.sources",
     "quor.commands.classes",
     "quor.commands.stop",
+    "quor.commands.values",
 )
 _done = False
 

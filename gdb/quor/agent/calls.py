@@ -1,5 +1,6 @@
 """Calls into the stopped process, on the agent thread, with a limit; and memory there for what they are given and give."""
 import contextlib
+import functools
 import os
 import subprocess
 import sys
@@ -119,6 +120,22 @@ def _working(seconds):
         _State.calling = False
 
 
+def let_call_return(seconds):
+    """Lets a call that was interrupted go on to its end; a QuorError when it does not come there in time."""
+    begin = time.monotonic()
+    _State.calling = True
+    _tell_watchdog(str(seconds))
+    try:
+        gdb.execute("continue", to_string=True)
+    except gdb.error as error:
+        raise QuorError(f"the call does not come back: {error}") from None
+    finally:
+        _tell_watchdog("off")
+        _State.calling = False
+    if time.monotonic() - begin >= seconds:
+        raise Interrupted("the call does not come back; java status tells what to do")
+
+
 def _why(what, late, seconds, error):
     name = what if isinstance(what, str) else "the VM"
     if late:
@@ -153,6 +170,18 @@ def scratch(size):
 def forget_scratch():
     """Lets the memory be used again."""
     _State.used = 0
+
+
+def with_own_scratch(function):
+    """The function gives back the memory that it took, once what it found is in Python."""
+    @functools.wraps(function)
+    def wrapped(*arguments, **named):
+        used = _State.used
+        try:
+            return function(*arguments, **named)
+        finally:
+            _State.used = used
+    return wrapped
 
 
 def free_scratch():

@@ -146,6 +146,12 @@ def thread_of(handle):
     return None
 
 
+def handle_of(thread):
+    """The handle in the thread map of a gdb thread; 0 when the map does not hold it."""
+    tid = int.from_bytes(thread.handle(), "little")
+    return next((handle for handle, known in known_threads() if known == tid), 0)
+
+
 def known_threads():
     """[(handle, thread id)] of the thread map, read from memory."""
     table = place.global_value("tmap")

@@ -5,7 +5,7 @@ from collections import namedtuple
 import gdb
 
 from quor.agent import access, calls, place, session
-from quor.agent.calls import call, out, out_of, out_text, text_of
+from quor.agent.calls import call, out, out_of, out_text, text_of, with_own_scratch
 from quor.errors import QuorError
 
 Class = namedtuple("Class", "handle signature source")  # source: the source file's name, or None
@@ -109,6 +109,7 @@ def classes_named(signature):
     return [handle for handle, its in prepared_classes() if its == signature]
 
 
+@with_own_scratch
 def class_info(handle):
     """The Class of a handle."""
     info = out("class_info")
@@ -121,6 +122,7 @@ def _class_of(info):
     return Class(int(info["clazz"]), text_of(info["signature"]), source)
 
 
+@with_own_scratch
 def class_by_name(name):
     """The Class of this name (with slashes) as JNI finds it; None when there is none. It may load it."""
     info = out("class_info")
@@ -128,6 +130,7 @@ def class_by_name(name):
     return _class_of(info) if code == 0 and int(info["clazz"]) else None
 
 
+@with_own_scratch
 def superclass(handle):
     """The Class above, or None."""
     info = out("class_info")
@@ -135,6 +138,7 @@ def superclass(handle):
     return _class_of(info) if int(info["clazz"]) else None
 
 
+@with_own_scratch
 def object_class(reference):
     """The handle of an object's class."""
     clazz = out("jclass")
@@ -142,6 +146,7 @@ def object_class(reference):
     return int(clazz.dereference())
 
 
+@with_own_scratch
 def interfaces(handle):
     """Handles of the interfaces that a class names."""
     count, table = out("jint"), out_of(gdb.lookup_type("jclass").pointer())
@@ -172,6 +177,7 @@ def _taken(table, values):
 
 # ---- Methods and fields ----
 
+@with_own_scratch
 def methods(handle):
     """The Methods of a class, in the VM's order."""
     count, table = out("jint"), out_of(gdb.lookup_type("method_entry").pointer())
@@ -181,6 +187,7 @@ def methods(handle):
                    int(entries[i]["modifiers"])) for i in range(int(count.dereference()))]
 
 
+@with_own_scratch
 def lines(handle, method):
     """[(location, line)] of a method, in the order of the locations; empty without line numbers."""
     count, table = out("jint"), out_of(gdb.lookup_type("JVMDI_line_number_entry").pointer())
@@ -195,6 +202,7 @@ def lines(handle, method):
                   for i in range(int(count.dereference())))
 
 
+@with_own_scratch
 def local_variables(handle, method):
     """The Locals of a method; None when it was compiled without -g."""
     count, table = out("jint"), out_of(gdb.lookup_type("JVMDI_local_variable_entry").pointer())
@@ -209,6 +217,7 @@ def local_variables(handle, method):
                   text_of(entries[i]["signature"]), int(entries[i]["slot"])) for i in range(int(count.dereference()))]
 
 
+@with_own_scratch
 def fields(handle):
     """The Fields that a class itself declares."""
     count, table = out("jint"), out_of(gdb.lookup_type("jfieldID").pointer())
@@ -217,6 +226,7 @@ def fields(handle):
     return [_field(handle, each) for each in ids]
 
 
+@with_own_scratch
 def _field(handle, identity):
     name, signature = (out_of(gdb.lookup_type("char").pointer()) for _ in range(2))
     modifiers = out("jint")
@@ -229,12 +239,14 @@ def _field(handle, identity):
 
 # ---- Frames ----
 
+@with_own_scratch
 def frame_count(thread):
     count = out("jint")
     ask("agent_get_framecount", thread, count)
     return int(count.dereference())
 
 
+@with_own_scratch
 def frame(thread, depth):
     """(class handle, method, location) of a frame; depth 0 is the innermost."""
     clazz, method, location = out("jclass"), out("jmethodID"), out("jlocation")

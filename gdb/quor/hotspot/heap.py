@@ -180,11 +180,11 @@ class Heap:
         helper = self._memory.u32(self.klass(array) + self._layout_helper)
         return array + (helper >> self._header_shift & self._header_mask)
 
-    def elements(self, array, signature, limit):
-        """The first elements of an array whose elements have this type."""
+    def elements(self, array, signature, limit, first=0):
+        """So many elements of an array whose elements have this type, as far as it has them."""
         size = self.pointer_size if signature[0] in "L[" else _SIZES[signature[0]]
         start = self.array_start(array)
-        return [self.value(start + index * size, signature) for index in range(min(limit, self.array_length(array)))]
+        return [self.value(start + index * size, signature) for index in range(first, min(first + limit, self.array_length(array)))]
 
     def string(self, obj, limit=_MAX_TEXT):
         """The text of a java.lang.String; None for null."""

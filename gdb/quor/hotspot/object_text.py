@@ -38,6 +38,6 @@ class HeapReader(show.ObjectReader):
         return f"<not readable at {obj:#x}>"
 
 
-def of(heap):
+def of(heap, limits=show.USUAL):
     """The texts of a Heap's objects."""
-    return show.ObjectText(HeapReader(heap))
+    return show.ObjectText(HeapReader(heap), limits)

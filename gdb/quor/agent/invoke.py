@@ -1,0 +1,98 @@
+"""Methods called in a stopped thread, at a hook, with a limit; and JNI functions called on the agent thread."""
+import contextlib
+from collections import namedtuple
+
+import gdb
+
+from quor.agent import calls, place
+from quor.agent.calls import call, out, scratch, with_own_scratch
+from quor.errors import QuorError
+
+Outcome = namedtuple("Outcome", "exception word value")  # handles or 0; `value` is the jvalue, a gdb.Value
+LIMIT = 5  # seconds for a method
+_END_SECONDS = 10  # for a call that was interrupted to come back: the agent looks every two
+_SYNCHRONOUS = 1
+_BREAKPOINT = "JVMDI_EVENT_BREAKPOINT"
+
+
+class TooLong(QuorError):
+    """The method did not return in time; the agent has given it up."""
+
+
+def jni(function, *arguments):
+    """Calls a JNI function with the agent thread's environment."""
+    environment = place.global_value("quor_env")
+    return call(environment["functions"][function], environment, *arguments)
+
+
+@with_own_scratch
+def run(thread, reference, clazz, method, return_type, words, seconds=None):
+    """Calls a method in the thread with this handle, on an object or, with None, on its class; `words` are the arguments, eight
+    bytes each. Threads that wait at events of theirs are kept out meanwhile, as are breakpoints."""
+    result = out("AgentInvokRet")
+    arguments = _laid_out(words)
+    static = "static_" if reference is None else ""
+    target = clazz if reference is None else reference
+    with _others_hidden():
+        code = _limited(f"agent_invoke_{static}method", (0, thread, target, method, ord(return_type), len(words), arguments,
+                                                         _SYNCHRONOUS, result), seconds or LIMIT)
+    if code:
+        raise QuorError(f"the method was not called: code {code}")
+    found = result.dereference()
+    exception, status = int(found["exception"]), int(found["status"])
+    if status == 2 and not exception:
+        raise QuorError("another thread's event came first: the method was not called; say it again")
+    value = found["value"]
+    value.fetch_lazy()
+    return Outcome(exception, int(value["l"]), value)
+
+
+def _laid_out(words):
+    address = scratch(8 * max(1, len(words)))
+    if words:
+        gdb.selected_inferior().write_memory(address, b"".join(words))
+    return gdb.Value(address).cast(gdb.lookup_type("jvalue").pointer())
+
+
+def _limited(function, arguments, seconds):
+    """A call that is never unwound: the agent would be left in the middle of its work."""
+    try:
+        return call(function, *arguments, seconds=seconds, unwind=False)
+    except calls.Interrupted:
+        place.set_global("controlc_hit", 1)
+        try:
+            calls.let_call_return(_END_SECONDS)
+        finally:
+            place.set_global("controlc_hit", 0)
+        raise TooLong(f"the method did not return within {seconds} seconds and was given up; its thread still runs it") from None
+
+
+@contextlib.contextmanager
+def _others_hidden():
+    """Takes the threads that wait at events of theirs out of the agent's sight, and breakpoints out of the others' way; puts all
+    back, in order."""
+    head, end = (gdb.lookup_static_symbol(name) for name in ("event_queue", "event_queue_end"))
+    if head is None or end is None:
+        yield
+        return
+    head, end = head.value(), end.value()
+    hidden, hidden_end = int(head), int(end)
+    kind = int(gdb.parse_and_eval(_BREAKPOINT))
+    call("agent_set_eventnotification", 0, 0, kind, 0)
+    _write(head, 0)
+    try:
+        yield
+    finally:
+        if hidden:
+            newer = int(gdb.lookup_static_symbol("event_queue").value())
+            last = gdb.Value(hidden_end).cast(head.type).dereference()
+            _write(last["next"], newer)
+            if not newer:
+                _write(end, hidden_end)
+            _write(head, hidden)
+        call("agent_set_eventnotification", 0, 1, kind, 0)
+
+
+def _write(variable, number):
+    """Stores a pointer at a variable."""
+    gdb.selected_inferior().write_memory(int(variable.address), number.to_bytes(variable.type.sizeof, "little"))
