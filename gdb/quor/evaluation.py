@@ -119,6 +119,17 @@ def in_memory(value):
 
 # ---- Texts ----
 
+def string_of(value):
+    """The text of a Value that is a String; None of others."""
+    if value.is_text:
+        return value.payload
+    found = in_memory(value)
+    if found.is_primitive or found.is_null:
+        return None
+    heap = objects.of(vms.required()).heap
+    return heap.string(found.payload) if heap.class_name(heap.klass(found.payload)) == "java/lang/String" else None
+
+
 def text_of(value, depth=1, limits=None):
     """The text of a Value: objects with so many levels of fields."""
     if value.is_text:

@@ -75,11 +75,12 @@ class _JavaFunction(gdb.Function):
     def invoke(self, text):
         try:
             value = evaluation.evaluate(text.string())
+            if value.is_primitive and value.type != "C":
+                return value.payload
+            string = evaluation.string_of(value)
+            return evaluation.text_of(value) if string is None else string
         except QuorError as error:
             raise gdb.GdbError(str(error)) from None
-        if value.is_primitive and value.type != "C":
-            return value.payload
-        return evaluation.text_of(value) if not value.is_text else value.payload
 
 
 _JavaFunction()
