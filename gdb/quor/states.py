@@ -26,9 +26,19 @@ def current():
 
 
 def is_core(inferior):
-    """Whether the inferior is a core file. Not by gdb.Inferior.connection: gdb 13 may abort at its end when that was asked."""
-    listed = gdb.execute(f"info inferiors {inferior.num}", to_string=True)
-    return re.search(r"\d+ \(core\)", listed) is not None
+    """Whether the inferior is a core file."""
+    return _connection(inferior).startswith("core")
+
+
+def is_remote(inferior):
+    """Whether the process is worked through a gdbserver."""
+    return "remote" in _connection(inferior)
+
+
+def _connection(inferior):
+    """core, native, extended-remote ... Not by gdb.Inferior.connection: gdb 13 may abort at its end when that was asked."""
+    listed = re.search(r"\d+ \(([^)]*)\)", gdb.execute(f"info inferiors {inferior.num}", to_string=True))
+    return listed.group(1) if listed else ""
 
 
 def require(what, states):

@@ -8,6 +8,7 @@ import time
 
 import gdb
 
+from quor import states
 from quor.agent import place
 from quor.errors import QuorError
 from quor.selection import Selection
@@ -118,6 +119,38 @@ def _working(seconds):
     finally:
         _tell_watchdog("off")
         _State.calling = False
+
+
+class _Silent(gdb.Breakpoint):
+    """Stops without a word."""
+
+    def __init__(self, address):
+        super().__init__(f"*{address:#x}", internal=True)
+        self.silent = True
+
+
+def forget_last_signal():
+    """Through a gdbserver, after calls: has the agent thread's last stop be a breakpoint's, and puts it back to where it was.
+
+    A call ends at a breakpoint on the stack, whose memory may not be executed: a SIGSEGV, which gdb takes for the breakpoint. A
+    gdbserver (13.1) that detaches later would deliver it, and the JVM would die of it. Only where the agent thread stands at the
+    beginning of a hook: it goes to the hook's end, which does nothing."""
+    thread = place.agent_thread()
+    if not states.is_remote(gdb.selected_inferior()) or place.hook() is None:
+        return
+    with Selection(), _Settings(unwind=True, alone=True):
+        thread.switch()
+        gdb.newest_frame().select()
+        kept = {name: int(gdb.parse_and_eval(f"(unsigned long)${name}")) for name in ("sp", "pc")}
+        end = _Silent(gdb.newest_frame().older().pc())
+        _State.calling = True
+        try:
+            gdb.execute("continue", to_string=True)
+            for name, value in kept.items():
+                gdb.execute(f"set ${name} = {value}")
+        finally:
+            end.delete()
+            _State.calling = False
 
 
 def let_call_return(seconds):

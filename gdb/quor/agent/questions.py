@@ -30,10 +30,13 @@ def asking(what):
     """A block in which the agent may be asked: at a hook, and wherever the Java threads can be held."""
     now = session.require(what, "hook", "native", "loaded")
     calls.forget_scratch()
-    with contextlib.nullcontext() if now == "hook" else access.held():
-        if now == "loaded":
-            _list_classes_anew()
-        yield
+    try:
+        with contextlib.nullcontext() if now == "hook" else access.held():
+            if now == "loaded":
+                _list_classes_anew()
+            yield
+    finally:
+        calls.forget_last_signal()
 
 
 def _list_classes_anew():

@@ -60,6 +60,7 @@ def is_attached():
 def attach():
     """Takes hold of the Java side. At a hook; gives the agent's code."""
     code = calls.call("agent_attach_jquor", 0)
+    calls.forget_last_signal()
     if code == 0:
         _State.attached.add(_key())
     return code

@@ -105,6 +105,7 @@ def run_command(arguments, _from_tty):
     agent = _agent_for(java)
     option = f"-agentpath:{agent}" if agent else "-agentlib:quor_agent"
     gdb.execute(f"file {java}", to_string=True)
+    gdb.execute(f"set remote exec-file {java}", to_string=True)  # for a gdbserver, which starts it on its own machine
     gdb.execute("set args " + " ".join(shlex.quote(word) for word in [option, *words]))
     _to_first_contact(lambda: gdb.execute("run", to_string=True))
     gdb.write("The program stands before its main; java continue lets it run.\n")
@@ -143,6 +144,7 @@ def detach_command(arguments, _from_tty):
             release()
         session.detach()
         calls.free_scratch()
+        calls.forget_last_signal()
     hooks.ignore_all()
     if gdb.selected_inferior().pid:
         gdb.execute("detach", to_string=True)

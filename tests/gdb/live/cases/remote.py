@@ -3,7 +3,7 @@ import re
 import subprocess
 
 from crash import SHOW_AND_WAIT, plain
-from harness import Skipped, check, check_equal, check_whole, environment, gdb, java_frames, threads, wait_until
+from harness import Skipped, check, check_equal, check_whole, end_session, environment, gdb, java_frames, threads, wait_until
 
 # In gdb: what Python code opens from now on.
 SPY = ("python import builtins, os; opened = []; true_open = builtins.open; true_list = os.listdir; "
@@ -13,16 +13,16 @@ SPY = ("python import builtins, os; opened = []; true_open = builtins.open; true
        "os.readlink = (lambda true: lambda file, *a, **k: (opened.append(str(file)), true(file, *a, **k))[1])(os.readlink)")
 
 
-def start_server(jvm, pid):
+def start_server(jvm, *arguments):
+    """gdbserver and the port that it listens at."""
     log = jvm.folder / "gdbserver.log"
     with open(log, "wb") as output:
-        server = subprocess.Popen(["gdbserver", "--once", "--attach", "127.0.0.1:0", str(pid)], stdin=subprocess.DEVNULL,
-                                  stdout=output, stderr=subprocess.STDOUT, env=environment(jvm.folder))
+        server = subprocess.Popen(["gdbserver", *arguments], stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
+                                  env=environment(jvm.folder), start_new_session=True)
     try:
-        port = wait_until(lambda: re.search(r"Listening on port (\d+)", log.read_text()), "gdbserver listens")
+        port = wait_until(lambda: re.search(r"Listening on port (\d+)", log.read_text(errors="replace")), "gdbserver listens")
     except Exception:
-        server.kill()
-        server.wait()
+        end_session(server)
         raise
     return server, int(port.group(1))
 
@@ -34,14 +34,13 @@ def case(jvm):
         raise Skipped("there is no gdbserver (script/bootstrap installs it)") from None
     with jvm.start("descend", 6000, SHOW_AND_WAIT) as program:
         program.ready()
-        server, port = start_server(jvm, program.pid)
+        server, port = start_server(jvm, "--once", "--attach", "127.0.0.1:0", str(program.pid))
         try:
             texts = gdb(jvm, [SPY, "set sysroot /", f"target remote 127.0.0.1:{port}", "thread apply all bt",
                               "java threads", "python print([name for name in opened if name.startswith('/proc')])", "detach"],
                         arguments=[jvm.java])
         finally:
-            server.kill()
-            server.wait()
+            end_session(server)
         own = plain(program.own_stack())
     stacks = threads(texts[3])
     for heading, stack in stacks.items():

@@ -21,17 +21,17 @@ def starts(jvm):
 
 def attaches_and_lets_go(jvm):
     """After attach and detach the program runs on; a second debugger attaches again."""
-    with jvm.start_with_agent("Shop", 6000) as program:
+    with jvm.start_with_agent("Shop", 60000) as program:
         program.ready()
-        for times in ("first", "second"):
-            texts = gdb(jvm, ["java status", "java attach", "java status", ASK, "info inferiors", "java detach", "info inferiors"],
+        for times, at_last in (("first", "java status"), ("second", "java set Shop.closed = true")):
+            texts = gdb(jvm, ["java status", "java attach", "java status", ASK, "info inferiors", at_last, "java detach", "info inferiors"],
                         pid=program.pid)
             check_equal(texts[0], "the agent is not attached; java attach does that", f"the state when gdb has attached, {times} time")
             check("all Java threads stand still" in texts[1], f"java attach: {texts[1]}")
             check_equal(texts[2], AT_FIRST_CONTACT, "the state then")
             check_equal(texts[3], "prepared", "the program's class in the list of prepared classes")
-            check_equal(texts[5], "Detached.", "java detach")
-            check(f"process {program.pid}" in texts[4] and f"process {program.pid}" not in texts[6], "gdb has let go")
+            check_equal(texts[6], "Detached.", "java detach")
+            check(f"process {program.pid}" in texts[4] and f"process {program.pid}" not in texts[7], "gdb has let go")
         check_equal(program.process.wait(30), 7, "the program's exit status")
         check("closed after serving true" in program.text(), "the program went on to its end")
 
