@@ -179,8 +179,20 @@ def install():
     for signal in JUDGED + QUIET:
         _handle(signal, _PASS)
     _catch()
-    _Installed.reporter = _Reporter()
+    _plant_reporter()
     gdb.events.stop.connect(_stopped)
+    gdb.events.new_objfile.connect(_plant_reporter)
+
+
+def _plant_reporter(_event=None):
+    """Once there is a libjvm: before, gdb would say a line about a function that it does not know."""
+    if _Installed.reporter is not None:
+        return
+    try:
+        gdb.decode_line(REPORTER)
+    except gdb.error:
+        return
+    _Installed.reporter = _Reporter()
 
 
 def undo():
@@ -188,13 +200,14 @@ def undo():
     if not installed():
         return
     gdb.events.stop.disconnect(_stopped)
+    gdb.events.new_objfile.disconnect(_plant_reporter)
     for signal, words in _Installed.handling.items():
         _handle(signal, words)
     try:
         gdb.execute(f"delete {_Installed.catchpoint}", to_string=True)
     except gdb.error:
         pass  # the user deleted it
-    if _Installed.reporter.is_valid():
+    if _Installed.reporter is not None and _Installed.reporter.is_valid():
         _Installed.reporter.delete()
     _Installed.handling = _Installed.catchpoint = _Installed.reporter = None
     _Judge.faults.clear()
