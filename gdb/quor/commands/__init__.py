@@ -33,8 +33,6 @@ class Command(gdb.Command):
         try:
             process_states.require(f"java {self.name}", self.states)
             self.function(argument.strip(), from_tty)
-        except (QuorError, gdb.error) as error:  # gdb would put "Python Exception" before its own
-            raise gdb.GdbError(str(error)) from None
         except (gdb.GdbError, KeyboardInterrupt):
             raise
         except (QuorError, gdb.error) as error:
