@@ -83,7 +83,7 @@ class ObjectText:
     What cannot be read is shown as such: nothing raises."""
 
     def __init__(self, reader, limits=USUAL):
-        self._reader, self._limits = reader, limits
+        self._reader, self.limits = reader, limits
 
     def value(self, descriptor, value, depth=1):
         """A value of this type; of an object its fields or elements, so many levels of them. An object within itself is its name
@@ -107,7 +107,7 @@ class ObjectText:
     def _object(self, obj, depth, around):
         name = self._reader.class_name(obj)
         if name == "java/lang/String":
-            return cut(self._reader.string(obj, self._limits.text + 1), self._limits.text)
+            return cut(self._reader.string(obj, self.limits.text + 1), self.limits.text)
         label = self._reader.label(obj)
         if label in around:
             depth = 0
@@ -118,7 +118,7 @@ class ObjectText:
         shown = object_name(name, label)
         if depth <= 0:
             return shown
-        fields, count = self._reader.fields(obj, self._limits.fields)
+        fields, count = self._reader.fields(obj, self.limits.fields)
         texts = [f"{field}={self._value(descriptor, value, depth - 1, around)}" for field, descriptor, value in fields]
         return f"{shown} {_braced(texts, count)}" if texts else shown
 
@@ -127,7 +127,7 @@ class ObjectText:
         shown = array_name(name, length)
         if depth <= 0:
             return shown
-        values = self._reader.elements(array, name[1:], self._limits.elements)
+        values = self._reader.elements(array, name[1:], self.limits.elements)
         return f"{shown} {_braced([self._value(name[1:], each, depth - 1, around) for each in values], length)}"
 
 

@@ -65,7 +65,7 @@ class Evaluator:
         """The value of a node that must be boolean."""
         found = self._conversions.unboxed(self.value(node))
         if found.type != BOOLEAN:
-            raise QuorError(f"{what} is boolean, not {shown(found.type)}")
+            raise QuorError(f"{what} must be boolean, not {shown(found.type)}")
         return found.payload
 
     def assign(self, node):

@@ -1,4 +1,4 @@
-"""Java's string conversion: what + puts into a string."""
+"""Texts of values: what + puts into a string, and how a result is shown."""
 from quor import show
 from quor.errors import QuorError
 from quor.expression import values
@@ -33,3 +33,12 @@ def text_of(value, world, conversions):
 def _to_string(value, world):
     method = next(each for each in world.methods(OBJECT, "toString") if each.signature == f"(){STRING}")
     return Value(STRING, world.invoke(method, value.payload, []).payload)
+
+
+def shown(value, objects, depth=1):
+    """A value as `java print` shows it; objects by a show.ObjectText, so many levels of them."""
+    if value.type == values.VOID:
+        return "void"
+    if value.is_text:
+        return show.cut(value.payload, objects.limits.text)
+    return "null" if value.type == values.NULL else objects.value(value.type, value.payload, depth)

@@ -1,7 +1,8 @@
 """What the evaluator asks of the program: an interface, which the process's side implements and tests fake.
 
-A class is its signature everywhere: "Lcom/shop/Shop$Item;", "[I". Every method may raise a QuorError, which ends the evaluation.
-What runs the program's code is `invoke` and `new_string` alone.
+A class is its signature everywhere: "Lcom/shop/Shop$Item;", "[I". Declared types may name classes that are not loaded: those have
+no fields and methods, and nothing is assignable to them. Every method may raise a QuorError, which ends the evaluation. What runs
+the program's code is `invoke` alone.
 """
 from collections import namedtuple
 

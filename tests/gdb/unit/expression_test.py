@@ -3,10 +3,12 @@ import unittest
 
 from java_world import FakeWorld, Object, throwing
 from quor.errors import QuorError
+from quor.expression import strings
 from quor.expression.evaluator import assign, evaluate, holds
 from quor.expression.parser import parse
 from quor.expression.values import BOXES, OBJECT, STRING, Value
 from quor.expression.world import BRIDGE, PRIVATE, STATIC, VARARGS, JavaException
+from quor.show import Limits, ObjectReader, ObjectText
 
 ITEM, SHOP = "Lcom/shop/Shop$Item;", "Lcom/shop/Shop;"
 
@@ -293,15 +295,25 @@ class OperatorsTest(ExpressionCase):
                       "text - 1": '"-" does not go with java.lang.String and int',
                       "item < 3": '"<" does not go with com.shop.Shop$Item and int',
                       "i == null": '"==" does not go with int and null',
-                      "1.5 << 2": '"<<" does not go with double and int', "i ? 1 : 2": 'what stands before "?" is boolean, not int',
+                      "1.5 << 2": '"<<" does not go with double and int',
+                      "i ? 1 : 2": 'what stands before "?" must be boolean, not int',
                       "i instanceof Shop": "instanceof needs an object, not int"})
+
+
+class ShownTest(ExpressionCase):
+    def test_results_are_shown_as_everywhere(self):
+        objects = ObjectText(ObjectReader(), Limits(4, 3, 2))
+        for text, expected in {"i": "5", "c": "'x'", "d": "0.5", "null": "null", "none": "null", '"abc" + 1': '"abc1"',
+                               '"abc" + 12': '"abc1"...', "1 < 2": "true"}.items():
+            self.assertEqual(expected, strings.shown(evaluate(text, self.world), objects))
+        self.assertEqual("void", strings.shown(Value("V", None), objects))
 
 
 class ConditionTest(ExpressionCase):
     def test_a_condition_is_boolean(self):
         self.assertIs(True, holds("i == 5 && z", self.world))
         self.assertIs(False, holds("i > 5", self.world))
-        self.refused({"i": "a condition is boolean, not int"}, holds)
+        self.refused({"i": "a condition must be boolean, not int"}, holds)
 
     def test_a_condition_may_be_parsed_once(self):
         node = parse("i < 7")

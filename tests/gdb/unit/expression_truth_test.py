@@ -67,7 +67,8 @@ FRAMES = [
      "z": False, "boxed": MAX_INT, "far": MAX_LONG, "share": float("nan"), "mark": "\0", "flag": False, "text": "",
      "any": ("I", 33), "ia": [MAX_INT, 0, 9, 9], "la": [-1], "grid": [[0, 0], [0], [5]], "names": ["", "é"], "other": True},
     {"b": -1, "s": 0, "c": "\0", "i": 0, "l": 0, "f": float("nan"), "d": -0.0, "z": True, "boxed": None, "far": None, "share": None,
-     "mark": None, "flag": None, "text": None, "any": None, "ia": None, "la": [], "grid": [None, []], "names": None, "other": False}]
+     "mark": None, "flag": None, "text": None, "any": None, "ia": None, "la": [], "grid": [None, []], "names": None,
+     "other": False}]
 
 PROGRAM = """
 class Base { String tag = "base"; }

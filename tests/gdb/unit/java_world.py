@@ -167,7 +167,8 @@ class FakeWorld(World):
         assert [each.type for each in arguments] == method.parameters
         assert not any(each.is_text for each in arguments), "strings are objects by now"
         if reference is not None:  # virtually
-            method = next(each for each in self.methods(reference.type, method.name) if each.signature == method.signature)
+            own = reference.type if reference.type[0] == "L" else OBJECT
+            method = next(each for each in self.methods(own, method.name) if each.signature == method.signature)
         return Value(method.returns, self.classes[method.owner[1:-1]].bodies[method.id](reference, *arguments))
 
     def new_array(self, element, values_):
