@@ -19,6 +19,14 @@ class Bench {
         for (int read = System.in.read(); read != '\n' && read != -1;) read = System.in.read();
     }
 
+    /** "loaded": nobody attaches. "inside": this process, by the library. "outside": another. */
+    static void attach(String who, String library) throws IOException {
+        if (who.equals("outside")) awaitDebugger();
+        if (!who.equals("inside")) return;
+        System.load(library);
+        Agent.attach();
+    }
+
     static void parkForEver() {
         for (;;) java.util.concurrent.locks.LockSupport.park();
     }

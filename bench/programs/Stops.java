@@ -33,21 +33,19 @@ class Stops {
         for (Thread each : threads) while (each.getState() != Thread.State.WAITING) Thread.sleep(1);
     }
 
-    static void prepare(String who) throws Exception {
-        switch (who) {
-            case "floor" -> Floor.setBreakpoint(Stops.class, "reach");
-            case "inside" -> {
-                Agent.attach();
-                Agent.setBreakpoint(Stops.class, "reach");
-            }
-            default -> Bench.awaitDebugger();
+    static void prepare(String who, String library) throws Exception {
+        if (who.equals("floor")) {
+            System.load(library);
+            Floor.setBreakpoint(Stops.class, "reach");
+            return;
         }
+        Bench.attach(who, library);
+        if (who.equals("inside")) Agent.setBreakpoint(Stops.class, "reach");
     }
 
     public static void main(String[] arguments) throws Exception {
         String who = arguments[0];
-        if (!who.equals("outside")) System.load(arguments[1]);
-        prepare(who);
+        prepare(who, arguments[1]);
         int waiting = 0;
         for (int i = 2; i < arguments.length; i++) {
             String[] words = arguments[i].split(":");

@@ -30,17 +30,20 @@ def _await_line(process, pattern):
     raise Failed(f"no line '{pattern}' in:\n{''.join(seen)}")
 
 
-def run(jvm, program, arguments, method):
-    """Runs the program with the JDK's agent and the client, which stops it wherever it enters the method."""
+def run(jvm, program, arguments, *request):
+    """Runs the program with the JDK's agent and the client on it. `request`: what the client asks for, and of which method. Among
+    the figures are the client's `events`, how many it was shown."""
+    what, *method = request
     with _process(jvm.command("jdk", program, *arguments), env=jvm.environment("jdk")) as debuggee:
         port = _await_line(debuggee, r"address: (\d+)").group(1)
         _await_line(debuggee, "ready")
-        with _process([jvm.client_java, "-cp", jvm.classes, "StopClient", port, program, method]) as client:
+        with _process([jvm.client_java, "-cp", jvm.classes, "StopClient", port, what, program, *method]) as client:
             _await_line(client, "set")
             output, _ = debuggee.communicate("\n", timeout=LIMIT)
             if debuggee.returncode != 0:
                 raise Failed(f"{program} under the JDK's agent ends with {debuggee.returncode}:\n{output}")
-            return figures(output)
+            told, _ = client.communicate(timeout=LIMIT)
+            return {**figures(output), **figures(told)}
 
 
 def is_there(client_java):

@@ -36,6 +36,12 @@ class Jvm:
         folder.mkdir(parents=True, exist_ok=True)
         return folder
 
+    @property
+    def agents(self):
+        """What a program can be run with, to compare: the light agent only if this build has it."""
+        has_light = b"__QUOR_LIGHT" in (self.build / "libquor_agent.so").read_bytes()
+        return ["plain", "ours", *(["light"] if has_light else []), "jdk"]
+
     def library(self, name):
         return str(self.build / "bench" / f"lib{name}.so")
 

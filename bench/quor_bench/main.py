@@ -3,12 +3,12 @@ import argparse
 import sys
 from pathlib import Path
 
-from . import jdi, machine, results, table
+from . import document, jdi, machine, results, table
 from .effort import FULL, QUICK, SMOKE
 from .jvm import Failed, Jvm
-from .pieces import stops
+from .pieces import events, queries, running, seeding, start, stops
 
-PIECES = {piece.NAME: piece for piece in (stops,)}
+PIECES = {piece.NAME: piece for piece in (stops, start, running, events, seeding, queries)}
 EFFORTS = {"full": FULL, "quick": QUICK, "smoke": SMOKE}
 
 
@@ -19,6 +19,7 @@ def arguments(words):
     parser.add_argument("--java", action="append", required=True, help="a JVM to measure on; may be given more than once")
     parser.add_argument("--effort", choices=EFFORTS, default="full")
     parser.add_argument("--results", type=Path, required=True, help="the file that the figures go to; those of other pieces stay there")
+    parser.add_argument("--docs", type=Path, help="the folder whose page of figures is made anew afterwards")
     parser.add_argument("names", nargs="*", metavar="name", help=f"what to measure: {', '.join(PIECES)}")
     found = parser.parse_args(words)
     if unknown := [name for name in found.names if name not in PIECES]:
@@ -60,6 +61,8 @@ def main(words):
             show(jvm, tables)
             results.add(gathered, jvm, tables)
             results.store(found.results, gathered)
+    if found.docs:
+        document.write(found.docs)
     return 1 if failed else 0
 
 

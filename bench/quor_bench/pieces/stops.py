@@ -30,7 +30,7 @@ def ours(jvm, rows):
 
 
 def jdks(jvm, rows):
-    return jdi.run(jvm, "Stops", ["outside", "-", *rows], METHOD)
+    return jdi.run(jvm, "Stops", ["outside", "-", *rows], "breakpoint", METHOD)
 
 
 def ptrace(jvm, rows):

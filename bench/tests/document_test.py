@@ -1,0 +1,51 @@
+"""The page of figures."""
+import unittest
+from types import SimpleNamespace
+
+from quor_bench import document, results
+from quor_bench.table import Table
+
+PAGE = f"""# Figures
+{document.BEGIN.format("start")}
+old
+{document.END}
+By hand.
+{document.BEGIN.format("other")}
+{document.END}
+"""
+MACHINE = {"cpu": "Some", "cores": 2, "memory": 24, "kernel": "6.1", "system": "Debian", "load": 0.1}
+
+
+def gathered():
+    found = results.new(MACHINE, "x86-64")
+    results.add(found, SimpleNamespace(name="64-bit 17", version="17.0.1"), [Table("start", "Start", "ms", "", {"all": {"ours": [12]}},
+                                                                                  notes=["a note"])])
+    return [found]
+
+
+class Page(unittest.TestCase):
+    def test_gets_the_tables_between_its_marks_and_keeps_the_rest(self):
+        made = document.written(PAGE, gathered())
+        self.assertIn("| 64-bit 17 | all | 12.0 |", made)
+        self.assertIn("64-bit 17: a note.", made)
+        self.assertIn("By hand.", made)
+        self.assertNotIn("old", made)
+
+    def test_made_twice_is_the_same(self):
+        once = document.written(PAGE, gathered())
+        self.assertEqual(document.written(once, gathered()), once)
+
+    def test_says_what_was_not_measured(self):
+        self.assertIn("Not measured.", document.written(PAGE, gathered()))
+
+    def test_names_the_machine_and_the_versions(self):
+        self.assertEqual(document.machines(gathered()), "- `x86-64`: Some, 2 cores, 24 GB, Linux 6.1, Debian; load when the run began: 0.1; "
+                         "HotSpot 17.0.1.")
+
+    def test_without_the_marks_is_refused(self):
+        with self.assertRaises(ValueError):
+            document.region("nothing", "start", "x")
+
+
+if __name__ == "__main__":
+    unittest.main()
