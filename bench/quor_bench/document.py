@@ -30,8 +30,10 @@ def shown(all_results, name):
     if not found:
         return "Not measured."
     notes = dict.fromkeys(f"{jvm}: {note}." for jvm, each in found for note in each.notes)
-    unit = found[0][1].unit
-    return "\n".join([f"{found[0][1].title}, {unit}:", "", table.as_markdown(table.grid(found)), *(f"\n{note}" for note in notes)])
+    first = found[0][1]
+    measured = [(jvm, each) for jvm, each in found if each.rows]
+    lines = ["", table.as_markdown(table.grid(measured))] if measured else []
+    return "\n".join([f"{first.title}, {first.unit}:", *lines, *(f"\n{note}" for note in notes)])
 
 
 def written(text, all_results):

@@ -83,7 +83,7 @@ def pair_title(pair):
 def grid(tables):
     """The lines of one table for several JVMs, heading first: `tables` is [(JVM's name, table)]."""
     kinds = [kind for kind in KINDS if any(kind in table.kinds() for _, table in tables)]
-    pairs = list(dict.fromkeys(pair for _, table in tables for pair in table.pairs()))
+    pairs = list(dict.fromkeys(pair for _, table in tables for pair in table.pairs() if {*pair, ""} <= {*kinds, ""}))
     first = tables[0][1]
     lines = [["", first.first_column, *(KINDS[kind] for kind in kinds), *(pair_title(pair) for pair in pairs)]]
     for jvm, table in tables:

@@ -38,6 +38,14 @@ class Page(unittest.TestCase):
     def test_says_what_was_not_measured(self):
         self.assertIn("Not measured.", document.written(PAGE, gathered()))
 
+    def test_shows_the_note_of_a_table_without_rows_and_no_row(self):
+        found = gathered()
+        results.add(found[0], SimpleNamespace(name="32-bit 17", version=""), [Table("start", "Start", "ms", "", {}, notes=["not here"])])
+        made = document.shown(found, "start")
+        self.assertIn("32-bit 17: not here.", made)
+        self.assertEqual(made.count("|---"), 3)
+        self.assertNotIn("| 32-bit 17", made)
+
     def test_names_the_machine_and_the_versions(self):
         self.assertEqual(document.machines(gathered()), "- `x86-64`: Some, 2 cores, 24 GB, Linux 6.1, Debian; load when the run began: 0.1; "
                          "HotSpot 17.0.1.")

@@ -18,8 +18,9 @@ class Cells(unittest.TestCase):
         self.assertEqual([number(value) for value in (0.123, 1.5, 15.04, 1234.5)], ["0.12", "1.50", "15.0", "1,234"])
 
     def test_stay_empty_where_nothing_was_measured(self):
-        shown = table(goals=[Goal("ours", "jdk", 1)])
-        self.assertEqual(grid([("", shown)])[1][-1], "")
+        shown = table(goals=[Goal("ours", "floor", 1)])
+        del shown.rows["0"]["floor"]
+        self.assertEqual(grid([("", shown)])[1], ["", "0", "", "14.0", ""])
 
 
 class Goals(unittest.TestCase):
@@ -37,6 +38,9 @@ class Goals(unittest.TestCase):
 
     def test_without_a_base_are_about_the_figure_itself(self):
         self.assertEqual(self.last_cells(Goal("ours", "", 50)), ["14.00 (≤ 50)", "90.00 (≤ 50: missed)"])
+
+    def test_about_what_was_measured_nowhere_have_no_column(self):
+        self.assertEqual(grid([("", table(goals=[Goal("ours", "jdk", 1)]))])[0][-1], "ours")
 
     def test_of_one_pair_share_a_column(self):
         heading = grid([("", table(goals=[Goal("ours", "floor", 1.3, ["0"]), Goal("ours", "floor", 1.1, ["100"])]))])[0]

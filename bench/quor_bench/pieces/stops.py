@@ -1,5 +1,5 @@
 """The stop round trip: from a breakpoint in a Java thread to the hook and back, all other threads suspended meanwhile."""
-from .. import jdi
+from .. import gdb, jdi
 from ..jvm import figures, output_of
 from ..table import Goal, Table
 from ..turns import alternate
@@ -12,8 +12,8 @@ GOALS = [Goal("ours", "floor", 1.3, ["0"]), Goal("ours", "floor", 1.1, ["100", "
          Goal("ours", "jdk", 0.35, ["100"]), Goal("ours", "jdk", 0.5, ["1000"]), Goal("ptrace", "jdk", 1)]
 
 
-def schedule(effort):
-    return [f"{threads}:{effort.times(stops, 5)}" for threads, stops in STOPS.items() if threads <= effort.threads]
+def schedule(effort, part=1):
+    return [f"{threads}:{effort.times(stops // part, 5)}" for threads, stops in STOPS.items() if threads <= effort.threads]
 
 
 def by_threads(found):
@@ -38,13 +38,22 @@ def ptrace(jvm, rows):
     return figures(output_of(command, folder=jvm.work))
 
 
-def runs(jvm):
-    kinds = {"floor": floor, "ours": ours, "ptrace": ptrace}
-    return {**kinds, "jdk": jdks} if jvm.client_java else kinds
+def with_gdb(jvm, rows):
+    return gdb.run(jvm, "count_stops.py", {"rows": rows})
+
+
+def runs(jvm, effort):
+    """{kind: (function, which part of the stops)}: gdb stops every thread of the process one by one."""
+    kinds = {"floor": (floor, 1), "ours": (ours, 1), "ptrace": (ptrace, 1)}
+    if jvm.client_java:
+        kinds["jdk"] = (jdks, 1)
+    if effort.threads > 100:
+        kinds["gdb"] = (with_gdb, 10)
+    return kinds
 
 
 def measure(jvm, effort):
-    rows = schedule(effort)
-    measures = {kind: (lambda run=run: by_threads(run(jvm, rows))) for kind, run in runs(jvm).items()}
+    measures = {kind: (lambda run=run, part=part: by_threads(run(jvm, schedule(effort, part))))
+                for kind, (run, part) in runs(jvm, effort).items()}
     notes = [] if jvm.client_java else ["no JDK with the JDI here: the JDK's agent is not measured"]
     return [Table(NAME, TITLE, "µs", "more threads", alternate(measures, effort.rounds), GOALS, notes)]
