@@ -11,7 +11,7 @@ static void count_stops(const surroundings& around, const std::vector<std::strin
     jvm program(around, "Stops", arguments);
     program.await_agent();
     debugger d(program.pid());
-    d.meet();
+    if (!d.meet([&] { return program.has_printed("ready\n"); })) d.attach();
     d.set_breakpoint("Stops", "reach");
     program.go();
     long stops = 0;
