@@ -137,7 +137,10 @@ class World:
 
     def invoke(self, method, reference, arguments):
         """Calls a method: virtually on an object, or static with None. The arguments have the parameters' types; those of a
-        method of variable arity stand in an array that `new_array` made. A throw raises a JavaException."""
+        method of variable arity stand in an array that `new_array` made. A throw raises a JavaException.
+
+        Types are compared by name: where two loaders have classes of one name, an argument may be an object of the other's, so
+        the World has to look at the objects."""
         raise NotImplementedError
 
     def new_array(self, element, values):

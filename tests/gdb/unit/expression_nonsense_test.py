@@ -9,8 +9,8 @@ from quor.expression.values import OBJECT, STRING
 from quor.expression.world import VARARGS
 
 COUNT, SEED = 3000, 1
-ATOMS = ("i l d z c none text item any numbers boxed empty object word this id owner items open tag null true 1 2L 1.5 1f 'x' \"s\" "
-         "Shop Item com.shop.Prices foo $j1 -2147483648 close() f() items.length Prices.BASE").split()
+ATOMS = ("i l d z c none text item any numbers boxed empty object word this id owner items open tag null true 1 2L 1.5 1f 'x' "
+         "\"s\" Shop Item com.shop.Prices foo $j1 -2147483648 close() f() items.length Prices.BASE").split()
 TARGETS = [*ATOMS, "numbers[0]", "items[1]", "items[0].price", "this.tag"]
 TYPES = "int long byte char boolean float String Object Shop Item List int[] Object[] Integer Long foo Base Named".split()
 SIGNS = "+ - * / % << >> >>> < > == != <= && || & | ^".split()
