@@ -84,7 +84,7 @@ extern "C" JNIEXPORT void JNICALL Java_Floor_listThreads(JNIEnv* env, jclass) {
 
 extern "C" JNIEXPORT void JNICALL Java_Floor_setBreakpoint(JNIEnv* env, jclass, jclass clazz, jstring method) {
     const char* name = env->GetStringUTFChars(method, nullptr);
-    const jmethodID id = env->GetStaticMethodID(clazz, name, "()V");
+    const jmethodID id = env->GetStaticMethodID(clazz, name, "(I)V");
     env->ReleaseStringUTFChars(method, name);
     must(jvmti->SetBreakpoint(id, 0), "SetBreakpoint");
     must(jvmti->SetEventNotificationMode(JVMTI_ENABLE, JVMTI_EVENT_BREAKPOINT, nullptr), "BREAKPOINT");

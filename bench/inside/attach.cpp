@@ -40,7 +40,7 @@ extern "C" JNIEXPORT jlong JNICALL Java_Agent_attachAtStop(JNIEnv*, jclass) {
 }
 
 extern "C" JNIEXPORT void JNICALL Java_Agent_setBreakpoint(JNIEnv* env, jclass, jclass clazz, jstring method) {
-    const jmethodID id = env->GetStaticMethodID(clazz, text_argument(env, method).characters, "()V");
+    const jmethodID id = env->GetStaticMethodID(clazz, text_argument(env, method).characters, "(I)V");
     must(entry_point<decltype(agent_set_breakpoint)>("agent_set_breakpoint")(env, clazz, id, 0),
          "agent_set_breakpoint");
 }

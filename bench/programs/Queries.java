@@ -9,7 +9,7 @@ class Queries {
         String text = "text";
     }
 
-    static void reach() {}
+    static void reach(int turn) {}
 
     public static void main(String[] arguments) throws Exception {
         System.load(arguments[0]);
@@ -19,7 +19,7 @@ class Queries {
         Stops.startWaiting(Integer.parseInt(arguments[1]));
         Agent.setBreakpoint(Queries.class, "reach");
         Agent.askAtNextStop(items, Integer.parseInt(arguments[3]));
-        reach();
+        reach(0);
         Agent.printAnswers();
     }
 }

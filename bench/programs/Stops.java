@@ -8,15 +8,15 @@
 class Stops {
     static int reached;
 
-    static void reach() {
-        reached++;
+    static void reach(int turn) {
+        reached += turn & 1;
     }
 
     static long[] turns(int times) {
         long[] taken = new long[times];
         for (int i = 0; i < times; i++) {
             long begin = System.nanoTime();
-            reach();
+            reach(i);
             taken[i] = System.nanoTime() - begin;
         }
         return taken;
