@@ -197,8 +197,18 @@ gdb.events.new_objfile.connect(_link)
 
 # ---- Hits ----
 
+def was_told(_event):
+    """Whether a breakpoint was told already, with the step that ended on it. Stepping puts its own function here."""
+    return False
+
+
 def _breakpoint_hit(event):
     """In stop(): memory alone is read."""
+    return None if was_told(event) else hit_at(event)
+
+
+def hit_at(event):
+    """The Reason of the breakpoints at an event's place that agree, or None. In stop()."""
     part = event.part("breakpoint")
     known = _Set.places.get((int(part["method"]), int(part["location"])))
     reasons = [hits.judged(stop, event, hits.Hit(stop, event, f"Java breakpoint J{stop.number}"))

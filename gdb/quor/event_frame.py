@@ -4,6 +4,8 @@ from quor.errors import QuorError
 from quor.hotspot import objects
 from quor.hotspot import vm as vms
 from quor.hotspot.frames.registers import Registers
+from quor.hotspot import heap as heap_values
+from quor.hotspot.local_values import narrowed
 from quor.hotspot.javaframes import INTERPRETED, JavaFrame
 from quor.hotspot.memory import Unreadable
 
@@ -65,6 +67,14 @@ def place(event):
     return found, vm.methods.line(found, int(part["location"]))
 
 
+def base_of(handle, native):
+    """An address that tells the innermost frame of a thread from those further in and out; None of a compiled frame. In a native
+    method: one that lies between its caller and what it calls."""
+    vm, readers = _readers()
+    sp, fp = _anchor(vm, thread_record(vm, readers, handle))
+    return sp if native else fp or None
+
+
 class EventFrame:
     """The locals of the innermost frame of an event's thread. Raises NotTold."""
 
@@ -72,7 +82,7 @@ class EventFrame:
         part = event.part("breakpoint")
         try:
             self.vm, self.readers = _readers()
-            self._method = method_of(self.vm, int(part["method"]))
+            self.method = method_of(self.vm, int(part["method"]))
             sp, fp = _anchor(self.vm, thread_record(self.vm, self.readers, int(part["thread"])))
         except NotTold:
             raise
@@ -80,8 +90,8 @@ class EventFrame:
             raise NotTold(str(error)) from error
         if not fp:
             raise NotTold("the frame is not told")
-        self._frame = JavaFrame(INTERPRETED, self._method, Registers(0, sp, fp), None, int(part["location"]))
-        self.base = fp
+        self._frame = JavaFrame(INTERPRETED, self.method, Registers(0, sp, fp), None, int(part["location"]))
+        self.base, self._sp = fp, sp
 
     def local(self, name):
         """(signature, value) of a local or argument; None when there is none of this name. An object is its address."""
@@ -90,5 +100,13 @@ class EventFrame:
         except Unreadable as error:
             raise NotTold(str(error)) from error
 
+    def top_of_stack(self, signature):
+        """The text of the value on top of an interpreted frame's own stack."""
+        heap, kind = self.readers.heap, signature[0]
+        if kind in "L[":
+            return self.readers.text.value(signature, heap.load_full(self._sp))
+        data = self.vm.memory.bytes(self._sp, 8)
+        return self.readers.text.value(kind, heap_values.decoded(kind, data) if kind in "JD" else narrowed(kind, data[:4]))
+
     def this(self):
-        return None if self._method.is_static else self.local("this")
+        return None if self.method.is_static else self.local("this")

@@ -17,6 +17,7 @@ _PARTS = (
     "quor.commands.classes",
     "quor.commands.stop",
     "quor.commands.values",
+    "quor.commands.step",
 )
 _done = False
 

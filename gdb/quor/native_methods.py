@@ -62,22 +62,27 @@ class _NativeHit(hooks.Reason):
 
 def plant(method, klass, stop):
     """A breakpoint on the C function of a native method, for a Stop; None when it is not linked yet."""
-    location = _linked_place(method) or _named_place(method, klass)
+    location = _linked_place(method.id) or _named_place(klass, method)
     if location is None:
         return None
     text = f"{names.class_name(klass)}.{method.name} <native>"
     return NativeBreakpoint(stop, location, f"Java breakpoint J{stop.number}, {text}")
 
 
-def _linked_place(method):
+def location_of(method_id, method):
+    """Where gdb stops in the C function of a hotspot Method; None when it cannot be found."""
+    return _linked_place(method_id) or _named_place(method.klass, method)
+
+
+def _linked_place(method_id):
     try:
-        address = function_of(method.id)
+        address = function_of(method_id)
     except QuorError:
         return None
     return f"*{behind_prologue(address):#x}" if address is not None else None
 
 
-def _named_place(method, klass):
+def _named_place(klass, method):
     for signature in (None, method.signature):
         symbol = names.native_name(klass, method.name, signature)
         if place.address_or_none(symbol) is not None:

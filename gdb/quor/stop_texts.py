@@ -23,6 +23,12 @@ def where(event):
     return show.located(text, show.place(method.source, line, method.is_native)), source
 
 
+def arrived(event):
+    """Shop.serve (Shop.java:33), and the source line below."""
+    place, source = where(event)
+    return "\n".join([place] + [source] * bool(source))
+
+
 def hit(title, event, extra=None):
     """Java breakpoint J3, Shop.serve (Shop.java:33), thread 22 "pool-1-thread-4", and what else there is to see."""
     place, source = where(event)

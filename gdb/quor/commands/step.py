@@ -1,0 +1,113 @@
+"""java step, next, finish, until, stepi, skip: the way through a program, line by line."""
+import gdb
+
+from quor import breaks, breakspec, current_class, stack, stepping, stops
+from quor.agent import session
+from quor.commands import command, start
+from quor.errors import QuorError
+from quor.hotspot.javaframes import NATIVE
+
+start.releases.append(stepping.release)
+
+
+def _in_native():
+    """Whether the selected thread stands in native code that Java called."""
+    session.require("java step", "hook", "native")
+    frames = stack.java_entries()
+    if not frames:
+        raise QuorError("the selected thread runs no Java method; java threads lists those that do")
+    return session.state() == "native" or frames[0].java.kind == NATIVE or frames[0].java.method.is_native
+
+
+def _step(what, mode, arguments):
+    times = _count(what, arguments)
+    native = _in_native()
+    if mode == "stepi" and native:
+        raise QuorError("the thread is in native code: gdb's own stepi steps there, java finish goes back to Java")
+    for _ in range(times):
+        stop = session.stop_number()
+        stepping.run(lambda: stepping.Step(stepping.selected_handle(), mode, native))
+        if times == 1 or session.state() != "hook" or session.stop_number() == stop:
+            return
+        native = False
+
+
+def _count(what, arguments):
+    if arguments and not arguments.isdigit():
+        raise QuorError(f"java {what}: how often? It takes a number or nothing")
+    return int(arguments or 1)
+
+
+@command("step", group="Step", states=("stopped",), usage="[COUNT]", examples=("java step", "java step 3"))
+def step_command(arguments, _from_tty):
+    """To the next line, into methods that it calls: into native ones too, where gdb stands in the C function then.
+
+    Methods of classes that java skip names are not gone into. From native code: to the next Java line that runs."""
+    _step("step", "step", arguments)
+
+
+@command("next", group="Step", states=("stopped",), usage="[COUNT]", examples=("java next", "java next 5"))
+def next_command(arguments, _from_tty):
+    """To the next line, over the methods that this one calls; also over native ones that call back."""
+    _step("next", "next", arguments)
+
+
+@command("stepi", group="Step", states=("stopped",), usage="[COUNT]", examples=("java stepi",))
+def stepi_command(arguments, _from_tty):
+    """One bytecode further."""
+    _step("stepi", "stepi", arguments)
+
+
+@command("finish", group="Step", states=("stopped",), examples=("java finish",))
+def finish_command(arguments, _from_tty):
+    """Runs until the selected Java frame is left, and tells what it returned. From native code: back into Java."""
+    if arguments:
+        raise QuorError("java finish takes no arguments; java frame N selects the frame")
+    native = _in_native()
+    depth = 0 if native else _depth()
+    stepping.run(lambda: stepping.Step(stepping.selected_handle(), "finish", native, depth))
+
+
+def _depth():
+    """How many Java frames lie further in than the selected one."""
+    level = gdb.selected_frame().level()
+    return sum(entry.number < level for entry in stack.java_entries())
+
+
+@command("until", group="Step", states=("stopped",), usage="LINE|CLASS:LINE", examples=("java until 40",))
+def until_command(arguments, _from_tty):
+    """Runs until this line of the current file is reached in the selected thread, or the program stops elsewhere."""
+    if not arguments:
+        raise QuorError("java until: which line?")
+    place = breakspec.break_place(arguments)
+    if not isinstance(place, breakspec.LinePlace):
+        raise QuorError("java until: it takes LINE or CLASS:LINE")
+    if place.class_name is None:
+        place = current_class.line(place.line)
+    spec = breakspec.BreakSpec(place, True, gdb.selected_thread().num, False, None)
+    stop = stops.add(breaks.Breakpoint(spec))
+    try:
+        if not stop.places():
+            raise QuorError(f"java until: {stop.reason}")
+        start.hooks.resume()
+    finally:
+        if stop in stops.all_stops():
+            stops.remove(stop)
+
+
+@command("skip", group="Step", usage="[PATTERN|-d PATTERN]", examples=("java skip com.google.*", "java skip", "java skip -d java.*"))
+def skip_command(arguments, _from_tty):
+    """java step does not go into methods of these classes (java.*, jdk.* and sun.* from the start); -d takes a pattern away."""
+    words = arguments.split()
+    if words[:1] == ["-d"] and len(words) == 2:
+        pattern = words[1].replace(".", "/")
+        if pattern not in stepping.SKIPPED:
+            raise QuorError(f"java skip: {words[1]} is not skipped; java skip lists what is")
+        stepping.SKIPPED.remove(pattern)
+    elif len(words) == 1 and words[0] != "-d":
+        pattern = words[0].replace(".", "/")
+        stepping.SKIPPED.extend([pattern] * (pattern not in stepping.SKIPPED))
+    elif words:
+        raise QuorError("java skip: it takes PATTERN or -d PATTERN")
+    else:
+        gdb.write("".join(f"{pattern.replace('/', '.')}\n" for pattern in stepping.SKIPPED))
