@@ -3,7 +3,7 @@ import unittest
 
 from hotspot_world import World
 from quor.hotspot import x86
-from quor.hotspot.frames.registers import AX, R13, Registers
+from quor.hotspot.frames.registers import AX, DX, R13, Registers
 
 FP_OF_CALLER = 0x7777_7770
 BANG = "89842400c0feff"  # mov %eax,-0x14000(%rsp)
@@ -174,6 +174,38 @@ class FramesTest(unittest.TestCase):
             run.pc, run.sp = base + offset, run.bottom - 0x20
             found = run.caller()
             self.assertEqual((run.return_to, run.bottom), (found.pc, found.sp), offset)
+
+    def test_the_handler_of_exceptions_that_is_jumped_to_with_the_return_address_in_a_register(self):
+        # push %edx; sub $8,%esp; mov %ebp,4(%esp); call; mov 4(%esp),%ebp; add $8,%esp; pop %edx; jmp *%eax
+        world = World(4)
+        run = Run(world, world.blob("ExceptionBlob", code("52", "83ec08", "896c2404", CALL, "8b6c2404", "83c408", "5a", "ffe0"), 3))
+        run.sp = run.bottom
+        world.push_words(run.bottom, run.return_to, run.return_to)  # stale words in the frame of the method that threw
+        run.registers[DX] = run.return_to + 5
+        world.image.write(run.return_to, code(CALL))  # another call there, which the exception comes from
+        going = True
+        while going:
+            found = run.caller()
+            self.assertIsNotNone(found, hex(run.pc))
+            self.assertEqual((run.return_to + 5, run.bottom), (found.pc, found.sp), hex(run.pc))
+            going = run.step()
+
+    def test_a_stub_that_returns_to_the_handler_of_an_exception(self):
+        # push %rbp; mov %rsp,%rbp; sub $0x10,%rsp; nop; add $0x10,%rsp; leave; ret
+        text = code("55", "488bec", "4883ec10", "90", "4883c410", "c9", "c3")
+        for name, finds in (("handle_exception_nofpu Runtime1 stub", True), ("fast_new_instance Runtime1 stub", False)):
+            world = World()
+            run = Run(world, world.blob(name, text, 4))
+            handler = run.return_to + 3  # within a method, behind no call
+            world.push_words(run.sp, handler)
+            going = True
+            while going:
+                found = run.caller()
+                if finds:
+                    self.assertEqual((handler, run.bottom), (found.pc, found.sp), hex(run.pc))
+                else:
+                    self.assertIsNone(found, hex(run.pc))
+                going = run.step()
 
     def test_a_leftover_return_address_does_not_mislead_a_standing_frame(self):
         world = World()

@@ -1,10 +1,12 @@
 """Frames of fixed size: compiled methods, native wrappers, and the VM's stubs that have one."""
 from quor.hotspot import flow
-from quor.hotspot.frames.registers import Caller
+from quor.hotspot.frames.registers import DX, Caller
 
 _STRAIGHT = 60  # instructions from a pc to the return, at most
 _OSR_PROLOGUE = 96  # bytes
 _MAX_PUSHED = 128  # bytes of arguments
+_JUMPED_TO = ("ExceptionBlob",)  # with the return address in dx, which is pushed first and popped last
+_FINDS_HANDLER = "handle_exception"  # in the name of C1's stubs that return to an exception's handler, which follows no call
 
 
 class FixedFrames:
@@ -32,10 +34,16 @@ class FixedFrames:
     def _caller(self, registers, blob, cfa, fp_at):
         """The caller for this CFA, when a return address lies there."""
         memory = self._hotspot.memory
-        pc = memory.word(cfa - self._word)
-        if not self._hotspot.returns.plausible(pc):
+        pc = registers.read(DX) or 0 if cfa == registers.sp else memory.word(cfa - self._word)
+        if not self._may_return(blob, pc):
             return None
         return Caller(pc, cfa, registers.fp if fp_at is None else memory.word(fp_at), blob.start)
+
+    def _may_return(self, blob, pc):
+        if self._hotspot.returns.plausible(pc):
+            return True
+        target = self._hotspot.code_cache.find(pc) if _FINDS_HANDLER in blob.name else None
+        return target is not None and target.compiled and pc >= target.code
 
     def _candidates(self, registers, blob):
         """(CFA, address of the caller's fp or None when the register holds it), the likeliest first."""
@@ -72,7 +80,7 @@ class FixedFrames:
         if entry is not None:
             state = flow.at(self._hotspot.code, entry, pc, entries=not blob.compiled)
             if state is not None and state.ret is not None and not state.apart and self._is_inside(state, blob):
-                return state.ret + word, state.fp_at
+                return state.ret + (0 if blob.name in _JUMPED_TO else word), state.fp_at
         return self._by_exit(pc, blob, standing)
 
     def _is_inside(self, state, blob):

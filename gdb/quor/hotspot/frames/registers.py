@@ -2,7 +2,7 @@
 
 NAMES_64 = ("rax", "rcx", "rdx", "rbx", "rsp", "rbp", "rsi", "rdi", "r8", "r9", "r10", "r11", "r12", "r13", "r14", "r15")
 NAMES_32 = ("eax", "ecx", "edx", "ebx", "esp", "ebp", "esi", "edi")
-AX, BX, SI, DI, R12, R13, R14, R15 = 0, 3, 6, 7, 12, 13, 14, 15
+AX, DX, BX, SI, DI, R12, R13, R14, R15 = 0, 2, 3, 6, 7, 12, 13, 14, 15
 
 
 class Registers:
