@@ -4,7 +4,7 @@ from collections import namedtuple
 
 import gdb
 
-from quor import show, thread_names
+from quor import names, show, thread_names
 from quor.circles import circles
 from quor.errors import QuorError
 from quor.hotspot import objects
@@ -41,10 +41,11 @@ class World:
     def object_lock(self, obj):
         """The Lock that an object is."""
         try:
-            name = self.readers.heap.class_name(self.readers.heap.klass(obj))
-        except QuorError:
+            internal = self.readers.heap.class_name(self.readers.heap.klass(obj))
+            name = names.type_name(internal if internal.startswith("[") else f"L{internal};")
+        except (QuorError, ValueError):
             name = "?"
-        return show.Lock("", show.object_name(name, f"{obj:x}"))
+        return show.Lock("", f"{name}@{obj:x}")
 
     def java_threads(self):
         """(address, gdb's number) of the Java threads that gdb knows."""

@@ -36,7 +36,13 @@ def _on_stop(_event):
         _Stop.thread = gdb.selected_thread()
 
 
+def _has_ended(_event):
+    _Held.left, _Held.frame = None, False
+    suspended_by_user.clear()
+
+
 gdb.events.stop.connect(_on_stop)
+gdb.events.exited.connect(_has_ended)
 
 
 def stop_thread():
@@ -125,6 +131,7 @@ class Parked:
                     gdb.execute("queue-signal 0", to_string=True)
                 gdb.execute(f"set var $pc = {loop}", to_string=True)
             except gdb.error:
+                self._saved[0].put_back()
                 self._put_back()
                 raise
         return self
@@ -132,14 +139,13 @@ class Parked:
     def __exit__(self, *_):
         if self._thread.is_valid():
             with self._selected():
-                self._saved[0].put_back()
                 try:
                     _stand_at(self._saved[0].number())
                 finally:
                     self._put_back()
 
     def _put_back(self):
-        for each in self._saved:
+        for each in self._saved[1:]:
             each.put_back()
         if self._is_pending():
             gdb.execute(f"queue-signal {_signal_name(self._signal)}", to_string=True)
@@ -181,11 +187,11 @@ class _Here(gdb.Breakpoint):
 
 
 def _stand_at(pc):
-    """Has the selected thread stop at the place where it stands. Without that gdb, which has let it run, would not step over the
-    breakpoint there when the user continues, but stop a second time."""
+    """Has the selected thread stop at this place before it runs anything there. Without a stop of its own gdb, which has let it run,
+    would not step over the breakpoint there when the user continues, but stop a second time."""
     here = _Here(pc)
     try:
-        calls.let_run_alone("continue")
+        calls.let_run_alone(f"jump *{pc}")
     finally:
         here.delete()
     if gdb.newest_frame().pc() != pc:
@@ -232,16 +238,21 @@ class Quiet:
 
 @contextlib.contextmanager
 def held():
-    """A block in which the agent may be asked, at a stop that is no hook."""
+    """A block in which the agent may be asked, at a stop that is no hook: the Java threads stand still."""
+    with called(), _suspended():
+        yield
+
+
+@contextlib.contextmanager
+def called():
+    """A block in which the agent may be called, at a stop that is no hook, while the Java threads run."""
     _require_agent()
-    thread = stop_thread()
     with contextlib.ExitStack() as stack:
         stack.enter_context(place.Selection())
-        parked = _parked(thread)
+        parked = _parked(stop_thread())
         stack.enter_context(Quiet())
         if parked:
             stack.enter_context(parked)
-        stack.enter_context(_suspended())
         yield
 
 
@@ -256,14 +267,41 @@ def _parked(thread):
     return Parked(thread)
 
 
+class _Held:
+    """What a question that was interrupted has left to be undone."""
+    left = None  # (inferior's number, process id)
+    frame = False  # a frame of local references
+
+
+suspended_by_user = set()  # handles of threads: suspending all and resuming them again would let them go
+
+
 @contextlib.contextmanager
 def _suspended():
-    env = calls.call("getEnv")
-    calls.call("agent_suspend_all", 0)
+    inferior = gdb.selected_inferior()
+    _Held.left = inferior.num, inferior.pid
     try:
+        for handle in suspended_by_user:
+            calls.call("agent_resumethread", 0, handle)
+        calls.call("agent_suspend_all", 0)
+        env = calls.call("getEnv")
         calls.call(env["functions"]["PushLocalFrame"], env, _LOCAL_REFERENCES)
+        _Held.frame = True
         yield
     finally:
-        if place.is_waiting():  # else a call was interrupted, and stands there
-            calls.call(env["functions"]["PopLocalFrame"], env, 0)
-            calls.call("resume_after_event", env)
+        let_go()
+
+
+def let_go():
+    """Lets the Java threads go that a question holds, as soon as the agent can be called again."""
+    inferior = gdb.selected_inferior()
+    if _Held.left != (inferior.num, inferior.pid) or not place.is_waiting():
+        return
+    env = calls.call("getEnv")
+    if _Held.frame:
+        _Held.frame = False
+        calls.call(env["functions"]["PopLocalFrame"], env, 0)
+    calls.call("resume_after_event", env)
+    _Held.left = None
+    for handle in suspended_by_user:
+        calls.call("agent_suspendthread", 0, handle)

@@ -50,11 +50,11 @@ def _python():
 
 class _Settings:
     """gdb's settings for calls; the user's are put back."""
-    NAMES = ("unwindonsignal", "scheduler-locking", "print thread-events")
+    NAMES = ("unwindonsignal", "scheduler-locking", "print thread-events", "confirm")
 
     def __init__(self, unwind, alone):
         self._wanted = {"unwindonsignal": "on" if unwind else "off", "scheduler-locking": "on" if alone else "off",
-                        "print thread-events": "off"}
+                        "print thread-events": "off", "confirm": "off"}
 
     def __enter__(self):
         self._kept = {name: gdb.parameter(name) for name in self.NAMES}
@@ -101,6 +101,14 @@ def _limited(target, arguments, seconds, what):
     except gdb.error as error:
         late = time.monotonic() - begin >= seconds
         raise (Interrupted if late else QuorError)(_why(what, late, seconds, error)) from None
+
+
+def finish_interrupted(seconds=LIMIT):
+    """Lets the process run until the function that was interrupted has come back; gives whether it has."""
+    with place.Selection(), _Settings(False, False), _working(seconds):
+        place.agent_thread().switch()
+        gdb.execute("continue", to_string=True)
+    return not place.is_called()
 
 
 def let_run_alone(command, seconds=LIMIT):

@@ -1,5 +1,7 @@
 """Where the agent stands: whether it is in the process, its thread, the hook point that it is stopped at. Found out anew at
 each question."""
+import re
+
 import gdb
 
 from quor.errors import QuorError
@@ -95,9 +97,18 @@ def hook():
 def is_waiting():
     """Whether the agent thread waits for work, where it holds nothing and may be called."""
     thread = agent_thread()
-    if thread is None or _is_at_work():
+    if thread is None or _is_at_work() or is_called():
         return False
     return _WAIT in _functions(thread, _MAX_DEPTH)
+
+
+def is_called():
+    """Whether a function that was called on the agent thread has not come back: gdb keeps what the thread returns to."""
+    thread = agent_thread()
+    if thread is None:
+        return False
+    kept = gdb.execute("maintenance print dummy-frames", to_string=True)
+    return str(thread.ptid[1]) in re.findall(r"ptid=\d+\.(\d+)\.", kept)
 
 
 def _is_at_work():

@@ -5,6 +5,7 @@ States, found out anew at each question:
     loaded    the agent is there, this debugger has not attached to it
     running   the process runs
     hook      the agent thread stands at a hook point: everything can be asked
+    busy      a function that was called on the agent thread has not come back
     native    stopped elsewhere
     core      a core file
 """
@@ -18,12 +19,17 @@ ADVICE = {
     "none": "the agent is not in this process; see help java run",
     "loaded": "the agent is not attached; java attach does that",
     "running": "the program is running; press Ctrl-C",
-    "native": "the program is stopped in native code; java continue leads to a Java stop",
+    "native": "the program is stopped in native code: the agent can be asked there; java continue leads to a Java stop",
+    "busy": "a function that was called in the program was interrupted; java abort lets it come to its end",
     "core": "a core file cannot run: this needs a running process",
 }
 
 
+_ENDED = "the program has ended; java run starts it again"
+
+
 class _State:
+    ended = False  # the last process has, and none came since
     attached = set()  # (inferior's number, process id)
     stop_number = 1
 
@@ -41,6 +47,8 @@ def state():
         return "none"
     if place.hook() is not None:
         return "hook"
+    if place.is_called():
+        return "busy"
     return "native" if is_attached() else "loaded"
 
 
@@ -48,8 +56,15 @@ def require(what, *wanted):
     """Raises a QuorError unless the state is one of those; gives it."""
     now = state()
     if now not in wanted:
-        raise QuorError(f"{what}: {ADVICE.get(now, 'not at a stop of this kind')}")
+        raise QuorError(f"{what}: {advice(now)}")
     return now
+
+
+def advice(now):
+    """A state in words, and what to do."""
+    if now == "none" and _State.ended and not gdb.selected_inferior().pid:
+        return _ENDED
+    return ADVICE.get(now, "not at a stop of this kind")
 
 
 def is_attached():
@@ -79,11 +94,13 @@ def stop_number():
 
 
 def _goes_on(_event):
+    _State.ended = False
     if not calls.is_calling():
         _State.stop_number += 1
 
 
 def _has_ended(_event):
+    _State.ended = True
     _State.stop_number += 1
     _State.attached.clear()
 

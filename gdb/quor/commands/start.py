@@ -179,7 +179,7 @@ def status_command(arguments, _from_tty):
         raise QuorError("java status takes no arguments")
     now = session.state()
     text = {"hook": f"stopped by the agent at {place.hook()}: everything can be asked" if now == "hook" else ""}
-    gdb.write((text.get(now) or session.ADVICE.get(now, now)) + "\n")
+    gdb.write((text.get(now) or session.advice(now)) + "\n")
 
 
 @command("continue", group="Step", states=("stopped", "no process"), examples=("java continue",))

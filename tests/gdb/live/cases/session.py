@@ -15,7 +15,7 @@ def starts(jvm):
     check("stands before its main" in texts[1], f"java run: {texts[1]}")
     check_equal(texts[2], AT_FIRST_CONTACT, "the state before main")
     check("closed after serving true" in texts[3] and "exited with code 07" in texts[3], f"the program runs to its end: {texts[3]}")
-    check_equal(texts[4], "the agent is not in this process; see help java run", "the state after the end")
+    check_equal(texts[4], "the program has ended; java run starts it again", "the state after the end")
     check("not being run" in texts[5], f"there is nothing to continue: {texts[5]}")
 
 

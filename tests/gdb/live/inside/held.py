@@ -7,8 +7,9 @@ import time
 
 import gdb
 
-from quor.agent import questions
+from quor.agent import access, calls, questions
 from quor.errors import QuorError
+from quor.hotspot import objects, vm
 
 SETTINGS = ("unwindonsignal", "scheduler-locking", "print thread-events")
 
@@ -60,3 +61,28 @@ def interrupted(times):
             refusals.append(str(error))
         slowest = max(slowest, time.monotonic() - begin)
     tell({"answers": answers, "refusals": refusals, "slowest": slowest, "pid": os.getpid()})
+
+
+def served():
+    """The counter of the class Shop, read from memory."""
+    target = vm.required()
+    classes = objects.of(target).classes
+    return classes.static(classes.find("Shop"), "served")
+
+
+def counted(times):
+    """The counter at so many interrupts, before and after the program ran for a moment."""
+    found = [served()]
+    for _ in range(times):
+        interrupt()
+        found.append(served())
+    tell(found)
+
+
+def sleep_too_long(seconds):
+    """A call that does not come back in time."""
+    try:
+        with access.held():
+            calls.call("(int (*)(unsigned)) usleep", int(seconds * 1000000), seconds=0.3)
+    except QuorError as error:
+        print(error)
