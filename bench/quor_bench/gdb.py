@@ -11,10 +11,16 @@ FRONT = ROOT / "gdb" / "quor.py"
 SCRIPTS = ROOT / "bench" / "gdb"
 
 
-def _run(jvm, first, script, request, environment):
+def _run(jvm, script, request, environment, first=()):
+    """Compiled modules are kept, as they are for a user, but apart from the sources."""
     (jvm.work / "request.json").write_text(json.dumps(request), encoding="utf-8")
-    return output_of(["gdb", "--batch", "-nx", "-q", "-iex", "set debuginfod enabled off", "-iex", "set auto-load off", "-ex", first, "-x",
-                      SCRIPTS / script], {**os.environ, "PYTHONDONTWRITEBYTECODE": "1", **environment}, jvm.work)
+    return output_of(["gdb", "--batch", "-nx", "-q", "-iex", "set debuginfod enabled off", "-iex", "set auto-load off", *first, "-x",
+                      SCRIPTS / script], {**_without_bytecode_setting(), "PYTHONPYCACHEPREFIX": str(jvm.work / "pycache"), **environment},
+                     jvm.work)
+
+
+def _without_bytecode_setting():
+    return {name: value for name, value in os.environ.items() if name != "PYTHONDONTWRITEBYTECODE"}
 
 
 def run(jvm, script, request):
@@ -23,11 +29,11 @@ def run(jvm, script, request):
               "errors": "program.err"}
     output = jvm.work / "program.out"
     output.unlink(missing_ok=True)
-    _run(jvm, f"python import sys; sys.path.insert(0, {str(E2E)!r})", script, request, {"QUOR_E2E": json.dumps(config)})
+    _run(jvm, script, request, {"QUOR_E2E": json.dumps(config)}, ("-ex", f"python import sys; sys.path.insert(0, {str(E2E)!r})"))
     return figures(output.read_text(encoding="utf-8"))
 
 
 def run_commands(jvm, script, **request):
-    """With the java commands; the figures that the program or the script prints."""
-    request = {"java": jvm.java, "options": COMMON, "classes": str(jvm.classes), **request}
-    return figures(_run(jvm, f"source {FRONT}", script, request, {"QUOR_AGENT_DIR": str(jvm.build)}))
+    """With the java commands, which the script sources; the figures that the program or the script prints."""
+    request = {"java": jvm.java, "options": COMMON, "classes": str(jvm.classes), "front": str(FRONT), **request}
+    return figures(_run(jvm, script, request, {"QUOR_AGENT_DIR": str(jvm.build)}))

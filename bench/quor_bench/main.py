@@ -6,9 +6,9 @@ from pathlib import Path
 from . import document, jdi, machine, results, table
 from .effort import FULL, QUICK, SMOKE
 from .jvm import Failed, Jvm
-from .pieces import events, modules, queries, running, seeding, start, stops
+from .pieces import commands, events, modules, queries, running, seeding, start, stops
 
-PIECES = {piece.NAME: piece for piece in (stops, start, running, events, seeding, queries, modules)}
+PIECES = {piece.NAME: piece for piece in (stops, start, running, events, seeding, queries, commands, modules)}
 EFFORTS = {"full": FULL, "quick": QUICK, "smoke": SMOKE}
 
 

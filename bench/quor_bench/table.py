@@ -4,7 +4,7 @@ from dataclasses import asdict, dataclass, field
 from . import turns
 
 KINDS = {"plain": "plain", "floor": "floor", "ours": "ours", "light": "ours, light", "jdk": "JDK's agent", "ptrace": "ours + ptrace debugger",
-         "gdb": "ours + gdb", "gdb-if": "ours + `java break ... if`"}
+         "gdb": "ours + gdb", "gdb-if": "ours + `java break ... if`", "gdb-commands": "gdb"}
 
 
 @dataclass
@@ -70,9 +70,10 @@ def verdict(table, row_name, pair):
     limit = limit_of(table, row_name, pair)
     if value is None:
         return ""
+    shown = f"{value:.2f}" if base else number(value)
     if limit is None:
-        return f"{value:.2f}"
-    return f"{value:.2f} (≤ {limit:g}" + (")" if value <= limit else ": missed)")
+        return shown if base else ""
+    return f"{shown} (≤ {limit:g}" + (")" if value <= limit else ": missed)")
 
 
 def pair_title(pair):

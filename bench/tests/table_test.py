@@ -37,7 +37,7 @@ class Goals(unittest.TestCase):
         self.assertEqual(self.last_cells(Goal("ours", "floor", 1.3, ["0"]))[1], "4.50")
 
     def test_without_a_base_are_about_the_figure_itself(self):
-        self.assertEqual(self.last_cells(Goal("ours", "", 50)), ["14.00 (≤ 50)", "90.00 (≤ 50: missed)"])
+        self.assertEqual(self.last_cells(Goal("ours", "", 50)), ["14.0 (≤ 50)", "90.0 (≤ 50: missed)"])
 
     def test_about_what_was_measured_nowhere_have_no_column(self):
         self.assertEqual(grid([("", table(goals=[Goal("ours", "jdk", 1)]))])[0][-1], "ours")

@@ -1,0 +1,58 @@
+"""How long the java commands take, on the program Commands. Runs inside gdb.
+
+The file `request.json` in the current folder says how: {"java": ..., "options": [...], "classes": ..., "front": the file quor.py,
+"count": classes that the program prepares}. Prints NAME=MICROSECONDS.
+"""
+import json
+import time
+
+import gdb
+
+DEPTH = 12
+SETTINGS = ("set pagination off", "set confirm off", "set print thread-events off", "set print inferior-events off")
+# After the stop in Commands.stand, in this order. Those that this gdb/quor does not have are left out.
+COMMANDS = (("bt-first", "java bt"), ("bt-again", "java bt"), ("threads", "java threads"), ("deadlock", "java deadlock"),
+            ("toString", "java call item.toString()"), ("print", "java print item.amount"), ("completion", "complete java break Comm"),
+            ("binding", "java break Commands.main"), ("step", "java step"), ("next", "java next"), ("next-call", "java next"))
+
+
+def absent(error):
+    return "Undefined java command" in str(error)
+
+
+def timed(name, command):
+    """What the command prints."""
+    begin = time.monotonic()
+    try:
+        text = gdb.execute(command, to_string=True)
+    except gdb.error as error:
+        if absent(error):
+            return ""
+        raise
+    print(f"{name}={round((time.monotonic() - begin) * 1e6)}", flush=True)
+    return text
+
+
+def check_stack(text):
+    if text.count("Commands.descend") != DEPTH - 1 or "Commands.stand" not in text:
+        raise SystemExit(f"not the stack of Commands.stand:\n{text}")
+
+
+def main(request):
+    for setting in SETTINGS:
+        gdb.execute(setting)
+    timed("source", f"source {request['front']}")
+    start = ["java run -java", request["java"], *request["options"], "-cp", request["classes"], "Commands", str(request["count"])]
+    timed("run", " ".join(start))
+    gdb.execute("java break Commands.stand")
+    gdb.execute("java break Nowhere.never")
+    gdb.execute("java continue")
+    printed = {name: timed(name, command) for name, command in COMMANDS}
+    check_stack(printed["bt-first"])
+    check_stack(printed["bt-again"])
+    gdb.execute("java delete all")
+    gdb.execute("java continue")
+
+
+with open("request.json", encoding="utf-8") as file:
+    main(json.load(file))

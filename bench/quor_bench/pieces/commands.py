@@ -1,0 +1,26 @@
+"""How long a user of gdb waits for the java commands."""
+from .. import gdb
+from ..table import Goal, Table
+from ..turns import alternate
+
+NAME = "commands"
+TITLE = "The java commands in gdb, a stop in 12 frames and 25 threads"
+CLASSES = 200
+ROWS = {"source": ("source gdb/quor.py", 150), "run": ("java run, to the stop before main", None),
+        "prepare": ("a class prepared that nobody waits for", 1.5), "bt-first": ("java bt, first", 150), "bt-again": ("java bt, again", 60),
+        "threads": ("java threads", 80), "deadlock": ("java deadlock", 200), "toString": ("java call item.toString()", 40),
+        "print": ("java print item.amount", None), "completion": ("completion", 100), "binding": ("java break, binding it", 10),
+        "step": ("java step, a line", 30), "next": ("java next, a line", 30), "next-call": ("java next, over a call", 60)}
+GOALS = [Goal("gdb-commands", "", limit, [title]) for title, limit in ROWS.values() if limit]
+
+
+def one_session(jvm, count):
+    """Milliseconds by the row's title, of the commands that there are."""
+    found = gdb.run_commands(jvm, "commands.py", count=count)
+    return {title: found[name] / 1000 for name, (title, _) in ROWS.items() if name in found}
+
+
+def measure(jvm, effort):
+    samples = alternate({"gdb-commands": lambda: one_session(jvm, effort.times(CLASSES, 20))}, effort.long_rounds)
+    absent = [title for title, _ in ROWS.values() if title not in samples]
+    return [Table(NAME, TITLE, "ms", "command", samples, GOALS, [f"not there: {', '.join(absent)}"] if absent else [])]
