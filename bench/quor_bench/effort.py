@@ -15,6 +15,6 @@ class Effort:
         return max(least, int(usual * self.share))
 
 
-FULL = Effort(rounds=9, long_rounds=5, share=1)
+FULL = Effort(rounds=9, long_rounds=3, share=1)
 QUICK = Effort(rounds=3, long_rounds=1, share=0.2)
 SMOKE = Effort(rounds=1, long_rounds=1, share=0.01, threads=100)

@@ -7,7 +7,7 @@ NAME = "running"
 TITLE = "Running with the agent"
 ROWS = {"compute": "compute", "allocation": "allocation", "exceptions": "5,000 exceptions through 5 frames",
         "threads": "200 threads started and joined", "virtual": "10,000 virtual threads"}
-TURNS = 7
+TURNS = 5
 FREE = [ROWS["compute"], ROWS["allocation"]]
 GOALS = [Goal("ours", "plain", 1.02, FREE), Goal("light", "plain", 1.02, FREE),
          Goal("light", "plain", 1.05, [ROWS["exceptions"]]), Goal("ours", "jdk", 1)]
