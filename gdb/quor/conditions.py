@@ -1,55 +1,35 @@
-"""The condition of a stop: a Java expression that must be true there."""
-import operator
-import re
-
+"""The condition of a stop: a Java expression that must be true there. What memory tells is judged without stopping the program for
+the user; a method call needs the stop."""
+from quor import evaluation
+from quor.agent import hooks
 from quor.errors import QuorError
 from quor.event_frame import EventFrame
-
-_PART = re.compile(r"\s*(?P<name>[^\W\d]\w*)\s*(?:(?P<operator>==|!=|<=|>=|<|>)\s*(?P<literal>-?\d+[lL]?|true|false|null|'.'|\"[^\"]*\"))?\s*")
-_OPERATORS = {"==": operator.eq, "!=": operator.ne, "<": operator.lt, ">": operator.gt, "<=": operator.le, ">=": operator.ge}
-_WORDS = {"true": True, "false": False, "null": 0}
-
-
-def parsed(text):
-    """A function from an EventFrame to a bool, of comparisons of locals with literals, joined by &&."""
-    parts = [_PART.fullmatch(part) for part in text.split("&&")]
-    if not all(parts):
-        raise QuorError(f"this condition is not understood: {text}; it compares locals with literals: amount > 3 && open")
-    return lambda frame: all(_holds(frame, part) for part in parts)
-
-
-def _holds(frame, part):
-    found = frame.local(part["name"])
-    if found is None:
-        raise QuorError(f"there is no local {part['name']} here")
-    signature, value = found
-    if part["operator"] is None:
-        return bool(value)
-    return bool(_OPERATORS[part["operator"]](_text(frame, signature, value), _literal(part["literal"])))
-
-
-def _text(frame, signature, value):
-    return frame.readers.heap.string(value) if signature == "Ljava/lang/String;" and value else value
-
-
-def _literal(text):
-    return _WORDS[text] if text in _WORDS else text[1:-1] if text[0] in "'\"" else int(text.rstrip("lL"))
+from quor.expression import evaluator, parser
+from quor.hotspot.world import MemoryWorld
+from quor.selection import Selection
+from quor.stack import select_innermost_java
 
 
 class Condition:
-    """A condition; what it needs is read from memory."""
+    """A condition. Raises a QuorError when the text is no expression."""
 
     def __init__(self, text):
         self.text = text
-        self._evaluate = parsed(text)
+        self._tree = parser.parse(text)
 
     def holds(self, event):
         """True or False; None when only the agent can tell. In stop(): memory alone is read."""
         try:
-            return self._evaluate(EventFrame(event))
+            frame = EventFrame(event)
+            return evaluator.holds(self._tree, MemoryWorld(frame.vm, frame.readers, frame.java))
         except QuorError:
             return None
 
     def holds_by_asking(self, event):
         """True or False, at the stop; a QuorError says why it cannot be judged."""
-        return self._evaluate(EventFrame(event))
+        with Selection():
+            thread = hooks.event_thread(event)
+            if thread is not None:
+                thread.switch()
+                select_innermost_java()
+            return evaluation.holds(self._tree)

@@ -39,10 +39,19 @@ def locals_of(frame):
 
 def evaluate(text):
     """The Value of an expression."""
+    return _in_a_world(evaluator.evaluate, text)
+
+
+def holds(condition):
+    """Whether a condition, or what the parser made of it, is true here."""
+    return _in_a_world(evaluator.holds, condition)
+
+
+def _in_a_world(how, expression):
     try:
-        return evaluator.evaluate(text, memory_world())
+        return how(expression, memory_world())
     except NeedsTheAgent as error:
-        return _through_the_agent(text, evaluator.evaluate, error)
+        return _through_the_agent(expression, how, error)
 
 
 def evaluate_by_calls(text):
@@ -57,11 +66,11 @@ def assign(text):
         return evaluator.assign(text, _agent_world())
 
 
-def _through_the_agent(text, how, error):
+def _through_the_agent(expression, how, error):
     if session.state() != "hook":
         raise QuorError(f"{error}; {session.ADVICE.get(session.state(), '')}".rstrip("; "))
     with questions.asking("java print"):
-        return how(text, _agent_world())
+        return how(expression, _agent_world())
 
 
 def memory_world():

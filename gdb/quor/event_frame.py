@@ -76,7 +76,7 @@ def base_of(handle, native):
 
 
 class EventFrame:
-    """The locals of the innermost frame of an event's thread. Raises NotTold."""
+    """The innermost frame of an event's thread, `java`, and its locals. Raises NotTold."""
 
     def __init__(self, event):
         part = event.part("breakpoint")
@@ -90,13 +90,13 @@ class EventFrame:
             raise NotTold(str(error)) from error
         if not fp:
             raise NotTold("the frame is not told")
-        self._frame = JavaFrame(INTERPRETED, self.method, Registers(0, sp, fp), None, int(part["location"]))
+        self.java = JavaFrame(INTERPRETED, self.method, Registers(0, sp, fp), None, int(part["location"]))
         self.base, self._sp = fp, sp
 
     def local(self, name):
         """(signature, value) of a local or argument; None when there is none of this name. An object is its address."""
         try:
-            return self.readers.locals.value_of(self._frame, name)
+            return self.readers.locals.value_of(self.java, name)
         except Unreadable as error:
             raise NotTold(str(error)) from error
 

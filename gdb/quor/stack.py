@@ -11,6 +11,7 @@ from quor.hotspot.javaframes import STUB
 
 # `java` is a JavaFrame or None; `library` the file name of the library of a native frame
 Entry = namedtuple("Entry", "number frame java library")
+_NEAR_THE_TOP = 60  # frames: the way from Java to the agent is shorter
 _OF_THE_VM = ("libjvm.so", "libquor_agent.so")
 
 
@@ -111,6 +112,13 @@ def _value(symbol, frame):
 def java_entries():
     """The Entries of Java frames of the selected thread."""
     return [entry for entry in entries() if is_java(entry)]
+
+
+def select_innermost_java():
+    """Selects the innermost Java frame of the selected thread, if it has one near its top."""
+    found = next((entry for entry in entries(_NEAR_THE_TOP) if is_java(entry)), None)
+    if found is not None:
+        found.frame.select()
 
 
 def selected():

@@ -10,7 +10,7 @@ they run when the stop is over and done with, whoever let the program run.
 """
 import gdb
 
-from quor import states
+from quor import stack, states
 from quor.agent import calls, place
 from quor.errors import QuorError
 
@@ -253,6 +253,7 @@ def _show(reasons):
     thread = event_thread(reasons[0][0]) if reasons[0][0] is not None else None
     if thread is not None:
         thread.switch()
+        stack.select_innermost_java()
     for _, reason in reasons:
         text = reason.announce()
         if text:

@@ -13,7 +13,8 @@ Method = namedtuple("Method", "id name signature modifiers")
 Field = namedtuple("Field", "id name signature modifiers")
 Local = namedtuple("Local", "start length name signature slot")  # start and length: bytecodes where it is told
 
-MUST_POSSESS_CAPABILITY, ABSENT_INFORMATION, INTERNAL = 99, 101, 113
+ABSENT_INFORMATION, NATIVE_METHOD = 101, 104
+_NO_LINES, _NO_LOCALS = (ABSENT_INFORMATION, NATIVE_METHOD, 23, 32), (ABSENT_INFORMATION, NATIVE_METHOD, 32)
 
 
 
@@ -205,7 +206,7 @@ def lines(handle, method):
     try:
         ask("agent_get_linenumbertable", handle, method, count, table)
     except Refused as error:
-        if error.code in (ABSENT_INFORMATION, 23, 32):
+        if error.code in _NO_LINES:
             return []
         raise
     entries = table.dereference()
@@ -220,7 +221,7 @@ def local_variables(handle, method):
     try:
         ask("agent_get_localvariabletable", handle, method, count, table)
     except Refused as error:
-        if error.code in (ABSENT_INFORMATION, 32):
+        if error.code in _NO_LOCALS:
             return None
         raise
     entries = table.dereference()
