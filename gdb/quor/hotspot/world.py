@@ -2,11 +2,19 @@
 or change it is refused. Needs no gdb."""
 from quor.errors import QuorError
 from quor.expression import world
-from quor.expression.values import Value
+from quor.expression.values import OBJECT, STRING, Value, boolean, integer
 from quor.hotspot.local_values import UNKNOWN
 from quor.names import class_signature, simple_name
 
-_STATIC = world.STATIC
+_STATIC, _PUBLIC = world.STATIC, 0x0001
+_OF_STRINGS = {  # name: (signature, what it computes of texts)
+    "equals": ("(Ljava/lang/Object;)Z", lambda text, other: text == other),
+    "length": ("()I", lambda text: len(text.encode("utf-16-le", "surrogatepass")) // 2),
+    "isEmpty": ("()Z", lambda text: not text),
+    "startsWith": ("(Ljava/lang/String;)Z", str.startswith),
+    "endsWith": ("(Ljava/lang/String;)Z", str.endswith),
+    "contains": ("(Ljava/lang/CharSequence;)Z", lambda text, other: other in text),
+}
 _MAX_INTERFACES = 1 << 16
 
 
@@ -63,7 +71,7 @@ class MemoryWorld(world.World):
                        if simple_name(self._heap.class_name(klass)) == name})
 
     def class_of(self, reference):
-        return self._known(self._heap.klass(reference))
+        return STRING if isinstance(reference, str) else self._known(self._heap.klass(reference))
 
     def is_assignable(self, source, target):
         return any(self._signature(klass) == target for klass in self._kin(source))
@@ -131,19 +139,38 @@ class MemoryWorld(world.World):
     # ---- Methods and objects ----
 
     def methods(self, owner, name):
-        raise NeedsTheAgent
+        """Those of String that conditions are made of, which memory answers; any other is refused. What is declared as an Object
+        may be a String."""
+        known = _OF_STRINGS.get(name)
+        if known is None or owner not in (STRING, OBJECT):
+            raise NeedsTheAgent
+        if owner == OBJECT and name != "equals":
+            return []
+        return [world.Method(owner, name, known[0], _PUBLIC, name)]
 
     def invoke(self, method, reference, arguments):
-        raise NeedsTheAgent
+        text = self._text_or_none(Value(STRING, reference))
+        others = [self._text_or_none(value) if value.payload is not None else None for value in arguments]
+        if text is None or None in others and method.name != "equals":
+            raise NeedsTheAgent
+        found = _OF_STRINGS[method.name][1](text, *others)
+        return boolean(found) if isinstance(found, bool) else integer("I", found)
+
+    def _text_or_none(self, value):
+        """The text of a Value that is a String; None of any other object."""
+        if value.is_text:
+            return value.payload
+        is_string = self._heap.class_name(self._heap.klass(value.payload)) == "java/lang/String"
+        return self.string_value(value.payload) if is_string else None
 
     def new_array(self, element, values):
         raise NeedsTheAgent
 
     def string_value(self, reference):
-        return self._heap.string(reference)
+        return reference if isinstance(reference, str) else self._heap.string(reference)
 
     def new_string(self, content):
-        raise NeedsTheAgent("a new string")
+        return Value(STRING, content)
 
     def same(self, one, other):
         return one == other

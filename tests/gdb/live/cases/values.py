@@ -14,7 +14,8 @@ TRUTH = {
     "Values.GREETING": '"grüß \\"dich\\"\\n"', "GREETING.length": None, "counter": "1", "small + 1": "8", "letter": "'x'",
     "(char) (letter + 1)": "'y'", "last": "58", "wide": "9223372036854775807", "wide + 1": "-9223372036854775808", "exact * 3":
     "0.30000000000000004", "grid[1][0]": "3", "grid.length": "2", "small + derived.content": '"7content"', "derived.numbers[3]": None,
-    "derived.nothing.hashCode": None, "1 / (last - 58)": None,
+    "derived.nothing.hashCode": None, "derived.content.length()": "7", 'derived.content.equals("content")': "true",
+    'GREETING.startsWith("grüß") && GREETING.contains("dich")': "true", "derived.words[1][0].equals(derived.self)": "false", "1 / (last - 58)": None,
 }
 ERRORS = {
     "derived.numbers[3]": "ArrayIndexOutOfBoundsException", "derived.nothing.hashCode": "null", "1 / (last - 58)": "ArithmeticException",
