@@ -78,7 +78,7 @@ def conditions(jvm):
     rounds = LONG if jvm.long else SHORT
     place = f"java break Stops:{line_of('OFTEN')}"
     half = rounds // 2
-    for condition, expected in ((f"round >= {rounds - AGREEING}", AGREEING), (f'name.equals("n7") && wide >= {(rounds - 10) << 32}', 1),
+    for condition, expected in ((f"round >= {rounds - AGREEING}", AGREEING), (f'name.equals("n7") && wide >= {(rounds - 10) << 32}L', 1),
                                 (f"odd && round < {2 * AGREEING}", AGREEING)):
         begun = time.monotonic()
         texts = gdb(jvm, [f"{place} if {condition}", "java commands J1 java locals; java continue", jvm.java_run("Stops", rounds, 0),
