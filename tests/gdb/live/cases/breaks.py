@@ -88,10 +88,22 @@ def conditions(jvm):
         check_equal(len(re.findall(r"^  round = ", texts[3], re.MULTILINE)), expected, "the runs of the stop's commands")
         check("exited with code 011" in texts[3], f"the program comes to its end: {texts[3]}")
         note(f"breaks: {rounds} hits with the condition {condition}: {seconds:.1f} s with the start, {expected} stops")
+    by_calls(jvm, place)
     texts = gdb(jvm, [place, f"java ignore J1 {half}", jvm.java_run("Stops", half + 2, 0), "java continue", "java locals", "java continue",
                       "java continue"])
     check(f"  round = {half}" in texts[4], f"the first stop after so many hits: {texts[4]}")
     check(stops(texts[5]) and "exited" in texts[6], "one more stop, then the end")
+
+
+def by_calls(jvm, place):
+    """A condition that calls methods stops the program, asks, and lets it go on; one that is none says so at its stop."""
+    texts = gdb(jvm, [f'{place} if name.substring(1).equals("7")', jvm.java_run("Stops", 20, 0), "java continue", "java locals",
+                      "java continue", "java locals", "java condition J1 nobody > 3", "java continue", "java condition J1 round +",
+                      "java condition J1", "java ignore J1 1", "java continue", "java locals"])
+    check("  round = 7" in texts[3] and "  round = 17" in texts[5], f"the stops of a condition that calls: {texts[2:6]}")
+    check("the condition cannot be judged" in texts[7] and stops(texts[7]), f"a condition without sense stops: {texts[7]}")
+    check_equal(len(texts[8].splitlines()), 1, f"an error of one line: {texts[8]}")
+    check("exited with code 011" in texts[11], f"the last hits are ignored: {texts[11]}")
 
 
 def loaders(jvm):
