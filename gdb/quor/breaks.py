@@ -1,7 +1,7 @@
 """Java breakpoints: on a line, on a method; on the C function of a native method."""
 import gdb
 
-from quor import breakspec, hits, names, native_methods, stops
+from quor import breakspec, hits, names, native_methods, stop_texts, stops
 from quor.agent import hooks, questions
 
 _DUPLICATE, _NOT_FOUND = 40, 41
@@ -31,6 +31,10 @@ class Breakpoint(stops.Stop):
 
     def places(self):
         return list(self.bound.values()) + [text for text, _ in self.natives.values()]
+
+    def reason_at(self, event):
+        """The Reason to stop at an event at one of its places, or None. In stop()."""
+        return hits.judged(self, event, hits.Hit(self, event, f"Java breakpoint J{self.number}"))
 
     # ---- Which classes ----
 
@@ -197,6 +201,16 @@ gdb.events.new_objfile.connect(_link)
 
 # ---- Hits ----
 
+class Trace(Breakpoint):
+    """Tells of each call of a method, with its arguments, and stops nobody."""
+    kind = "trace"
+
+    def reason_at(self, event):
+        if hits.judged(self, event, hits.Hit(self, event, "")) is not None:
+            gdb.write(f"J{self.number}: {stop_texts.call(event)}\n")
+        return None
+
+
 def was_told(_event):
     """Whether a breakpoint was told already, with the step that ended on it. Stepping puts its own function here."""
     return False
@@ -211,6 +225,5 @@ def hit_at(event):
     """The Reason of the breakpoints at an event's place that agree, or None. In stop()."""
     part = event.part("breakpoint")
     known = _Set.places.get((int(part["method"]), int(part["location"])))
-    reasons = [hits.judged(stop, event, hits.Hit(stop, event, f"Java breakpoint J{stop.number}"))
-               for stop in (known[1] if known else ())]
+    reasons = [stop.reason_at(event) for stop in (known[1] if known else ())]
     return hits.together([each for each in reasons if each is not None])

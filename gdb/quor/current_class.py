@@ -21,11 +21,20 @@ def line(number):
 
 def method_names(name):
     """The methods of a prepared class; empty where the agent cannot be asked."""
+    return sorted({method.name for method in _asked(name, questions.methods) if not method.name.startswith("<")})
+
+
+def field_names(name):
+    """The fields that a prepared class declares; empty where the agent cannot be asked."""
+    return sorted(field.name for field in _asked(name, questions.fields))
+
+
+def _asked(name, question):
     try:
         with questions.asking("completion"):
             for candidate in names.class_candidates(name):
                 for handle in questions.classes_named(names.class_signature(candidate)):
-                    return sorted({method.name for method in questions.methods(handle) if not method.name.startswith("<")})
+                    return question(handle)
     except (QuorError, gdb.error):
         pass
     return []

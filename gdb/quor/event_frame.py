@@ -27,6 +27,16 @@ def _readers():
     return vm, readers
 
 
+def readers():
+    """What reads the VM's objects at this event."""
+    return _readers()[1]
+
+
+def object_of(handle):
+    """The address of the object of a handle, 0 of null."""
+    return _readers()[1].heap.load_full(handle & ~_TAGS) if handle else 0
+
+
 def thread_record(vm, readers, handle):
     """The VM's record of the thread of a handle; of a virtual thread, that of its carrier."""
     obj = readers.heap.load_full(handle & ~_TAGS)
@@ -61,10 +71,22 @@ def method(event):
 
 def place(event):
     """(Method, line or None) of an event that has a location."""
-    vm, _ = _readers()
     part = event.part("breakpoint")
-    found = method_of(vm, int(part["method"]))
-    return found, vm.methods.line(found, int(part["location"]))
+    return place_of(int(part["method"]), int(part["location"]))
+
+
+def place_of(method_id, location):
+    """(Method, line or None) of a location in the method of a jmethodID."""
+    vm, _ = _readers()
+    found = method_of(vm, method_id)
+    return found, vm.methods.line(found, location)
+
+
+def class_of_mirror(handle):
+    """The VM's record of the class of a handle."""
+    vm, found = _readers()
+    mirror = found.heap.load_full(handle & ~_TAGS)
+    return next(klass for klass in found.classes.all() if found.classes.mirror(klass) == mirror)
 
 
 def base_of(handle, native):

@@ -29,6 +29,14 @@ def arrived(event):
     return "\n".join([place] + [source] * bool(source))
 
 
+def call(event):
+    """Shop.serve(item=Shop$Item@7f00, each=2), thread 22 "clerk": at a method's first bytecode, read from memory."""
+    frame = event_frame.EventFrame(event)
+    shown = [f"{each.name}={each.text}" for each in frame.readers.locals.of(frame.java, depth=0)
+             if each.argument and each.name != "this"]
+    return f"{names.class_name(frame.method.klass)}.{frame.method.name}({', '.join(shown)}), {thread(event)}"
+
+
 def hit(title, event, extra=None):
     """Java breakpoint J3, Shop.serve (Shop.java:33), thread 22 "pool-1-thread-4", and what else there is to see."""
     place, source = where(event)

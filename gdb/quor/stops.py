@@ -3,6 +3,8 @@
 A Stop names classes; it is bound to each class of such a name when that class is prepared, in every loader. Binding asks the agent,
 so it is done at a stop: hook_class_prepare stops the process when a wanted class comes, and lets it go on.
 """
+import functools
+
 import gdb
 
 from quor.agent import calls, hooks, place, questions, session
@@ -39,10 +41,13 @@ class Stop:
         return False
 
     def bind(self, handle, signature):
-        """Sets it in a prepared class. At a hook."""
+        """Sets it in a prepared class. Where the agent may be asked."""
+
+    def arm(self):
+        """Sets what belongs to no class. Where the agent may be asked."""
 
     def unbind(self):
-        """Clears it in the VM. At a hook."""
+        """Clears it in the VM. Where the agent may be asked."""
 
     def forget(self):
         """The VM has gone, and what was bound with it."""
@@ -115,11 +120,13 @@ def catch_up():
         _Left.stops.pop().unbind()
     classes = prepared()
     fresh = _fresh(len(classes))
+    for stop in list(_State.behind):
+        _try(stop, stop.arm)
     for stop in _State.stops:
         offered = classes if stop in _State.behind else classes[fresh:]
         for handle, signature, source in offered:
             if stop.wants(signature, source):
-                _bind(stop, handle, signature)
+                _try(stop, functools.partial(stop.bind, handle, signature))
     _State.behind.clear()
     _State.scanned = len(classes)
     _listen()
@@ -134,9 +141,9 @@ def _fresh(count):
     return _State.scanned
 
 
-def _bind(stop, handle, signature):
+def _try(stop, work):
     try:
-        stop.bind(handle, signature)
+        work()
     except questions.Refused as error:
         stop.reason = str(error)
     finally:

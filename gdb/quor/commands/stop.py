@@ -1,7 +1,7 @@
-"""java break, tbreak, info, delete, enable, disable, condition, ignore, commands: where the program stops."""
+"""java break, tbreak, catch, watch, rwatch, awatch, trace, info, delete, enable, disable, condition, ignore, commands: where the program stops."""
 import gdb
 
-from quor import breaks, breakspec, current_class, stops
+from quor import breaks, breakspec, catches, current_class, stops, watches
 from quor.agent import session
 from quor.commands import command, start
 from quor.commands.classes import class_names
@@ -75,6 +75,59 @@ def _why(stop):
     if now != "hook" and stop.reason == stops.NOT_PREPARED:
         return "set when the agent can be asked next"
     return stop.reason
+
+
+@command("catch", group="Stop", usage="[caught|uncaught|all] [CLASS] [-exact]", complete=class_names,
+         examples=("java catch IllegalStateException", "java catch uncaught java.lang.Throwable", "java catch all"))
+def catch_command(arguments, _from_tty):
+    """Stops where an exception of a class is thrown: the thread stands there still, with all its frames.
+
+    Subclasses count, unless -exact. caught: only those that some Java method of the thread catches; uncaught: only those that
+    none does. A name without a package is of any. Each throw of the program costs some milliseconds meanwhile."""
+    told(stops.add(catches.Catch(breakspec.catch_spec(arguments))))
+
+
+def _fields(text, word):
+    """For completion: classes, and behind a class's name its fields."""
+    typed = text[text.rfind(" ") + 1:]
+    found = class_names()
+    owner = typed.rpartition(".")[0]
+    return found + ([f"{owner}.{name}" for name in current_class.field_names(owner)] if owner in found else [])
+
+
+def _watch(text, modes):
+    place, _, condition = text.partition(" if ")
+    stop = watches.Watch(breakspec.field_spec(place), modes, Condition(condition) if condition.strip() else None)
+    told(stops.add(stop))
+
+
+@command("watch", group="Stop", usage="CLASS.FIELD [if EXPR]", complete=_fields, examples=("java watch Shop.served",))
+def watch_command(arguments, _from_tty):
+    """Stops where a field is about to be written, of any object, and tells the old value and the new one.
+
+    A native method that writes through JNI counts; one that writes to memory does not."""
+    _watch(arguments, ("write",))
+
+
+@command("rwatch", group="Stop", usage="CLASS.FIELD [if EXPR]", complete=_fields, examples=("java rwatch Shop.served",))
+def rwatch_command(arguments, _from_tty):
+    """Stops where a field is about to be read, of any object."""
+    _watch(arguments, ("read",))
+
+
+@command("awatch", group="Stop", usage="CLASS.FIELD [if EXPR]", complete=_fields, examples=("java awatch Shop$Item.amount",))
+def awatch_command(arguments, _from_tty):
+    """Stops where a field is about to be read or written, of any object."""
+    _watch(arguments, ("read", "write"))
+
+
+@command("trace", group="Stop", usage="CLASS.METHOD[(TYPES)] [if EXPR]", complete=_places, examples=("java trace Shop.serve",))
+def trace_command(arguments, _from_tty):
+    """Tells of each call of a method, with its arguments, without a stop."""
+    spec = breakspec.break_spec(arguments)
+    if spec.native or not isinstance(spec.place, breakspec.MethodPlace):
+        raise QuorError("java trace: it takes CLASS.METHOD or CLASS.METHOD(TYPES)")
+    told(stops.add(breaks.Trace(spec, Condition(spec.condition) if spec.condition is not None else None)))
 
 
 @command("info", group="Stop", complete=numbers, usage="[Jn]", examples=("java info", "java info J3"))
