@@ -187,8 +187,8 @@ class _Here(gdb.Breakpoint):
 
 
 def _stand_at(pc):
-    """Has the selected thread stop at this place before it runs anything there. Without a stop of its own gdb, which has let it run,
-    would not step over the breakpoint there when the user continues, but stop a second time."""
+    """Has the selected thread stop at this place before it runs anything there. Without a stop of its own gdb, which has let it
+    run, would not step over the breakpoint there when the user continues, but stop a second time."""
     here = _Here(pc)
     try:
         calls.let_run_alone(f"jump *{pc}")
@@ -248,6 +248,7 @@ def called():
     """A block in which the agent may be called, at a stop that is no hook, while the Java threads run."""
     _require_agent()
     with contextlib.ExitStack() as stack:
+        stack.enter_context(calls.not_ended())
         stack.enter_context(place.Selection())
         parked = _parked(stop_thread())
         stack.enter_context(Quiet())

@@ -2,6 +2,7 @@
 import contextlib
 import functools
 import os
+import signal
 import subprocess
 import sys
 import time
@@ -64,7 +65,10 @@ class _Settings:
     def __exit__(self, *_):
         for name, value in self._kept.items():
             text = {True: "on", False: "off"}.get(value, value)
-            gdb.execute(f"set {name} {text}", to_string=True)
+            try:
+                gdb.execute(f"set {name} {text}", to_string=True)
+            except gdb.error:  # the process has ended, and scheduler-locking is a process's
+                pass
 
 
 def function(name):
@@ -123,10 +127,21 @@ def _working(seconds):
     _State.calling = True
     _tell_watchdog(str(seconds))
     try:
-        yield
+        with not_ended():
+            yield
     finally:
         _tell_watchdog("off")
         _State.calling = False
+
+
+@contextlib.contextmanager
+def not_ended():
+    """A block that a SIGTERM to gdb ends only afterwards: gdb would detach at once, in the middle of a call."""
+    before = signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGTERM, signal.SIGHUP})
+    try:
+        yield
+    finally:
+        signal.pthread_sigmask(signal.SIG_SETMASK, before)
 
 
 class _Silent(gdb.Breakpoint):

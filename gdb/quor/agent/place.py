@@ -49,10 +49,13 @@ def set_global(name, number):
 
 def agent_thread():
     """gdb's thread of the agent; None when it has none yet, or none any more."""
-    if not is_loaded():
-        return None
     threads = gdb.selected_inferior().threads()
-    tid = _tid()
+    if not threads or not is_loaded():
+        return None
+    try:
+        tid = _tid()
+    except QuorError:  # the process is ending
+        return None
     for thread in threads:
         if tid and _handle(thread) == tid:
             return thread

@@ -24,9 +24,9 @@ def surroundings():
 
 
 def ask():
-    """How many methods the class Mix has: a class look-up and a list."""
+    """How many methods a class has: a look-up and a list."""
     with questions.asking("the test"):
-        return len(questions.methods(questions.class_by_name("Mix").handle))
+        return len(questions.methods(questions.class_by_name("java/lang/Runtime").handle))
 
 
 def tell(result):
@@ -63,19 +63,18 @@ def interrupted(times):
     tell({"answers": answers, "refusals": refusals, "slowest": slowest, "pid": os.getpid()})
 
 
-def served():
-    """The counter of the class Shop, read from memory."""
-    target = vm.required()
-    classes = objects.of(target).classes
-    return classes.static(classes.find("Shop"), "served")
+def counter(class_name, field):
+    """A static field, read from memory."""
+    classes = objects.of(vm.required()).classes
+    return classes.static(classes.find(class_name), field)
 
 
-def counted(times):
-    """The counter at so many interrupts, before and after the program ran for a moment."""
-    found = [served()]
+def counted(times, class_name="Shop", field="served"):
+    """A program's counter at so many interrupts, before and after it ran for a moment."""
+    found = [counter(class_name, field)]
     for _ in range(times):
         interrupt()
-        found.append(served())
+        found.append(counter(class_name, field))
     tell(found)
 
 
@@ -84,5 +83,24 @@ def sleep_too_long(seconds):
     try:
         with access.held():
             calls.call("(int (*)(unsigned)) usleep", int(seconds * 1000000), seconds=0.3)
+    except QuorError as error:
+        print(error)
+
+
+def terminated_in_a_question():
+    """gdb gets a SIGTERM while a function is called."""
+    print("a question")
+    gdb.flush()
+    with questions.asking("the test"):
+        child = subprocess.Popen(["sh", "-c", f"sleep 0.2; kill -TERM {os.getpid()}"])
+        calls.call("(int (*)(unsigned)) usleep", 1000000)
+    child.wait()
+
+
+def end_in_a_question(status):
+    """The process ends while it is asked."""
+    try:
+        with questions.asking("the test"):
+            calls.call("(void (*)(int)) _exit", status)
     except QuorError as error:
         print(error)
