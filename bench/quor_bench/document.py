@@ -33,7 +33,9 @@ def shown(all_results, name):
     first = found[0][1]
     measured = [(jvm, each) for jvm, each in found if each.rows]
     lines = ["", table.as_markdown(table.grid(measured))] if measured else []
-    return "\n".join([f"{first.title}, {first.unit}:", *lines, *(f"\n{note}" for note in notes)])
+    runs = sorted({each.runs() for _, each in measured})
+    heading = f"{first.title}, {first.unit}" + (f"; median of {' or '.join(map(str, runs))}:" if runs else ":")
+    return "\n".join([heading, *lines, *(f"\n{note}" for note in notes)])
 
 
 def written(text, all_results):

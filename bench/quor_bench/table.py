@@ -41,6 +41,10 @@ class Table:
         """Those measured, in the usual order."""
         return [kind for kind in KINDS if any(kind in row for row in self.rows.values())]
 
+    def runs(self):
+        """How many runs of each kind the medians are of."""
+        return max((len(values) for row in self.rows.values() for values in row.values()), default=0)
+
     def pairs(self):
         """(kind, base) of the goals, each once."""
         return list(dict.fromkeys((goal.kind, goal.base) for goal in self.goals))

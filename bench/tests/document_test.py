@@ -46,6 +46,11 @@ class Page(unittest.TestCase):
         self.assertEqual(made.count("|---"), 3)
         self.assertNotIn("| 32-bit 17", made)
 
+    def test_tells_of_how_many_runs_the_medians_are(self):
+        found = gathered()
+        results.add(found[0], SimpleNamespace(name="64-bit 25", version=""), [Table("start", "Start", "ms", "", {"all": {"ours": [3, 4, 5]}})])
+        self.assertIn("Start, ms; median of 1 or 3:", document.shown(found, "start"))
+
     def test_names_the_machine_and_the_versions(self):
         self.assertEqual(document.machines(gathered()), "- `x86-64`: Some, 2 cores, 24 GB, Linux 6.1, Debian; load when the run began: 0.1; "
                          "HotSpot 17.0.1.")
