@@ -3,9 +3,6 @@ from quor import event_frame, hits, names, show, stops
 from quor.agent import events, hooks, questions
 from quor.agent.calls import out_text
 
-_DEPTH = 0
-
-
 class Catch(stops.Stop):
     """`spec` is a breakspec.CatchSpec."""
     kind = "catch"
@@ -13,7 +10,7 @@ class Catch(stops.Stop):
     def __init__(self, spec):
         super().__init__()
         self.spec, self._armed = spec, False
-        self.reason = "set when the agent can be asked"
+        self.reason = stops.NOT_PREPARED
 
     def what(self):
         mode = {(True, False): "caught ", (False, True): "uncaught "}.get((self.spec.caught, self.spec.uncaught), "")

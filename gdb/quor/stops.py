@@ -79,7 +79,8 @@ def add(stop):
     stop.number, _State.next_number = _State.next_number, _State.next_number + 1
     _State.stops.append(stop)
     _State.behind.add(stop)
-    _asked(catch_up)
+    if not _asked(catch_up):
+        _soon()
     _listen()
     return stop
 
@@ -89,6 +90,7 @@ def remove(stop):
     stop.enabled = False
     if not _asked(stop.unbind):
         _Left.stops.append(stop)
+        _soon()
     _State.behind.discard(stop)
     _State.stops.remove(stop)
     _listen()
@@ -204,6 +206,17 @@ def _class_prepared(_event):
     if not calls.is_calling():
         _State.scanned = len(classes)
     return None
+
+
+def _soon():
+    """Has the agent stop by itself when the program runs on, within two seconds, for what could not be asked now."""
+    if session.is_attached() and place.is_loaded():
+        hooks.listen("hook_controlc", _agent_stops)
+        place.set_global("controlc_hit", 1)
+
+
+def _agent_stops(_event):
+    return _Comes() if _State.behind or _Left.stops else None
 
 
 def _listen():

@@ -129,6 +129,14 @@ def lets_go(jvm):
         check("sched_yield" in texts[4] and "hook_bpt" not in texts[4], f"200 calls later nobody has stopped for it: {texts[4]}")
 
 
+def set_late(jvm):
+    """Set where the thread that stopped is inside the VM: the agent stops for it soon, and nobody sees that."""
+    texts = gdb(jvm, [jvm.java_run("Shop"), "tbreak sched_yield", "java continue", "java break Shop.serve", "java continue", "java info", "kill"])
+    check("pending: set when the agent can be asked next" in texts[3] or "breakpoint at Shop.serve(" in texts[3], texts[3])
+    check_equal([each[2] for each in stops(texts[4])], ["clerk"], f"the stop: {texts[4]}")
+    check("1 hit\n      at Shop.serve(Shop$Item, int)" in texts[5], texts[5])
+
+
 def natives(jvm):
     """A native method stops in its C function: by its name or where it was registered, also before its library is loaded."""
     texts = gdb(jvm, ["java break Descent.bottom", "java break -t -native Descent.registered", "java break -native Descent.nest",
@@ -146,4 +154,5 @@ def case(jvm):
     loaders(jvm)
     natives(jvm)
     lets_go(jvm)
+    set_late(jvm)
     conditions(jvm)
