@@ -233,7 +233,7 @@ AGENT_API jint agent_get_currentframe(JNIEnv* env, jthread thread, jframeID* fra
 AGENT_API jint agent_get_callerframe(JNIEnv* env, jframeID frame, jframeID* caller, jclass* clazz, jmethodID* method,
                                      jlocation* location, jthread thread, jint depth);
 
-/* VM GetFrameCount, PopFrame, NotifyFramePop. */
+/* VM GetFrameCount, PopFrame, NotifyFramePop, whose code is 99 with an agent that was loaded light (__QUOR_LIGHT). */
 AGENT_API jint agent_get_framecount(JNIEnv* env, jthread thread, jint* count);
 AGENT_API jint agent_popframe(JNIEnv* env, jthread thread);
 AGENT_API jint agent_notifyframepop(JNIEnv* env, jframeID frame, jthread thread, jint depth);
@@ -280,8 +280,8 @@ AGENT_API jint agent_clear_fieldmodificationwatch(JNIEnv* env, jclass clazz, jfi
 
 /* Add and remove the agent's own filters (event/filters.h): kinds 1 (classes loaded), 2 (methods by name; the
  * signature may be cut short), 3 (thrown exceptions) and 5 (exceptions that leave a method: the class's and the
- * method's value as events show them). Texts are copied. Adding gives 0 or the code of a failed Allocate; removing
- * gives 0. */
+ * method's value as events show them). Texts are copied. Adding gives 0, the code of a failed Allocate, or, for kinds 3 and 5
+ * of an agent that was loaded light (__QUOR_LIGHT) and sees no exceptions, 99; removing gives 0. */
 AGENT_API jint agent_set_classload_filter(JNIEnv* env, const char* class_name);
 AGENT_API jint agent_clear_classload_filter(JNIEnv* env, const char* class_name);
 AGENT_API jint agent_set_methodbpt(JNIEnv* env, const char* method_name, const char* signature);
@@ -293,7 +293,8 @@ AGENT_API jint agent_clear_uncaughtexception_filter(JNIEnv* env, uintptr_t clazz
 
 /* Switches an event on (mode 1) or off (0), for all threads or for one, given by its handle. `kind` is a JVMDI kind,
  * under JVMTI also an event number of its own (50 to 84). The VM's code; 102 for a kind that JVMTI has no event for;
- * 0, with nothing done, for a thread that the thread map does not hold. VM SetEventNotificationMode. */
+ * 0, with nothing done, for a thread that the thread map does not hold. The VM's code is 99 for the events that an agent loaded
+ * light (__QUOR_LIGHT) does without: EXCEPTION, EXCEPTION_CATCH, FRAME_POP, METHOD_EXIT. VM SetEventNotificationMode. */
 AGENT_API jint agent_set_eventnotification(JNIEnv* env, jint mode, jint kind, jthread thread);
 
 /* RequestEvent, EnableEvent and DisableEvent of the interface that the debugger has stored in `jvmpi`, which is not

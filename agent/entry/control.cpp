@@ -48,6 +48,9 @@ jint agent_clear_fieldmodificationwatch(JNIEnv* env, jclass clazz, jfieldID fiel
 
 /* ---- Filters ---- */
 
+/* JVMTI's code for a capability that is missing is JVMDI's for what is not there. */
+static_assert((jint)JVMTI_ERROR_MUST_POSSESS_CAPABILITY == JVMDI_ERROR_NOT_IMPLEMENTED);
+
 jint agent_set_classload_filter(JNIEnv* env, const char* class_name) {
     return event_setfilter_br(current_env(env), FILTER_CLASSLOAD, class_name, NULL, NULL);
 }
@@ -65,7 +68,9 @@ jint agent_clr_methodbpt(JNIEnv* env, const char* method_name, const char* signa
 }
 
 jint agent_set_thrownexception_filter(JNIEnv* env, const char* class_name) {
-    return event_setfilter_br(current_env(env), FILTER_THROWN, class_name, NULL, NULL);
+    env = current_env(env);
+    if (!vm_sees_exceptions()) return JVMDI_ERROR_NOT_IMPLEMENTED;
+    return event_setfilter_br(env, FILTER_THROWN, class_name, NULL, NULL);
 }
 
 jint agent_clear_thrownexception_filter(JNIEnv* env, const char* class_name) {
@@ -73,7 +78,9 @@ jint agent_clear_thrownexception_filter(JNIEnv* env, const char* class_name) {
 }
 
 jint agent_set_uncaughtexception_filter(JNIEnv* env, uintptr_t clazz, uintptr_t method) {
-    return event_setfilter_ex(current_env(env), FILTER_UNCAUGHT, clazz, method);
+    env = current_env(env);
+    if (!vm_sees_exceptions()) return JVMDI_ERROR_NOT_IMPLEMENTED;
+    return event_setfilter_ex(env, FILTER_UNCAUGHT, clazz, method);
 }
 
 jint agent_clear_uncaughtexception_filter(JNIEnv* env, uintptr_t clazz, uintptr_t method) {

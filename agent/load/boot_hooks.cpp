@@ -45,6 +45,7 @@ static void install_jvmti_boot_callbacks() {
     set_jvmti_events(JVMTI_DISABLE, {JVMTI_EVENT_CLASS_PREPARE});
     set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_THREAD_START, JVMTI_EVENT_THREAD_END});
     enable_method_events([](bool entry) {
+        if (!entry && !jvmti_features.can_generate_method_exit_events) return;
         set_jvmti_events(JVMTI_ENABLE, {entry ? JVMTI_EVENT_METHOD_ENTRY : JVMTI_EVENT_METHOD_EXIT});
     });
     if (vm_is_newer()) set_jvmti_events(JVMTI_ENABLE, {JVMTI_EVENT_VM_DEATH}); /* from now to the end */

@@ -30,6 +30,9 @@ jint vm_jvmdi(JNIEnv* env, JVMDI_Interface_1** table);
 /* JVMDI's table for a caller without a JNIEnv: `jvmdi`, or the one that vm_jvmdi has fetched where that is null. */
 JVMDI_Interface_1* vm_known_jvmdi();
 
+/* False where the agent was loaded without the capability to see exceptions (JVMTI with __QUOR_LIGHT). */
+static inline bool vm_sees_exceptions() { return !jvmti || jvmti_features.can_generate_exception_events; }
+
 /* A JVMTI 1.0 callbacks record has 35 slots; a current jvmti.h declares more, which the agent leaves alone. */
 enum { JVMTI_CALLBACKS_SIZE = 35 * sizeof(void*) };
 

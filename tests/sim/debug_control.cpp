@@ -25,9 +25,23 @@ template <class Byte> static jint deallocate(Api api, Byte* block) {
 
 /* ---- Events ----------------------------------------------------------------------------------------------------- */
 
+/* Whether a JVMTI VM may be told to report the event: those that it must be able to from load on, it must have been asked for. */
+static bool can_report(jint event) {
+    const jvmtiCapabilities& had = the_sim().capabilities;
+    switch (event) {
+    case JVMTI_EVENT_EXCEPTION:
+    case JVMTI_EVENT_EXCEPTION_CATCH: return had.can_generate_exception_events;
+    case JVMTI_EVENT_FRAME_POP: return had.can_generate_frame_pop_events;
+    case JVMTI_EVENT_METHOD_EXIT: return had.can_generate_method_exit_events;
+    default: return true;
+    }
+}
+
 static jint set_event_notification_mode(Api api, jint how, jint event, jthread thread) {
     DebugCall call(api, "SetEventNotificationMode", how, event, thread);
     if (call.failed) return call.code();
+    if (api == Api::jvmti && how == JVMDI_ENABLE && !can_report(event))
+        return call.refuse(JVMTI_ERROR_MUST_POSSESS_CAPABILITY);
     Thread* only = thread ? call.get<Thread>(thread, JVMTI_ERROR_INVALID_THREAD) : nullptr;
     if (call.failed) return call.code();
     if (how == JVMDI_ENABLE)

@@ -104,6 +104,8 @@ static jint notify_pop(DebugCall& call, Frame* frame) {
 }
 static jint ti_notify_frame_pop(Api api, jthread thread, jint depth) {
     DebugCall call(api, "NotifyFramePop", thread, depth);
+    if (!call.failed && !the_sim().capabilities.can_generate_frame_pop_events)
+        return call.refuse(JVMTI_ERROR_MUST_POSSESS_CAPABILITY);
     return notify_pop(call, frame_at(call, thread, depth));
 }
 static jint di_notify_frame_pop(Api api, jframeID frame) {

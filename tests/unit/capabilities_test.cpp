@@ -1,6 +1,7 @@
 /* Capabilities: the request, its refusal, the correction of old JVMDI versions, and the reports. */
 #include "load/capabilities.h"
 #include "load/load.h"
+#include "vm/vm_interface.h"
 
 #include "load_fixture.h"
 
@@ -79,6 +80,11 @@ struct Capabilities : sim::SimTestP {
 };
 SIM_MODES(Capabilities, Mode::jvmti10, Mode::jvmti_newer);
 
+struct JvmdiCapabilities : sim::SimTest {
+    JvmdiCapabilities() : SimTest(Mode::jvmdi) { install_globals(); }
+    LogOffAtEnd log_off;
+};
+
 /* ---- The request ---- */
 
 TEST_P(Capabilities, RequestIsTheFixedSet) {
@@ -130,6 +136,71 @@ TEST_P(Capabilities, AgentOnLoadInTheLivePhaseAborts) {
     sim.phase = JVMTI_PHASE_LIVE;
     expect_abort(run_in_child([&] { Agent_OnLoad(sim.vm(), nullptr, nullptr); }),
                  "enable_jvmticapabilities() from Agent_OnLoad: expected phase 1, got 4\n");
+}
+
+/* ---- The light agent ---- */
+
+struct LightAgent : Capabilities {
+    LightAgent() { setenv("__QUOR_LIGHT", "", 1); }
+    ~LightAgent() override { unsetenv("__QUOR_LIGHT"); }
+
+    static constexpr const char* LINE = "__QUOR_LIGHT on: no exception, frame pop and method exit events\n";
+};
+SIM_MODES(LightAgent, Mode::jvmti10, Mode::jvmti_newer);
+
+TEST_P(LightAgent, LeavesOutTheThreeCapabilitiesThatSlowThrowsAndSaysSo) {
+    jvmtiCapabilities features = of_words(ALL_1_0);
+    EXPECT_EQ(LINE, capture_stdout([&] { EXPECT_EQ(0, enable_jvmticapabilities(&features, "JVM_OnLoad")); }));
+    for (int n = 0; n < COUNT; n++) {
+        const std::string name = table[n].name;
+        const bool left_out = name == "can_generate_exception_events" || name == "can_generate_frame_pop_events" ||
+                              name == "can_generate_method_exit_events";
+        EXPECT_EQ(table[n].requested && !left_out, bit(words_of(features), n)) << name;
+    }
+    EXPECT_CALLS(sim.calls(), "JVMTI.AddCapabilities(0x39195ffe, 0x0, 0x0, 0x0)");
+}
+
+TEST_P(LightAgent, SaysNothingOfItWhenTheRequestIsRefused) {
+    sim.potential_capabilities = of_words({0, 0, 0, 0});
+    const ChildResult result = run_in_child([&] {
+        jvmtiCapabilities features = of_words(ALL_1_0);
+        enable_jvmticapabilities(&features, "Agent_OnLoad");
+    });
+    EXPECT_EQ(SIGABRT, result.signal);
+    EXPECT_EQ(std::string::npos, result.out.find("__QUOR_LIGHT"));
+    EXPECT_NE(std::string::npos, result.out.find("can_generate_exception_events: potential 1 added 0 got 0\n"));
+}
+
+TEST_P(LightAgent, IsOneThatIsLoadedByEitherWay) {
+    for (auto load : {JVM_OnLoad, Agent_OnLoad}) {
+        OwnFolder folder;
+        setenv("__QUOR_LIGHT", "1", 1);
+        EXPECT_EQ(LINE, capture_stdout([&] { EXPECT_EQ(0, load(sim.vm(), nullptr, nullptr)); }));
+        EXPECT_FALSE(vm_sees_exceptions());
+        EXPECT_EQ(0x39195ffeu, words_of(jvmti_features)[0]);
+    }
+}
+
+TEST_P(LightAgent, EnablesNoEventThatItCannotSee) {
+    OwnFolder folder;
+    setenv("__QUOR_LIGHT", "1", 1);
+    OwnFolder::write_settings("LogJVMDImethod\n");
+    capture_stdout([&] { JVM_OnLoad(sim.vm(), nullptr, nullptr); });
+    EXPECT_TRUE(sim.enabled(JVMTI_EVENT_METHOD_ENTRY));
+    EXPECT_EQ(0u, sim.count_calls("JVMTI.SetEventNotificationMode(1, 66, null)"));
+}
+
+TEST_F(JvmdiCapabilities, VariableOfTheLightAgentChangesNothing) {
+    OwnFolder folder;
+    EXPECT_EQ(JNI_OK, JVM_OnLoad(sim.vm(), nullptr, nullptr));
+    const std::vector<std::string> usual = sim.calls();
+    sim.clear_calls();
+    jvmdi_version_set = 0;
+    setenv("__QUOR_LIGHT", "1", 1);
+    EXPECT_EQ("", capture_stdout([&] { JVM_OnLoad(sim.vm(), nullptr, nullptr); }));
+    unsetenv("__QUOR_LIGHT");
+    EXPECT_EQ(usual, sim.calls());
+    EXPECT_TRUE(vm_sees_exceptions());
 }
 
 /* ---- The refusal ---- */
@@ -194,11 +265,6 @@ TEST_P(Capabilities, RefusalTellsThreeDifferentSets) {
 }
 
 /* ---- The correction of JVMDI ---- */
-
-struct JvmdiCapabilities : sim::SimTest {
-    JvmdiCapabilities() : SimTest(Mode::jvmdi) { install_globals(); }
-    LogOffAtEnd log_off;
-};
 
 TEST_F(JvmdiCapabilities, ListOperationsOfTheFirstVersionsAreNotBelieved) {
     const struct {

@@ -196,6 +196,18 @@ TEST_P(Filters, ThatFindNoMemoryGiveItsCode) {
     EXPECT_EQ(4, occurrences("OUT_OF_MEMORY", GetCapturedStdout()));
 }
 
+/* The agent was loaded without the capability to see exceptions. */
+TEST_P(Filters, OfExceptionsAreRefusedByAnAgentThatCannotSeeThem) {
+    jvmti_features.can_generate_exception_events = 0;
+    const jint expected = on_jvmdi() ? 0 : 99;
+    EXPECT_EQ(expected, agent_set_thrownexception_filter(NULL, ""));
+    EXPECT_EQ(expected, agent_set_uncaughtexception_filter(NULL, (uintptr_t)clazz, (uintptr_t)bar.id()));
+    EXPECT_EQ(on_jvmdi() ? 1 : 0, passes_throw());
+    EXPECT_EQ(0, agent_clear_thrownexception_filter(NULL, ""));
+    EXPECT_EQ(0, agent_clear_uncaughtexception_filter(NULL, (uintptr_t)clazz, (uintptr_t)bar.id()));
+    EXPECT_EQ(0, agent_set_classload_filter(NULL, "Foo")) << "needs no exceptions";
+}
+
 /* ---- Event notification ---- */
 
 struct Notification : Control {
@@ -255,6 +267,15 @@ TEST_P(Notification, DoesNothingForAThreadThatTheThreadMapDoesNotHold) {
 TEST_P(Notification, GivesTheVmsCodeUnchanged) {
     sim.fail(sim.vm_name("SetEventNotificationMode"), 77);
     EXPECT_EQ(77, agent_set_eventnotification(NULL, 1, JVMDI_EVENT_BREAKPOINT, NULL));
+}
+
+TEST_P(Notification, OfWhatALightAgentDoesWithoutGivesTheVmsRefusal) {
+    sim.capabilities = {};
+    for (jint kind : {JVMDI_EVENT_EXCEPTION, JVMDI_EVENT_EXCEPTION_CATCH, JVMDI_EVENT_FRAME_POP, JVMDI_EVENT_METHOD_EXIT}) {
+        EXPECT_EQ(on_jvmdi() ? 0 : 99, agent_set_eventnotification(NULL, 1, kind, NULL)) << kind;
+        EXPECT_EQ(0, agent_set_eventnotification(NULL, 0, kind, NULL)) << kind;
+    }
+    EXPECT_EQ(0, agent_set_eventnotification(NULL, 1, JVMDI_EVENT_SINGLE_STEP, NULL));
 }
 
 TEST_P(Notification, IsLoggedWithItsThreeArguments) {

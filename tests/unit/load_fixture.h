@@ -36,7 +36,7 @@ public:
         char path[] = "/tmp/quor-load-XXXXXX";
         folder = mkdtemp(path);
         std::filesystem::current_path(folder);
-        for (const char* name : {"__QUOR_USE_JVMDI", "_QUOR_VM_TESTING"}) unsetenv(name);
+        for (const char* name : {"__QUOR_USE_JVMDI", "_QUOR_VM_TESTING", "__QUOR_LIGHT"}) unsetenv(name);
         jvmti = nullptr;
         jvmdi = nullptr;
     }

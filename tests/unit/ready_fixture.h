@@ -15,7 +15,7 @@
 struct AgentReady : sim::SimTestP {
     AgentReady() {
         install_globals();
-        jvmti_features.can_suspend = on_jvmti();
+        have_capabilities();
         jvmdi_features.can_suspend_resume_thread_lists = on_jvmdi();
         URef_init();
         TMap_init();
@@ -25,6 +25,13 @@ struct AgentReady : sim::SimTestP {
         invoke_method_init();
         put_back_boot_hooks = reinstall_boot_hooks;
         sim.clear_calls();
+    }
+
+    /* Those that tests need; others give the agent more of them where a test is about that. */
+    void have_capabilities() {
+        jvmti_features.can_suspend = jvmti_features.can_generate_exception_events = on_jvmti();
+        jvmti_features.can_generate_frame_pop_events = jvmti_features.can_generate_method_exit_events = on_jvmti();
+        sim.capabilities = jvmti_features;
     }
 };
 
