@@ -1,11 +1,11 @@
 #include "entry/agent_entry.h"
 
+#include "agent_thread/attach_stop.h"
 #include "agent_thread/let_go.h"
 #include "invoke/requests.h"
 #include "java_threads/boot.h"
 #include "java_threads/callbacks.h"
 #include "java_threads/intake.h"
-#include "registry/prep_list.h"
 #include "stop/suspend.h"
 #include "support/agent_self.h"
 #include "support/log_agent.h"
@@ -45,8 +45,7 @@ jint agent_attach_jquor(JNIEnv* env) {
     else
         enable_jvmdi_events();
     let_go_later(false);
-    PrepList_reset(&prep_list);
-    PrepList_seed(&prep_list, env);
+    list_classes_afresh(env);
     return 0;
 }
 

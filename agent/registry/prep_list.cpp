@@ -14,6 +14,8 @@ enum { ADDED_RECORDS = 100, CLASS_PREPARED = JVMDI_CLASS_STATUS_PREPARED };
 
 prepared_classes prep_list;
 
+static jint seeded_records; /* how many records the list had after its last seeding; under its monitor */
+
 static void forget(prepared_classes* list) {
     list->array = NULL;
     list->capacity = 0;
@@ -98,15 +100,42 @@ jint PrepList_get(prepared_classes* list, JNIEnv*, jint* count, class_info** arr
     return 0;
 }
 
-/* Enters one loaded class in the reference table, and in the list if it is prepared. */
-static void seed_class(prepared_classes* list, JNIEnv* env, jclass loaded, jint bucket) {
+/* The URef of a loaded class, for the holder of URef_monitor. */
+static jclass own_class(JNIEnv* env, jclass loaded, jint bucket) {
     const jobject global = jvmti ? env->NewGlobalRef(loaded) : loaded;
     jint created = 0;
     const jclass uref = (jclass)URef_from_global_nolock(env, global, bucket, &created);
-    PrepList_add_unlocked(list, env, uref, 1);
-    if (!vm_is_newer()) return;
-    if (!created && global) env->DeleteGlobalRef(global);
+    if (vm_is_newer() && !created && global) env->DeleteGlobalRef(global);
+    return uref;
+}
+
+/* Enters loaded classes in the reference table, and in the list if they are prepared. */
+static void seed_classes(prepared_classes* list, JNIEnv* env, const jclass* classes, jint count) {
+    jint* buckets = (jint*)malloc((size_t)count * sizeof *buckets + 1);
+    if (!buckets) agent_fatal("PrepList_seed: out of memory\n");
+    for (jint i = 0; i < count; i++) buckets[i] = hashf(classes[i]);
+    /* against the order of the agent's global lock step, see agent_monitor.h */
+    monitor_lock(&URef_monitor, "PrepList_seed");
+    for (jint i = 0; i < count; i++) PrepList_add_unlocked(list, env, own_class(env, classes[i], buckets[i]), 1);
+    monitor_unlock(&URef_monitor, "PrepList_seed");
+    free(buckets);
+}
+
+/* The same of one class on a newer VM. The table's lock is held for no longer than the table needs: the program runs, and its
+ * threads that start or end wait for it. */
+static void seed_class(prepared_classes* list, JNIEnv* env, jclass loaded, bool check) {
+    const jint bucket = hashf(loaded);
+    monitor_lock(&URef_monitor, "seed_class");
+    const jclass uref = own_class(env, loaded, bucket);
+    monitor_unlock(&URef_monitor, "seed_class");
+    PrepList_add_unlocked(list, env, uref, check ? 1 : 0);
     env->DeleteLocalRef(loaded);
+}
+
+/* The same on a newer VM, to the end of the classes or of the VM. */
+static void seed_classes_running(prepared_classes* list, JNIEnv* env, const jclass* classes, jint count) {
+    const jint alive = shared_load(vm_init_done);
+    for (jint i = 0; i < count && shared_load(vm_init_done) == alive; i++) seed_class(list, env, classes[i], true);
 }
 
 jint PrepList_seed(prepared_classes* list, JNIEnv* env) {
@@ -115,15 +144,64 @@ jint PrepList_seed(prepared_classes* list, JNIEnv* env) {
     if (jint err = vm_get_loaded_classes(env, &count, &classes)) return err;
     vm_expect_local_references(env, count);
     if (!monitor_lock(&list->monitor, "PrepList_seed")) return 0;
-    if (jint err = PrepList_expand(list, count)) return err; /* the list stays locked, as its users know it */
-    jint* buckets = (jint*)malloc((size_t)count * sizeof *buckets + 1);
-    if (!buckets) agent_fatal("PrepList_seed: out of memory\n");
-    for (jint i = 0; i < count; i++) buckets[i] = hashf(classes[i]);
-    /* against the order of the agent's global lock step, see agent_monitor.h */
-    monitor_lock(&URef_monitor, "PrepList_seed");
-    for (jint i = 0; i < count; i++) seed_class(list, env, classes[i], buckets[i]);
-    monitor_unlock(&URef_monitor, "PrepList_seed");
-    free(buckets);
+    const jint err = PrepList_expand(list, count);
+    if (err && !vm_is_newer()) return err; /* the list stays locked, as its users know it */
+    if (!err) (vm_is_newer() ? seed_classes_running : seed_classes)(list, env, classes, count);
+    seeded_records = list->count;
     if (vm_is_newer()) vm_deallocate(classes);
-    return (jint)monitor_unlock(&list->monitor, "PrepList_seed");
+    const jint unlocked = (jint)monitor_unlock(&list->monitor, "PrepList_seed");
+    return err ? err : unlocked;
+}
+
+/* Whether the class is the one of the record at *next, which then is the record after it. */
+static bool is_next(const prepared_classes* list, JNIEnv* env, jint* next, jint end, jclass clazz) {
+    if (*next >= end || !env->IsSameObject(list->array[*next].clazz, clazz)) return false;
+    ++*next;
+    return true;
+}
+
+/* Leaves at the front of `classes` those prepared ones that the list does not have, and gives their number.
+ *
+ * The VM gives its classes in the order in which it gave them before, new ones in between. So the records of the last seeding, and
+ * those that were added since, are met in their order. *is_certain tells whether all were: otherwise the list has a class that the
+ * VM no longer gives, or has it elsewhere, and what is left may be in the list. */
+static jint sort_out_new(const prepared_classes* list, JNIEnv* env, jclass* classes, jint count, bool* is_certain) {
+    const jint seeded_end = seeded_records < list->count ? seeded_records : list->count;
+    jint seeded = 0, added = seeded_end, others = 0;
+    for (jint i = 0; i < count; i++) {
+        const bool listed = is_next(list, env, &seeded, seeded_end, classes[i]) ||
+                            is_next(list, env, &added, list->count, classes[i]);
+        if (!listed && is_prepared(env, classes[i]))
+            classes[others++] = classes[i];
+        else
+            env->DeleteLocalRef(classes[i]);
+    }
+    *is_certain = seeded == seeded_end && added == list->count;
+    return others;
+}
+
+/* Room for all of them at once: each expansion copies the list. A failure is met again, and reported, where they are added. */
+static void add_new(prepared_classes* list, JNIEnv* env, const jclass* classes, jint count) {
+    const jint room = list->capacity - list->count;
+    if (count > room) PrepList_expand(list, count - room);
+    for (jint i = 0; i < count; i++) seed_class(list, env, classes[i], false);
+}
+
+jint PrepList_refresh(prepared_classes* list, JNIEnv* env) {
+    jint count = 0;
+    jclass* classes = NULL;
+    if (jint err = vm_get_loaded_classes(env, &count, &classes)) return err;
+    vm_expect_local_references(env, count);
+    if (!monitor_lock(&list->monitor, "PrepList_refresh")) return 0;
+    bool is_certain;
+    const jint others = sort_out_new(list, env, classes, count, &is_certain);
+    if (is_certain)
+        add_new(list, env, classes, others);
+    else
+        for (jint i = 0; i < others; i++) env->DeleteLocalRef(classes[i]);
+    vm_deallocate(classes);
+    const jint unlocked = (jint)monitor_unlock(&list->monitor, "PrepList_refresh");
+    if (is_certain) return unlocked;
+    PrepList_reset(list);
+    return PrepList_seed(list, env);
 }

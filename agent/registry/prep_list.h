@@ -30,8 +30,13 @@ void PrepList_add_unasked(prepared_classes* list, JNIEnv* env, jclass clazz);
 AGENT_API jint PrepList_get(prepared_classes* list, JNIEnv* env, jint* count, class_info** array);
 
 /* Adds every prepared class that the VM has loaded. The result of the final unlock (1), 0 when the lock failed; or the error
- * code of a step before the lock, or of the expansion, which leaves the list locked. VM GetLoadedClasses, GetObjectHashCode,
- * JNI NewGlobalRef. */
+ * code of a step before the lock, or of the expansion, which leaves the list locked except on a newer VM. VM GetLoadedClasses,
+ * GetObjectHashCode, JNI NewGlobalRef. */
 AGENT_API jint PrepList_seed(prepared_classes* list, JNIEnv* env);
+
+/* Brings a list that was seeded a moment ago up to date: afterwards it is what a reset and a seeding would make of it, but for the
+ * order, at the cost of one IsSameObject for each class that it has. On a newer VM; on the agent thread. Results as above. VM
+ * GetLoadedClasses, GetClassStatus, and for new classes those of seeding. */
+jint PrepList_refresh(prepared_classes* list, JNIEnv* env);
 
 #endif

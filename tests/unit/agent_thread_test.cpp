@@ -342,6 +342,7 @@ TEST_P(LeavingAgentThread, RaisesNothingThatAnybodySees) {
 struct OnAttach : AgentThread {
     OnAttach() {
         tid_debug_agent = agent_self();
+        shared_store(terminate_debug_agent, 0);
         TMap_start(sim.global(&worker), 101);
         sim.loaded_classes = {&foo};
         sim.clear_calls();
@@ -351,13 +352,15 @@ struct OnAttach : AgentThread {
 };
 SIM_ALL_MODES(OnAttach);
 
-TEST_P(OnAttach, ThreadsStandStillWhileClassesAreListed) {
+TEST_P(OnAttach, ThreadsStandStillWhileClassesAreListedOrOnANewerVmBroughtUpToDate) {
     EXPECT_EQ(0, process_on_attach());
     const auto calls =
         sim.calls_of({"JavaVM.*", "*.*ThreadList", "*.SetEvent*", "*.GetLoadedClasses", "JNI.NewStringUTF"});
     std::vector<std::string> expected = {"JavaVM.GetEnv(0x10002)", "JNI.NewStringUTF(\"java.class.path\")",
                                          "JNI.NewStringUTF(\"oro.boot.class.path\")",
-                                         "JNI.NewStringUTF(\"java.vm.version\")", vm("SuspendThreadList([worker])")};
+                                         "JNI.NewStringUTF(\"java.vm.version\")"};
+    if (newer()) expected.push_back(vm("GetLoadedClasses()"));
+    expected.push_back(vm("SuspendThreadList([worker])"));
     if (on_jvmdi()) {
         expected.push_back(vm("SetEventNotificationMode(1, 9, null)"));
         expected.push_back(vm("SetEventNotificationMode(1, 8, null)"));
@@ -375,6 +378,34 @@ TEST_P(OnAttach, PreparedClassesAreListedAfresh) {
     process_on_attach();
     ASSERT_EQ(1, prep_list.count);
     EXPECT_STREQ("LFoo;", prep_list.array[0].signature);
+}
+
+TEST_P(OnAttach, WhatIsPreparedWhileClassesAreListedIsListedToo) {
+    sim::Class& late = sim.new_class("Late");
+    sim.loaded_classes = {&foo};
+    sim.before(vm("SuspendThreadList"), [&] { sim.loaded_classes = {&late, &foo}; });
+    process_on_attach();
+    ASSERT_EQ(2, prep_list.count);
+    EXPECT_STREQ(newer() ? "LLate;" : "LFoo;", prep_list.array[1].signature);
+}
+
+TEST_P(OnAttach, NoClassIsDescribedWhileThreadsStandStillOnANewerVm) {
+    bool stand = false;
+    int described = 0;
+    sim.before(vm("SuspendThreadList"), [&] { stand = true; });
+    sim.before(vm("ResumeThreadList"), [&] { stand = false; });
+    sim.before(vm("GetClassSignature"), [&] { described += stand; });
+    process_on_attach();
+    EXPECT_EQ(newer() ? 0 : 1, described);
+}
+
+TEST_P(OnAttach, NobodyIsMetWhenTheProgramEndsWhileItsClassesAreListedOnANewerVm) {
+    sim.before(vm("GetClassStatus"), [&] {
+        if (newer()) end_agent_thread();
+    });
+    EXPECT_EQ(0, process_on_attach());
+    EXPECT_EQ(newer() ? 0u : 1u, sim.count_calls("*.SuspendThreadList"));
+    EXPECT_EQ(newer() ? nullptr : env, quor_env);
 }
 
 TEST_P(OnAttach, DebuggerIsMetAgain) {

@@ -173,6 +173,34 @@ TEST_P(Meeting, AttachStopTellsTheThreadThatStartedTheAgentAndComesAfterTheSeedi
     end();
 }
 
+TEST_P(Meeting, AttachingAtTheAttachStopDescribesNoClassAgainOnANewerVm) {
+    sim.raise_vm_init(FORCE);
+    sim::Class& known = sim.new_class("Known");
+    sim::Class& late = sim.new_class("Late");
+    sim.loaded_classes = {&known};
+    const auto described = [&](const char* name) {
+        const auto calls = sim.calls();
+        return std::count(calls.begin(), calls.end(), sim.vm_name("GetClassSignature(") + name + ")");
+    };
+    std::atomic<jint> listed{-1};
+    hooks::during_contact = [&] {
+        sim.loaded_classes = {&late, &known}; /* prepared by a thread that nothing suspends */
+        sim.clear_calls();
+        agent_attach_jquor(sim.env());
+        listed = prep_list.count;
+    };
+    shared_store(jquor_attached, 1);
+    EXPECT_TRUE(sim::wait_for([] { return shared_load(jquor_attached) == 0; }));
+    hooks::during_contact = nullptr;
+    EXPECT_EQ(2, listed);
+    EXPECT_EQ(newer() ? 0 : 1, described("Known"));
+    EXPECT_EQ(1, described("Late"));
+    sim.clear_calls();
+    agent_attach_jquor(sim.env());
+    EXPECT_EQ(1, described("Known")) << "elsewhere the list starts afresh";
+    end();
+}
+
 TEST_P(Meeting, LogTellsThatThereIsNoClassPath) {
     sim.properties.clear();
     const std::string out = capture_stdout([&] {
