@@ -102,9 +102,7 @@ jint notify_event_processing_done(queue_entry* entry) {
     entry->event = NULL;
     entry->handler.jvmdi = NULL;
     entry->tid = 0;
-    const bool signalled = monitor_signal(&entry->done, "notify_event_processing_done");
-    const bool unlocked = monitor_unlock(&entry->done, "notify_event_processing_done");
-    return signalled && unlocked ? 0 : JVMDI_ERROR_INTERNAL;
+    return event_queue_hand_over(&entry->done, "notify_event_processing_done") ? 0 : JVMDI_ERROR_INTERNAL;
 }
 
 static queue_entry* take_next_entry() {

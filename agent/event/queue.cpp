@@ -2,6 +2,7 @@
 
 #include "support/report.h"
 #include "vm/vm_memory.h"
+#include "vm/vm_newer.h"
 
 #include <string.h>
 
@@ -23,6 +24,15 @@ void event_queue_reset() {
     if (!monitor_init(&event_queue_freelist_monitor) || !monitor_init(&event_queue_monitor)) agent_abort();
     event_queue = event_queue_end = event_queue_freelist = NULL;
     event_queue_closed = false;
+}
+
+bool event_queue_hand_over(monitor_t* monitor, const char* name) {
+    if (vm_is_newer()) {
+        const bool unlocked = monitor_unlock(monitor, name);
+        return monitor_signal(monitor, name) && unlocked;
+    }
+    const bool signalled = monitor_signal(monitor, name);
+    return monitor_unlock(monitor, name) && signalled;
 }
 
 void event_queue_wake() {
@@ -83,16 +93,9 @@ jint event_queue_put_free(queue_entry* entry) {
 jint event_queue_append(queue_entry* entry) {
     if (!monitor_lock(&event_queue_monitor, "add_event")) return JVMDI_ERROR_INTERNAL;
     enqueue(entry);
-    if (!monitor_signal(&event_queue_monitor, "add_event")) {
-        monitor_unlock(&entry->done, "add_event");
-        monitor_unlock(&event_queue_monitor, "add_event");
-        return JVMDI_ERROR_INTERNAL;
-    }
-    if (!monitor_unlock(&event_queue_monitor, "add_event")) {
-        monitor_unlock(&entry->done, "add_event");
-        return JVMDI_ERROR_INTERNAL;
-    }
-    return 0;
+    if (event_queue_hand_over(&event_queue_monitor, "add_event")) return 0;
+    monitor_unlock(&entry->done, "add_event");
+    return JVMDI_ERROR_INTERNAL;
 }
 
 bool event_queue_is_empty() { return !event_queue; }

@@ -41,6 +41,11 @@ jint event_queue_put_free(queue_entry* entry);
  * unless it was the queue's that could not be locked, that done monitor is given up too. */
 jint event_queue_append(queue_entry* entry);
 
+/* Wakes the thread that waits on a monitor, the queue's or an entry's, and gives it back, in this order; on a newer VM the other
+ * way round, so that who wakes up finds it free: with the lock still held it goes back to sleep, and is woken once more. Whether
+ * both worked; both are done in any case. */
+bool event_queue_hand_over(monitor_t* monitor, const char* name);
+
 /* Wakes the agent thread for something else than an entry. */
 void event_queue_wake();
 

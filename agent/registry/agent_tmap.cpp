@@ -14,6 +14,18 @@ static const char LOG_SOURCE[] = "agent_tmap.c";
 tmap_record* tmap[TMAP_BUCKETS];
 monitor_t tmap_lock = MONITOR_INITIALIZER;
 
+/* A bit for each bucket that holds a record: a stop walks the map three times, and most buckets are empty. Written under
+ * tmap_lock. */
+static constexpr size_t BITS = 32, WORDS = (size_t)TMAP_BUCKETS / BITS;
+static uint32_t used_buckets[WORDS];
+
+static void note_bucket(tmap_record* const* bucket) {
+    const size_t number = (size_t)(bucket - tmap);
+    uint32_t& word = used_buckets[number / BITS];
+    const uint32_t bit = (uint32_t)1 << number % BITS;
+    shared_store(word, *bucket ? word | bit : word & ~bit);
+}
+
 /* Thread ids are addresses on Linux: unsigned, so that one that reads as negative has a bucket like any other. */
 static tmap_record** bucket_of(agent_tid_t tid) { return &tmap[(unsigned long)tid % TMAP_BUCKETS]; }
 
@@ -49,6 +61,7 @@ jint TMap_start(jobject handle, agent_tid_t tid) {
     tmap_record** bucket = bucket_of(tid);
     record->next = *bucket;
     *bucket = record;
+    note_bucket(bucket);
     return (jint)monitor_unlock(&tmap_lock, "TMap_start");
 }
 
@@ -77,6 +90,7 @@ jint TMap_end(jobject handle, agent_tid_t tid) {
     tmap_record* record = *link;
     if (record && record->handle == handle) {
         *link = record->next;
+        note_bucket(bucket_of(tid));
         free(record);
     } else if (record) {
         printf("TMap_end(): handle mismatch\n");
@@ -188,8 +202,10 @@ jint TMap_iter_list(void* a, TMap_callback callback, void* b) {
 }
 
 jint TMap_iter_nolock(void* a, TMap_callback callback, void* b) {
-    for (tmap_record* bucket : tmap)
-        for (tmap_record* record = bucket; record; record = record->next) callback(a, record, b);
+    for (size_t word = 0; word < WORDS; word++)
+        for (uint32_t bits = shared_load(used_buckets[word]); bits; bits &= bits - 1)
+            for (tmap_record* record = tmap[word * BITS + (size_t)__builtin_ctz(bits)]; record; record = record->next)
+                callback(a, record, b);
     return 1;
 }
 

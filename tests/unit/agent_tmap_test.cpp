@@ -242,6 +242,26 @@ TEST_P(ThreadMap, WalksGoByBucketAndNewestFirstWithinOneWhateverTheCallbackSays)
     }
 }
 
+TEST_P(ThreadMap, WalksMeetWhoIsLeftWhenOthersOfTheBucketOrItsNeighboursHaveGone) {
+    for (const agent_tid_t tid : {31, 32, 1056, 33, 63, 64}) start(tid);
+    for (const agent_tid_t gone : {31, 32, 63}) TMap_end(TMap_tid2handle(gone), gone);
+    const auto walk = [] {
+        tids seen;
+        TMap_iter(
+            &seen,
+            [](void* a, tmap_record* record, void*) {
+                static_cast<tids*>(a)->push_back(record->tid);
+                return 0;
+            },
+            NULL);
+        return seen;
+    };
+    EXPECT_EQ((tids{1056, 33, 64}), walk());
+    start(63);
+    TMap_end(TMap_tid2handle(1056), 1056);
+    EXPECT_EQ((tids{33, 63, 64}), walk());
+}
+
 TEST_P(ThreadMap, WalksHoldTheLockOrDoNotAsTheirNameSays) {
     start(1);
     for (const Walk& each : walks) {

@@ -439,6 +439,17 @@ TEST_P(Queue, AgentThreadGives113WhenAMonitorFailsBeforeItHasAnEvent) {
     EXPECT_EQ(strings{}, hooks::names());
 }
 
+TEST_P(Queue, WhoIsWokenFindsTheMonitorFreeOnANewerVm) {
+    queue_entry entry = {};
+    monitor_init(&entry.done);
+    monitor_lock(&entry.done, "test");
+    EXPECT_EQ(0, event_queue_append(&entry));
+    EXPECT_EQ(newer() ? 1 : 2, monitors::held_at_signal) << "the entry's, and the queue's";
+    monitor_unlock(&entry.done, "test");
+    EXPECT_EQ(0, notify_event_processing_done(&entry));
+    EXPECT_EQ(newer() ? 0 : 1, monitors::held_at_signal);
+}
+
 TEST_P(Queue, ReleasingGives113WhenAMonitorFails) {
     for (const char* operation : {"lock", "signal", "unlock"}) {
         queue_entry entry = {};

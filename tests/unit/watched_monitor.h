@@ -35,6 +35,7 @@ static std::atomic<int> waits;                                       /* untimed 
 static std::atomic<int> waiting;       /* threads that are inside an untimed wait or about to be     */
 static std::atomic<int> timed_waiting; /* the same for timed waits                                   */
 static thread_local int held;          /* monitors that the calling thread holds                     */
+static thread_local int held_at_signal;        /* and held when it signalled last                              */
 static std::atomic<int> locked;        /* monitors that any thread holds                             */
 static std::atomic<jint> longest_timed_wait =
     INT32_MAX; /* in milliseconds: longer ones end by then                   */
@@ -158,6 +159,7 @@ uint32_t monitor_wait_timeout(monitor_t* monitor, jint ms, const char* name) {
 uint32_t monitor_signal(monitor_t* monitor, const char* name) {
     if (monitors::fails("signal", name)) return 0;
     sim::pass("signal ", name);
+    monitors::held_at_signal = monitors::held;
     monitors::require(pthread_cond_signal(&monitor->cond));
     sim::pass("after signal ", name);
     return 1;
