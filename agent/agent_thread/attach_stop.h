@@ -4,8 +4,8 @@
 
 #include "support/agent_types.h"
 
-/* Set to 1 by the debugger, before it calls agent_attach_jquor at the stop that answers this, or after; polled likewise, answered with process_on_attach, and
- * reset to 0. */
+/* Set to 1 by the debugger, before it calls agent_attach_jquor at the stop that answers this, or after; polled likewise, answered
+ * with process_on_attach, and reset to 0. */
 AGENT_API jint jquor_attached;
 
 /* Seeds the list of prepared classes and shows the agent to a debugger that has set jquor_attached. Agent thread only.

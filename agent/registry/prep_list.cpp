@@ -169,8 +169,8 @@ static jint sort_out_new(const prepared_classes* list, JNIEnv* env, jclass* clas
     const jint seeded_end = seeded_records < list->count ? seeded_records : list->count;
     jint seeded = 0, added = seeded_end, others = 0;
     for (jint i = 0; i < count; i++) {
-        const bool listed = is_next(list, env, &seeded, seeded_end, classes[i]) ||
-                            is_next(list, env, &added, list->count, classes[i]);
+        const bool listed =
+            is_next(list, env, &seeded, seeded_end, classes[i]) || is_next(list, env, &added, list->count, classes[i]);
         if (!listed && is_prepared(env, classes[i]))
             classes[others++] = classes[i];
         else

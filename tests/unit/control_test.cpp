@@ -271,7 +271,8 @@ TEST_P(Notification, GivesTheVmsCodeUnchanged) {
 
 TEST_P(Notification, OfWhatALightAgentDoesWithoutGivesTheVmsRefusal) {
     sim.capabilities = {};
-    for (jint kind : {JVMDI_EVENT_EXCEPTION, JVMDI_EVENT_EXCEPTION_CATCH, JVMDI_EVENT_FRAME_POP, JVMDI_EVENT_METHOD_EXIT}) {
+    for (jint kind :
+         {JVMDI_EVENT_EXCEPTION, JVMDI_EVENT_EXCEPTION_CATCH, JVMDI_EVENT_FRAME_POP, JVMDI_EVENT_METHOD_EXIT}) {
         EXPECT_EQ(on_jvmdi() ? 0 : 99, agent_set_eventnotification(NULL, 1, kind, NULL)) << kind;
         EXPECT_EQ(0, agent_set_eventnotification(NULL, 0, kind, NULL)) << kind;
     }

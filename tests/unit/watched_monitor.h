@@ -32,11 +32,11 @@ static auto& failures = *new std::vector<Failure>;
 static auto& waited = *new std::vector<const monitor_t*>;            /* the monitor of each untimed wait, in order   */
 static auto& timed = *new std::vector<std::pair<jint, std::string>>; /* milliseconds and caller of each timed wait */
 static std::atomic<int> waits;                                       /* untimed waits that were begun */
-static std::atomic<int> waiting;       /* threads that are inside an untimed wait or about to be     */
-static std::atomic<int> timed_waiting; /* the same for timed waits                                   */
-static thread_local int held;          /* monitors that the calling thread holds                     */
-static thread_local int held_at_signal;        /* and held when it signalled last                              */
-static std::atomic<int> locked;        /* monitors that any thread holds                             */
+static std::atomic<int> waiting;        /* threads that are inside an untimed wait or about to be     */
+static std::atomic<int> timed_waiting;  /* the same for timed waits                                   */
+static thread_local int held;           /* monitors that the calling thread holds                     */
+static thread_local int held_at_signal; /* and held when it signalled last                              */
+static std::atomic<int> locked;         /* monitors that any thread holds                             */
 static std::atomic<jint> longest_timed_wait =
     INT32_MAX; /* in milliseconds: longer ones end by then                   */
 /* If set, is called with the caller's name when a lock has been waited for for a second. */

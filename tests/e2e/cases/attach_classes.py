@@ -7,7 +7,7 @@ CLASSES = 3000
 
 
 def listed():
-    """The numbers of the program's own classes in the list of prepared classes, in its order. They are read at once: each is 2 KB."""
+    """The numbers of the program's own classes in the list of prepared classes, in its order. All is read at once: each is 2 KB."""
     found = gdb.parse_and_eval("prep_list")
     count, size = int(found["count"]), gdb.lookup_type("class_info").sizeof
     text = gdb.selected_inferior().read_memory(int(found["array"]), count * size).tobytes()

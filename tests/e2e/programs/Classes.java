@@ -3,7 +3,7 @@ import java.io.DataOutputStream;
 import java.io.File;
 import java.io.IOException;
 
-/** Defines and prepares as many classes as its first argument tells, and then one every millisecond until there is a file "done". */
+/** Defines and prepares as many classes as its argument tells, and then one every millisecond until there is a file "done". */
 class Classes {
     static class Loader extends ClassLoader {
         Class<?> define(int number) throws IOException {
