@@ -2,6 +2,8 @@
 """Plays a session of gdb and shows it as a user sees it; fails when gdb does not say what the session has it say.
 
 usage: play.py SESSION FOLDER [NAME=VALUE...]     $NAME in the session's commands is replaced; gdb runs in the folder
+
+Of a document (.md) every fenced block of the language "gdb" is a session of its own.
 """
 import os
 import subprocess
@@ -11,7 +13,8 @@ from pathlib import Path
 import transcript
 
 FRONT = Path(__file__).resolve().parents[1] / "gdb" / "quor.py"
-SETTINGS = ("set pagination off", "set confirm off", "set width 0", "set print thread-events off", "set style enabled off",
+SETTINGS = ("set pagination off", "set confirm off", "set width 0", "set breakpoint pending on",
+            "set print thread-events off", "set style enabled off",
             f"source {FRONT}")
 LIMIT = 120  # seconds for the whole session
 
@@ -46,29 +49,35 @@ def replaced(text, values):
     return text
 
 
-def main():
-    session, folder, *named = sys.argv[1:]
-    text = Path(session).read_text(encoding="utf-8")
+def play(text, folder, values):
+    """Plays one session; gives what gdb did not say."""
     steps = transcript.steps(text)
-    shown = [step.command for step in steps]
-    commands = [replaced(command, dict(each.split("=", 1) for each in named)) for command in shown]
-    printed = run_gdb(commands, folder)
+    printed = run_gdb([replaced(step.command, values) for step in steps], folder)
     (Path(folder) / "gdb.log").write_text(printed, encoding="utf-8")
     answers = iter(zip(steps, transcript.outputs(printed, len(steps))))
     wrong = []
     for paragraph in text.split("\n\n"):
-        if not paragraph.startswith(transcript.PROMPT):
+        played = transcript.steps(paragraph)
+        if not played:
             print(f"\n{paragraph.strip()}\n")
-            continue
-        for _ in transcript.steps(paragraph):
+        for _ in played:
             step, output = next(answers)
             print(f"{transcript.PROMPT}{step.command}" + (f"\n{output}" if output else ""))
             lacks = transcript.missing(step, output)
             if lacks is not None:
                 wrong.append(f"{step.command}: gdb does not say {lacks!r}")
+    return wrong
+
+
+def main():
+    session, folder, *named = sys.argv[1:]
+    text = Path(session).read_text(encoding="utf-8")
+    sessions = transcript.blocks(text, "gdb") if session.endswith(".md") else [text]
+    values = dict(each.split("=", 1) for each in named)
+    wrong = [each for one in sessions for each in play(one, folder, values)]
     for each in wrong:
         print(f"play: {each}", file=sys.stderr)
-    return 1 if wrong else 0
+    return 1 if wrong or not sessions else 0
 
 
 if __name__ == "__main__":
