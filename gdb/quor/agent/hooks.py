@@ -13,6 +13,7 @@ import gdb
 from quor import stack, states
 from quor.agent import calls, place
 from quor.errors import QuorError
+from quor.selection import Selection
 
 
 class Reason:
@@ -154,18 +155,35 @@ def handle_of(thread):
 
 def known_threads():
     """[(handle, thread id)] of the thread map, read from memory."""
+    return [(int(record["handle"]), int(record["tid"]) % (1 << 8 * record["tid"].type.sizeof)) for record in _records()]
+
+
+def record_of(handle):
+    """The record in the thread map of a thread's handle, a gdb.Value; None when there is none."""
+    return next((record for record in _records() if int(record["handle"]) == handle), None)
+
+
+def _records():
     table = place.global_value("tmap")
     word = table.type.target().sizeof
     low, high = table.type.range()
     memory = gdb.selected_inferior().read_memory(int(table.address), word * (high - low + 1)).tobytes()
-    found = []
     for at in range(0, len(memory), word):
         address = int.from_bytes(memory[at:at + word], "little")
         while address:
             record = gdb.Value(address).cast(table.type.target()).dereference()
-            found.append((int(record["handle"]), int(record["tid"]) % (1 << 8 * word)))
+            yield record
             address = int(record["next"])
-    return found
+
+
+def thread_of_the_stop():
+    """The handle of the thread whose event the agent thread stands at; 0 at a hook without one, or elsewhere."""
+    hook, agent = place.hook(), place.agent_thread()
+    if hook is None or hook == place.FIRST_CONTACT or hook == "hook_controlc":
+        return 0
+    with Selection():
+        agent.switch()
+        return Event(hook, gdb.newest_frame()).thread()
 
 
 class _GoesOn(gdb.Function):

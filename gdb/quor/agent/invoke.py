@@ -4,7 +4,8 @@ from collections import namedtuple
 
 import gdb
 
-from quor.agent import calls, place
+from quor import codes
+from quor.agent import calls, hooks, place
 from quor.agent.calls import call, out, scratch, with_own_scratch
 from quor.errors import QuorError
 
@@ -12,6 +13,8 @@ Outcome = namedtuple("Outcome", "exception word value")  # handles or 0; `value`
 LIMIT = 5  # seconds for a method
 _END_SECONDS = 10  # for a call that was interrupted to come back: the agent looks every two
 _SYNCHRONOUS = 1
+_OVERTAKEN = 2  # the outcome's status
+_TRIES = 20  # for a request that other threads' events overtake: each time more of them wait and are hidden
 _BREAKPOINT = "JVMDI_EVENT_BREAKPOINT"
 
 
@@ -30,21 +33,28 @@ def run(thread, reference, clazz, method, return_type, words, seconds=None):
     """Calls a method in the thread with this handle, on an object or, with None, on its class; `words` are the arguments, eight
     bytes each. Threads that wait at events of theirs are kept out meanwhile, as are breakpoints."""
     result = out("AgentInvokRet")
-    arguments = _laid_out(words)
     static = "static_" if reference is None else ""
-    target = clazz if reference is None else reference
-    with _others_hidden():
-        code = _limited(f"agent_invoke_{static}method", (0, thread, target, method, ord(return_type), len(words), arguments,
-                                                         _SYNCHRONOUS, result), seconds or LIMIT)
-    if code:
-        raise QuorError(f"the method was not called: code {code}")
-    found = result.dereference()
-    exception, status = int(found["exception"]), int(found["status"])
-    if status == 2 and not exception:
-        raise QuorError("another thread's event came first: the method was not called; say it again")
-    value = found["value"]
-    value.fetch_lazy()
-    return Outcome(exception, int(value["l"]), value)
+    arguments = (0, thread, clazz if reference is None else reference, method, ord(return_type), len(words), _laid_out(words),
+                 _SYNCHRONOUS, result)
+    for _ in range(_TRIES):
+        with _others_hidden():
+            code = _limited(f"agent_invoke_{static}method", arguments, seconds or LIMIT)
+        if code:
+            raise QuorError(f"the method was not called: {codes.words(code)}")
+        exception, status = int(result["exception"]), int(result["status"])
+        if status != _OVERTAKEN or exception:
+            value = result["value"]
+            value.fetch_lazy()
+            return Outcome(exception, int(value["l"]), value)
+        if _is_given_up(thread):
+            raise QuorError("another thread's event came while the method ran, which was given up; its thread still runs it")
+    raise QuorError("other threads' events came first each time: the method was not called; say it again")
+
+
+def _is_given_up(thread):
+    """Whether the method that this thread was to run has begun. If not, the agent has taken the request back."""
+    record = hooks.record_of(thread)
+    return record is not None and int(record["invocation_state"]) == int(gdb.parse_and_eval("INVOKE_ABANDONED"))
 
 
 def _laid_out(words):

@@ -256,8 +256,8 @@ class AgentWorld(world.World):
         return found
 
     def invoke(self, method, reference, arguments):
-        if self._frame is None:
-            raise QuorError("a method is called in the thread of the stop; this stop has none")
+        if self._frame is None or self._frame.thread != hooks.thread_of_the_stop():
+            raise QuorError("a method is called in the thread of the Java stop, which is not the selected one, or there is none")
         words = [self._word(value) for value in arguments]
         clazz, identity = method.id
         outcome = invoke.run(self._frame.thread, None if method.static else reference_of(reference), clazz, identity,
