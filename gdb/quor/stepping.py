@@ -1,13 +1,13 @@
 """Stepping by lines: the thread's single steps are switched on, and those that nobody wants to see are dropped while gdb decides.
 
-A frame further in is not stepped through: its end is asked for (a frame pop), single steps are off until then. Frames are told apart
-by their addresses on the stack, which grows downwards: what is lower lies further in.
+A frame further in is not stepped through: its end is asked for (a frame pop), single steps are off until then. Frames are told
+apart by their addresses on the stack, which grows downwards: what is lower lies further in.
 """
 import fnmatch
 
 import gdb
 
-from quor import breaks, event_frame, hits, native_methods, show, stop_texts, thread_names
+from quor import breaks, event_frame, native_methods, show, stop_texts, thread_names
 from quor.agent import events, hooks, questions
 from quor.errors import QuorError
 

@@ -116,5 +116,5 @@ def _new(event, signature, readers):
     if kind in "L[":
         return readers.text.value(signature, event_frame.object_of(int(value["l"])), 0)
     member = value[_MEMBERS[kind]]
-    found = float(member) if kind in "FD" else bool(int(member)) if kind == "Z" else chr(int(member)) if kind == "C" else int(member)
-    return readers.text.value(kind, found, 0)
+    found = float(member) if kind in "FD" else int(member)
+    return readers.text.value(kind, {"Z": bool, "C": chr}.get(kind, lambda same: same)(found), 0)

@@ -95,7 +95,8 @@ def until_command(arguments, _from_tty):
             stops.remove(stop)
 
 
-@command("skip", group="Step", usage="[PATTERN|-d PATTERN]", examples=("java skip com.google.*", "java skip", "java skip -d java.*"))
+@command("skip", group="Step", usage="[PATTERN|-d PATTERN]",
+         examples=("java skip com.google.*", "java skip", "java skip -d java.*"))
 def skip_command(arguments, _from_tty):
     """java step does not go into methods of these classes (java.*, jdk.* and sun.* from the start); -d takes a pattern away."""
     words = arguments.split()

@@ -1,4 +1,5 @@
-"""java break, tbreak, catch, watch, rwatch, awatch, trace, info, delete, enable, disable, condition, ignore, commands: where the program stops."""
+"""Where the program stops: java break, tbreak, catch, watch, rwatch, awatch, trace; and java info, delete, enable, disable,
+condition, ignore, commands for what was set."""
 import gdb
 
 from quor import breaks, breakspec, catches, current_class, stops, watches
@@ -25,7 +26,8 @@ def numbers(_text="", _word=""):
 
 
 @command("break", group="Stop", usage=_BREAK_USAGE, complete=_places,
-         examples=("java break Shop:33", "java break com.shop.Shop.serve if amount > 3", "java break -thread clerk Shop.serve(Item, int)"))
+         examples=("java break Shop:33", "java break com.shop.Shop.serve if amount > 3",
+                   "java break -thread clerk Shop.serve(Item, int)"))
 def break_command(arguments, _from_tty):
     """Stops the program before a line or a method of a class runs.
 
@@ -193,7 +195,8 @@ def _one(what, arguments, usage):
     return stops.named(word), rest.strip()
 
 
-@command("condition", group="Stop", usage="Jn [EXPR]", complete=numbers, examples=("java condition J1 amount > 3", "java condition J1"))
+@command("condition", group="Stop", usage="Jn [EXPR]", complete=numbers,
+         examples=("java condition J1 amount > 3", "java condition J1"))
 def condition_command(arguments, _from_tty):
     """Stops only where the Java expression is true; without one, always again."""
     stop, text = _one("condition", arguments, "Jn [EXPR]")
