@@ -12,8 +12,9 @@ DEPTH = 12
 SETTINGS = ("set pagination off", "set confirm off", "set print thread-events off", "set print inferior-events off")
 # After the stop in Commands.stand, in this order. Those that this gdb/quor does not have are left out.
 COMMANDS = (("bt-first", "java bt"), ("bt-again", "java bt"), ("threads", "java threads"), ("deadlock", "java deadlock"),
-            ("toString", "java call item.toString()"), ("print", "java print item.amount"), ("completion", "complete java break Comm"),
-            ("binding", "java break Commands.main"), ("step", "java step"), ("next", "java next"), ("next-call", "java next"))
+            ("toString", "java call item.toString()"), ("print", "java print item.amount"),
+            ("completion", "complete java break Comm"), ("binding", "java break Commands.main"), ("step", "java step"),
+            ("next", "java next"), ("next-call", "java next"))
 
 
 def absent(error):

@@ -8,15 +8,15 @@ from .jvm import COMMON, figures, output_of
 ROOT = Path(__file__).resolve().parents[2]
 E2E = ROOT / "tests" / "e2e"
 FRONT = ROOT / "gdb" / "quor.py"
+GDB = ["gdb", "--batch", "-nx", "-q", "-iex", "set debuginfod enabled off", "-iex", "set auto-load off"]
 SCRIPTS = ROOT / "bench" / "gdb"
 
 
 def _run(jvm, script, request, environment, first=()):
     """Compiled modules are kept, as they are for a user, but apart from the sources."""
     (jvm.work / "request.json").write_text(json.dumps(request), encoding="utf-8")
-    return output_of(["gdb", "--batch", "-nx", "-q", "-iex", "set debuginfod enabled off", "-iex", "set auto-load off", *first, "-x",
-                      SCRIPTS / script], {**_without_bytecode_setting(), "PYTHONPYCACHEPREFIX": str(jvm.work / "pycache"), **environment},
-                     jvm.work)
+    variables = {**_without_bytecode_setting(), "PYTHONPYCACHEPREFIX": str(jvm.work / "pycache"), **environment}
+    return output_of([*GDB, *first, "-x", SCRIPTS / script], variables, jvm.work)
 
 
 def _without_bytecode_setting():
@@ -25,8 +25,8 @@ def _without_bytecode_setting():
 
 def run(jvm, script, request):
     """With the functions of the end-to-end cases; the figures that the program prints. `request` is the script's own."""
-    config = {"java": jvm.java, "options": COMMON, "agent_dir": str(jvm.build), "classes": str(jvm.classes), "output": "program.out",
-              "errors": "program.err"}
+    config = {"java": jvm.java, "options": COMMON, "agent_dir": str(jvm.build), "classes": str(jvm.classes),
+              "output": "program.out", "errors": "program.err"}
     output = jvm.work / "program.out"
     output.unlink(missing_ok=True)
     _run(jvm, script, request, {"QUOR_E2E": json.dumps(config)}, ("-ex", f"python import sys; sys.path.insert(0, {str(E2E)!r})"))

@@ -8,8 +8,8 @@ from .jvm import Failed, LIMIT, figures
 
 @contextlib.contextmanager
 def _process(command, **further):
-    process = subprocess.Popen(list(map(str, command)), stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                               **further)
+    process = subprocess.Popen(list(map(str, command)), stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                               text=True, **further)
     try:
         yield process
     finally:

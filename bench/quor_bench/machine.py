@@ -33,6 +33,7 @@ def sentence(machine):
 
 def jvm_version(java):
     """The full version and the pointer width of a java command."""
-    shown = subprocess.run([java, "-XshowSettings:properties", "-version"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                           check=True).stdout
-    return (re.search(r"java\.runtime\.version = (\S+)", shown).group(1), int(re.search(r"sun\.arch\.data\.model = (\d+)", shown).group(1)))
+    shown = subprocess.run([java, "-XshowSettings:properties", "-version"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                           text=True, check=True).stdout
+    width = re.search(r"sun\.arch\.data\.model = (\d+)", shown).group(1)
+    return re.search(r"java\.runtime\.version = (\S+)", shown).group(1), int(width)

@@ -18,7 +18,7 @@ def arguments(words):
     parser.add_argument("--client-java", default="", help="the java that runs the JDI client")
     parser.add_argument("--java", action="append", required=True, help="a JVM to measure on; may be given more than once")
     parser.add_argument("--effort", choices=EFFORTS, default="full")
-    parser.add_argument("--results", type=Path, required=True, help="the file that the figures go to; those of other pieces stay there")
+    parser.add_argument("--results", type=Path, required=True, help="the file of figures; those of other pieces stay there")
     parser.add_argument("--docs", type=Path, help="the folder whose page of figures is made anew afterwards")
     parser.add_argument("names", nargs="*", metavar="name", help=f"what to measure: {', '.join(PIECES)}")
     found = parser.parse_args(words)

@@ -3,8 +3,8 @@ from dataclasses import asdict, dataclass, field
 
 from . import turns
 
-KINDS = {"plain": "plain", "floor": "floor", "ours": "ours", "light": "ours, light", "jdk": "JDK's agent", "ptrace": "ours + ptrace debugger",
-         "gdb": "ours + gdb", "gdb-if": "ours + `java break ... if`", "gdb-commands": "gdb"}
+KINDS = {"plain": "plain", "floor": "floor", "ours": "ours", "light": "ours, light", "jdk": "JDK's agent",
+         "ptrace": "ours + ptrace debugger", "gdb": "ours + gdb", "gdb-if": "ours + `java break ... if`", "gdb-commands": "gdb"}
 
 
 @dataclass

@@ -16,10 +16,13 @@ By hand.
 MACHINE = {"cpu": "Some", "cores": 2, "memory": 24, "kernel": "6.1", "system": "Debian", "load": 0.1}
 
 
+def start(rows, *notes):
+    return Table("start", "Start", "ms", "", rows, notes=list(notes))
+
+
 def gathered():
     found = results.new(MACHINE, "x86-64")
-    results.add(found, SimpleNamespace(name="64-bit 17", version="17.0.1"), [Table("start", "Start", "ms", "", {"all": {"ours": [12]}},
-                                                                                  notes=["a note"])])
+    results.add(found, SimpleNamespace(name="64-bit 17", version="17.0.1"), [start({"all": {"ours": [12]}}, "a note")])
     return [found]
 
 
@@ -40,7 +43,7 @@ class Page(unittest.TestCase):
 
     def test_shows_the_note_of_a_table_without_rows_and_no_row(self):
         found = gathered()
-        results.add(found[0], SimpleNamespace(name="32-bit 17", version=""), [Table("start", "Start", "ms", "", {}, notes=["not here"])])
+        results.add(found[0], SimpleNamespace(name="32-bit 17", version=""), [start({}, "not here")])
         made = document.shown(found, "start")
         self.assertIn("32-bit 17: not here.", made)
         self.assertEqual(made.count("|---"), 3)
@@ -48,12 +51,12 @@ class Page(unittest.TestCase):
 
     def test_tells_of_how_many_runs_the_medians_are(self):
         found = gathered()
-        results.add(found[0], SimpleNamespace(name="64-bit 25", version=""), [Table("start", "Start", "ms", "", {"all": {"ours": [3, 4, 5]}})])
+        results.add(found[0], SimpleNamespace(name="64-bit 25", version=""), [start({"all": {"ours": [3, 4, 5]}})])
         self.assertIn("Start, ms; median of 1 or 3:", document.shown(found, "start"))
 
     def test_names_the_machine_and_the_versions(self):
-        self.assertEqual(document.machines(gathered()), "- `x86-64`: Some, 2 cores, 24 GB, Linux 6.1, Debian; load when the run began: 0.1; "
-                         "HotSpot 17.0.1.")
+        self.assertEqual(document.machines(gathered()), "- `x86-64`: Some, 2 cores, 24 GB, Linux 6.1, Debian; load when the run "
+                         "began: 0.1; HotSpot 17.0.1.")
 
     def test_without_the_marks_is_refused(self):
         with self.assertRaises(ValueError):

@@ -18,7 +18,8 @@ class Picture(unittest.TestCase):
         self.root = etree.fromstring(picture.draw([("64-bit 17 <&>", table()), ("64-bit 25", table())]))
 
     def places(self, colour):
-        return [(float(point.get("cx")), float(point.get("cy"))) for point in self.root.iter(SVG + "circle") if point.get("fill") == colour]
+        points = [point for point in self.root.iter(SVG + "circle") if point.get("fill") == colour]
+        return [(float(point.get("cx")), float(point.get("cy"))) for point in points]
 
     def test_is_well_formed_and_names_what_it_shows(self):
         self.assertEqual(self.root.tag, SVG + "svg")
