@@ -5,7 +5,7 @@ import time
 from harness import HERE, check, check_equal, gdb, note
 
 SOURCE = (HERE / "program" / "Stops.java").read_text().splitlines()
-LONG, SHORT, AGREEING, LOADERS = 10_000, 400, 10, 60
+LONG, SHORT, AGREEING, LOADERS = 10_000, 120, 10, 60
 PATH = f"java sourcepath {HERE / 'program'}"
 
 
