@@ -12,6 +12,7 @@ import signal
 
 import gdb
 
+from quor import states
 from quor.agent import calls, place
 from quor.errors import QuorError
 from quor.hotspot import objects, vm
@@ -254,7 +255,29 @@ def called():
         stack.enter_context(Quiet())
         if parked:
             stack.enter_context(parked)
+        stack.callback(_end_at_breakpoint)
         yield
+
+
+def _end_at_breakpoint():
+    """Through a gdbserver: has the agent thread's last stop be a breakpoint's. A call ends with a SIGSEGV on the stack, which gdb
+    takes for its breakpoint there, and which a gdbserver that detaches later would deliver. The system call goes on as before."""
+    agent = place.agent_thread()
+    if agent is None or not states.is_remote(gdb.selected_inferior()) or not place.is_waiting():
+        return
+    with place.Selection():
+        agent.switch()
+        gdb.newest_frame().select()
+        saved = [_Saved(name) for name in ("$pc", "$eflags", _result_register(), _system_call_register())]
+        try:
+            _stand_at(saved[0].number())
+        finally:
+            for each in saved:
+                each.put_back()
+
+
+def _result_register():
+    return "$rax" if gdb.lookup_type("void").pointer().sizeof == 8 else "$eax"
 
 
 def _parked(thread):

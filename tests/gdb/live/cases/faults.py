@@ -1,10 +1,12 @@
 """What goes wrong while the agent is asked at a native stop leaves the JVM alive where it can be: gdb killed at the stop, gdb ended
 in the middle of a question, another thread selected, the JVM gone under a question."""
 import json
+import shutil
 import signal
 import subprocess
 
 from harness import FRONT, GDB, HERE, LIMIT, SETTINGS, check, check_equal, end_session, environment, gdb, wait_until
+from remote import start_server
 
 SCRIPT = f"source {HERE}/inside/held.py"
 END_IT = "python gdb.flush(); os.kill(os.getpid(), {})"
@@ -77,7 +79,24 @@ def gone_under_a_question(jvm):
         check_equal(program.process.wait(LIMIT), 5, "the program's exit status")
 
 
+def through_gdbserver(jvm):
+    """A gdbserver that detaches does not deliver what gdb took for the end of a call."""
+    if shutil.which("gdbserver") is None:
+        return
+    with jvm.start_with_agent("Mix", "work") as program:
+        program.ready()
+        server, port = start_server(jvm, "--once", "--attach", "127.0.0.1:0", str(program.pid))
+        try:
+            texts = gdb(jvm, ["set sysroot /", f"target remote 127.0.0.1:{port}", SCRIPT, STOP, "continue", "python asked(2)", "detach"],
+                        arguments=[jvm.java])
+        finally:
+            end_session(server)
+        check('RESULT {"answers": [' in texts[5], f"the agent is asked: {texts[5]}")
+        check_lives(jvm, program, "detached through a gdbserver")
+
+
 def case(jvm):
+    through_gdbserver(jvm)
     killed(jvm)
     ended_in_a_question(jvm)
     in_another_thread(jvm)
