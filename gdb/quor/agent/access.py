@@ -65,6 +65,9 @@ def _require_agent():
     agent = place.agent_thread()
     if agent is None:
         raise QuorError("the agent is not in this process; see help java run")
+    if states.is_remote(gdb.selected_inferior()) and gdb.lookup_type("void").pointer().sizeof == 4:
+        # the system call that the agent thread waits in did not go on after _end_at_breakpoint
+        raise QuorError("through a gdbserver the agent of a 32-bit JVM can be asked at Java stops only; java attach leads to one")
     if not place.is_waiting() or java_state(agent) != "in native":
         raise QuorError("the agent is busy at this moment: continue, and stop again")
 
