@@ -1,6 +1,7 @@
 """What goes wrong while the agent is asked at a native stop leaves the JVM alive where it can be: gdb killed at the stop, gdb ended
 in the middle of a question, another thread selected, the JVM gone under a question."""
 import json
+import os
 import shutil
 import signal
 import subprocess
@@ -41,6 +42,7 @@ def killed(jvm):
         program.ready()
         status = gdb_that_ends(jvm, program.pid, [STOP, "continue", "python asked(2)", END_IT.format(9)])
         check_equal(status, -signal.SIGKILL, "gdb was killed")
+        os.kill(program.pid, signal.SIGCONT)  # a SIGSTOP by which gdb stopped a thread may be left, and stop them all
         check_equal((jvm.folder / "ended.log").read_text().count('RESULT {"answers": ['), 1, "the agent was asked before")
         check_lives(jvm, program, "gdb killed at a stop")
 
