@@ -7,7 +7,7 @@ import fnmatch
 
 import gdb
 
-from quor import breaks, event_frame, native_methods, show, stop_texts, thread_names
+from quor import breaks, event_frame, native_methods, show, stop_texts
 from quor.agent import events, hooks, questions
 from quor.errors import QuorError
 
@@ -307,13 +307,3 @@ def release():
     """The debugger leaves. At a hook."""
     disarm()
     _forget()
-
-
-def selected_handle():
-    """(handle in the agent's thread map, gdb's thread) of the selected thread."""
-    thread = gdb.selected_thread()
-    tid = int.from_bytes(thread.handle(), "little") if thread is not None else 0
-    handle = next((known for known, each in hooks.known_threads() if each == tid), 0)
-    if not handle:
-        raise QuorError(f"thread {thread.num} ({thread_names.name_of(thread)}) is no Java thread that can be stepped")
-    return handle

@@ -5,7 +5,7 @@ from collections import namedtuple
 import gdb
 
 from quor import codes
-from quor.agent import calls, hooks, place
+from quor.agent import calls, place, thread_map
 from quor.agent.calls import call, out, scratch, with_own_scratch
 from quor.errors import QuorError
 
@@ -53,7 +53,7 @@ def run(thread, reference, clazz, method, return_type, words, seconds=None):
 
 def _is_given_up(thread):
     """Whether the method that this thread was to run has begun. If not, the agent has taken the request back."""
-    record = hooks.record_of(thread)
+    record = thread_map.record_of(thread)
     return record is not None and int(record["invocation_state"]) == int(gdb.parse_and_eval("INVOKE_ABANDONED"))
 
 

@@ -4,7 +4,7 @@ from collections import namedtuple
 
 import gdb
 
-from quor.agent import access, calls, hooks, place, session
+from quor.agent import access, calls, place, session, thread_map
 from quor.agent.calls import call, out, out_of, out_text, text_of, with_own_scratch
 from quor.errors import QuorError
 
@@ -49,7 +49,7 @@ def _list_classes_anew():
 
 def thread_handle(thread):
     """The agent's handle of a gdb thread; a QuorError when it is no Java thread."""
-    handle = hooks.handle_of(thread)
+    handle = thread_map.handle_of(thread)
     if not handle:
         raise QuorError(f"thread {thread.num} is no Java thread that the agent knows; java threads lists them")
     return handle

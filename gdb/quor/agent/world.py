@@ -5,7 +5,7 @@ from collections import namedtuple
 
 import gdb
 
-from quor.agent import hooks, invoke, place, questions, session
+from quor.agent import hooks, invoke, place, questions, session, thread_map
 from quor.agent.calls import call, out, out_text, scratch, text_of, with_own_scratch
 from quor.agent.questions import ask
 from quor.errors import QuorError
@@ -40,7 +40,7 @@ class Place(namedtuple("Place", "thread depth clazz method location")):
 
 def place_of(thread, depth):
     """The Place of a frame of a gdb thread; `depth` counts its Java frames, 0 is the innermost."""
-    held = hooks.handle_of(thread)
+    held = thread_map.handle_of(thread)
     if not held:
         raise QuorError("this thread is not known to the agent")
     return Place(held, depth, *questions.frame(held, depth))

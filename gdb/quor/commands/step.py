@@ -2,7 +2,7 @@
 import gdb
 
 from quor import breaks, breakspec, current_class, stack, stepping, stops
-from quor.agent import session
+from quor.agent import questions, session
 from quor.commands import command, start
 from quor.errors import QuorError
 from quor.hotspot.javaframes import NATIVE
@@ -26,7 +26,7 @@ def _step(what, mode, arguments):
         raise QuorError("the thread is in native code: gdb's own stepi steps there, java finish goes back to Java")
     for _ in range(times):
         stop = session.stop_number()
-        stepping.run(lambda: stepping.Step(stepping.selected_handle(), mode, native))
+        stepping.run(lambda: stepping.Step(questions.thread_handle(gdb.selected_thread()), mode, native))
         if times == 1 or session.state() != "hook" or session.stop_number() == stop:
             return
         native = False
@@ -65,7 +65,7 @@ def finish_command(arguments, _from_tty):
         raise QuorError("java finish takes no arguments; java frame N selects the frame")
     native = _in_native()
     depth = 0 if native else _depth()
-    stepping.run(lambda: stepping.Step(stepping.selected_handle(), "finish", native, depth))
+    stepping.run(lambda: stepping.Step(questions.thread_handle(gdb.selected_thread()), "finish", native, depth))
 
 
 def _depth():
