@@ -4,7 +4,7 @@ from collections import namedtuple
 
 import gdb
 
-from quor import show, stack
+from quor import show, stack, stops
 from quor.agent import questions, session
 from quor.agent.world import AgentWorld, Handle, place_of
 from quor.errors import QuorError
@@ -56,21 +56,29 @@ def _in_a_world(how, expression):
 
 def evaluate_by_calls(text):
     """The Value of an expression, asked of the agent alone."""
-    with questions.asking("java call"):
-        return evaluator.evaluate(text, _agent_world())
+    return _asked("java call", evaluator.evaluate, text)
 
 
 def assign(text):
     """Does TARGET = VALUE; gives the new Value."""
-    with questions.asking("java set"):
-        return evaluator.assign(text, _agent_world())
+    return _asked("java set", evaluator.assign, text)
 
 
 def _through_the_agent(expression, how, error):
     if session.state() != "hook":
         raise QuorError(f"{error}; {session.ADVICE.get(session.state(), '')}".rstrip("; "))
-    with questions.asking("java print"):
-        return how(expression, _agent_world())
+    return _asked("java print", how, expression)
+
+
+def _asked(what, how, expression):
+    with questions.asking(what):
+        world = _agent_world()
+        try:
+            return how(expression, world)
+        finally:
+            if world.has_invoked:
+                questions.list_classes_anew()
+                stops.classes_listed_anew()
 
 
 def memory_world():

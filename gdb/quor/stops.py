@@ -238,6 +238,15 @@ def arrive():
         catch_up()
 
 
+def classes_listed_anew():
+    """The list of prepared classes was made afresh, in another order: all are offered again, which sets nothing twice. Where the
+    agent may be asked."""
+    _State.scanned, _State.key = 0, None
+    _Prepared.classes, _Prepared.array = [], None
+    if _State.stops:
+        catch_up()
+
+
 def release():
     """The debugger leaves: nothing of it stays in the VM."""
     with questions.asking("java detach"):

@@ -15,7 +15,7 @@ _END_SECONDS = 10  # for a call that was interrupted to come back: the agent loo
 _SYNCHRONOUS = 1
 _OVERTAKEN = 2  # the outcome's status
 _TRIES = 20  # for a request that other threads' events overtake: each time more of them wait and are hidden
-_BREAKPOINT = "JVMDI_EVENT_BREAKPOINT"
+_KEPT_OUT = ("JVMDI_EVENT_BREAKPOINT", "JVMDI_EVENT_CLASS_PREPARE")  # other threads meet these all the time
 
 
 class TooLong(QuorError):
@@ -79,16 +79,15 @@ def _limited(function, arguments, seconds):
 
 @contextlib.contextmanager
 def _others_hidden():
-    """Takes the threads that wait at events of theirs out of the agent's sight, and breakpoints out of the others' way; puts all
-    back, in order."""
+    """Takes the threads that wait at events of theirs out of the agent's sight, and breakpoints and prepared classes out of the
+    others' way; puts all back, in order. Afterwards the list of prepared classes lacks those of meanwhile."""
     head, end = (gdb.lookup_static_symbol(name) for name in ("event_queue", "event_queue_end"))
     if head is None or end is None:
         yield
         return
     head, end = head.value(), end.value()
     hidden, hidden_end = int(head), int(end)
-    kind = int(gdb.parse_and_eval(_BREAKPOINT))
-    call("agent_set_eventnotification", 0, 0, kind, 0)
+    _notify(0)
     _write(head, 0)
     try:
         yield
@@ -100,7 +99,12 @@ def _others_hidden():
             if not newer:
                 _write(end, hidden_end)
             _write(head, hidden)
-        call("agent_set_eventnotification", 0, 1, kind, 0)
+        _notify(1)
+
+
+def _notify(mode):
+    for name in _KEPT_OUT:
+        call("agent_set_eventnotification", 0, mode, int(gdb.parse_and_eval(name)), 0)
 
 
 def _write(variable, number):

@@ -57,10 +57,10 @@ def agent_thread():
     except QuorError:  # the process is ending
         return None
     for thread in threads:
-        if tid and _handle(thread) == tid:
+        if tid and native_id(thread) == tid:
             return thread
     named = [thread for thread in threads if thread.name == _NAME]
-    return named[0] if named and not any(_handle(thread) for thread in threads) else None
+    return named[0] if named and not any(native_id(thread) for thread in threads) else None
 
 
 def _tid():
@@ -68,10 +68,11 @@ def _tid():
     return int(value) % (1 << 8 * value.type.sizeof)
 
 
-def _handle(thread):
+def native_id(thread):
+    """What pthread_self() gives in a gdb thread; 0 when that is not known: a thread that begins or ends, no libthread_db."""
     try:
         return int.from_bytes(thread.handle(), "little")
-    except (gdb.error, NotImplementedError):  # no libthread_db for this process
+    except (RuntimeError, NotImplementedError):  # RuntimeError: also gdb.error
         return 0
 
 

@@ -34,14 +34,15 @@ def asking(what):
     try:
         with contextlib.nullcontext() if now == "hook" else access.held():
             if now == "loaded":
-                _list_classes_anew()
+                list_classes_anew()
             yield
     finally:
         calls.forget_last_signal()
 
 
-def _list_classes_anew():
-    """Until a debugger attaches the agent is not told of classes."""
+def list_classes_anew():
+    """Makes the list of prepared classes afresh, for what was prepared while the agent was not told of classes."""
+    _Prepared.key = None
     listed = place.global_value("prep_list").address
     call("PrepList_reset", listed)
     call("PrepList_seed", listed, call("getEnv"))

@@ -10,14 +10,14 @@ def thread_of(handle):
     if tid is None:
         return None
     for thread in gdb.selected_inferior().threads():
-        if int.from_bytes(thread.handle(), "little") == tid:
+        if place.native_id(thread) == tid:
             return thread
     return None
 
 
 def handle_of(thread):
     """The handle in the thread map of a gdb thread; 0 when the map does not hold it."""
-    tid = int.from_bytes(thread.handle(), "little")
+    tid = place.native_id(thread)
     return next((handle for handle, known in known_threads() if known == tid), 0)
 
 

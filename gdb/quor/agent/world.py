@@ -51,6 +51,7 @@ class AgentWorld(world.World):
 
     def __init__(self, frame, results=lambda name: None):
         self._frame, self._results = frame, results
+        self.has_invoked = False  # whether a method of the program has run
         self._classes = {}  # signature: handle of the class met last under it
         self._signatures = {}  # handle of a class: its signature
         self._fields, self._methods, self._above = {}, {}, {}  # by handle of a class
@@ -259,6 +260,7 @@ class AgentWorld(world.World):
         if self._frame is None or self._frame.thread != hooks.thread_of_the_stop():
             raise QuorError("a method is called in the thread of the Java stop, which is not the selected one, or there is none")
         words = [self._word(value) for value in arguments]
+        self.has_invoked = True
         clazz, identity = method.id
         outcome = invoke.run(self._frame.thread, None if method.static else reference_of(reference), clazz, identity,
                              method.returns[0], words)
