@@ -13,6 +13,8 @@ Outcome = namedtuple("Outcome", "exception word value")  # handles or 0; `value`
 LIMIT = 5  # seconds for a method
 _END_SECONDS = 10  # for a call that was interrupted to come back: the agent looks every two
 _SYNCHRONOUS = 1
+_WHERE_OTHERS_RUN = ("hook_method_entry", "hook_thread_stop")
+_WHILE, _WHILES = 3000, 10  # microseconds; how often at most
 _OVERTAKEN = 2  # the outcome's status
 _TRIES = 20  # for a request that other threads' events overtake: each time more of them wait and are hidden
 _KEPT_OUT = ("JVMDI_EVENT_BREAKPOINT", "JVMDI_EVENT_CLASS_PREPARE")  # other threads meet these all the time
@@ -48,7 +50,15 @@ def run(thread, reference, clazz, method, return_type, words, seconds=None):
             return Outcome(exception, int(value["l"]), value)
         if _is_given_up(thread):
             raise QuorError("another thread's event came while the method ran, which was given up; its thread still runs it")
+        if not _is_at_its_event():
+            raise QuorError("another thread's event came first, and this thread has gone on: continue to its next stop")
     raise QuorError("other threads' events came first each time: the method was not called; say it again")
+
+
+def _is_at_its_event():
+    """Whether the thread of the stop still waits at its event."""
+    pending = gdb.lookup_static_symbol("pending_notify_event")
+    return pending is None or int(pending.value()) != 0
 
 
 def _is_given_up(thread):
@@ -85,9 +95,10 @@ def _others_hidden():
     if head is None or end is None:
         yield
         return
+    _notify(0)
+    _let_others_arrive()
     head, end = head.value(), end.value()
     hidden, hidden_end = int(head), int(end)
-    _notify(0)
     _write(head, 0)
     try:
         yield
@@ -100,6 +111,27 @@ def _others_hidden():
                 _write(end, hidden_end)
             _write(head, hidden)
         _notify(1)
+
+
+def _let_others_arrive():
+    """Lets threads that are on the way into an event of theirs come to the queue: they would overtake the call. With nothing more
+    to meet on the way they are there soon; until none came in a while."""
+    held = place.hook() not in _WHERE_OTHERS_RUN
+    for _ in range(_WHILES):
+        before = _queue()
+        if held:
+            call("agent_resume_all", 0)
+        call("(int (*)(unsigned)) usleep", _WHILE)
+        if held:
+            call("agent_suspend_all", 0)
+        if _queue() == before:
+            return
+
+
+def _queue():
+    """The last of the threads that wait at events of theirs, by its entry; 0 when none does."""
+    head, end = (int(gdb.lookup_static_symbol(name).value()) for name in ("event_queue", "event_queue_end"))
+    return end if head else 0
 
 
 def _notify(mode):

@@ -62,15 +62,17 @@ def case(jvm):
     try:
         terminal.until(PROMPT, "the first prompt")
         terminal.say(f"source {FRONT}")
-        terminal.send("java thr\t\t")
-        both = terminal.until(r"threadgroups(.|\n)*threads", "Tab after java thr")
-        check("threads" in both, f"Tab lists the commands: {both}")
+        terminal.send("java deadl\t")
+        terminal.until(r"java deadlock ", "Tab completes a command")
+        terminal.send("\x15java thread\t\t\t")
+        terminal.until(r"threadgroups\s+threads", "Tab lists the commands")
         terminal.send("\x15")  # the line away
+        terminal.say("echo now\\n", r"\nnow\n\(gdb\) $")  # and all that was printed for it
         terminal.say("set pagination off")
         check("stands before its main" in terminal.say(jvm.java_run("Shop", 60000)), "java run says where the program stands")
         terminal.say("set pagination on")
         terminal.say("set height 10")
-        terminal.say("java classes ^java.util", r"--Type <RET> for more")
+        terminal.say("java classes ^java.util", r"without paging--")
         check("(gdb)" in terminal.say("q"), "the pager ends with q")
         terminal.say("set pagination off")
         terminal.say("java break Shop.serve if served > 3")
