@@ -206,6 +206,7 @@ TEST_P(Filters, OfExceptionsAreRefusedByAnAgentThatCannotSeeThem) {
     EXPECT_EQ(0, agent_clear_thrownexception_filter(NULL, ""));
     EXPECT_EQ(0, agent_clear_uncaughtexception_filter(NULL, (uintptr_t)clazz, (uintptr_t)bar.id()));
     EXPECT_EQ(0, agent_set_classload_filter(NULL, "Foo")) << "needs no exceptions";
+    EXPECT_EQ(0, agent_clear_classload_filter(NULL, "Foo"));
 }
 
 /* ---- Event notification ---- */
