@@ -26,10 +26,14 @@
 using sim::Value;
 
 /* Both lock orders are taken, never by two threads at once (agent_monitor.h). A signal is an outcome as any other. And a
- * thousand processes end in a sweep, none of which may sleep for a second first. */
+ * thousand processes end in a sweep, none of which may sleep for a second first, or look up a stack that nobody reads. */
 extern "C" const char* __tsan_default_options() {
     return "halt_on_error=1:detect_deadlocks=0:handle_segv=0:atexit_sleep_ms=0";
 }
+extern "C" const char* __asan_default_options() {
+    return "detect_leaks=0:detect_stack_use_after_return=1:strict_string_checks=1:handle_segv=0:symbolize=0";
+}
+extern "C" const char* __ubsan_default_options() { return "halt_on_error=1:print_stacktrace=0"; }
 
 namespace {
 
@@ -702,6 +706,11 @@ struct Child {
     }
 };
 
+/* A null pointer that is followed ends the process by SIGSEGV; the sanitizer of undefined behaviour tells it first. */
+bool followed_null(const sim::ChildResult& result) {
+    return result.signal == SIGSEGV || result.err.find("null pointer") != std::string::npos;
+}
+
 Told told(const sim::ChildResult& result) {
     Told run;
     std::string step;
@@ -719,6 +728,8 @@ Told told(const sim::ChildResult& result) {
     run.out = lines_of(result.out);
     if (result.timed_out)
         run.death = "hangs";
+    else if (followed_null(result))
+        run.death = "dies of signal " + std::to_string(SIGSEGV);
     else if (result.signal == SIGABRT)
         run.death = "aborts";
     else if (result.signal)
