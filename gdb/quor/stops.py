@@ -7,7 +7,7 @@ import functools
 
 import gdb
 
-from quor.agent import calls, hooks, place, questions, session
+from quor.agent import calls, class_list, hooks, place, questions, session
 from quor.errors import QuorError
 
 
@@ -120,7 +120,7 @@ def catch_up():
     calls.forget_scratch()
     while _Left.stops:
         _Left.stops.pop().unbind()
-    classes = prepared()
+    classes = class_list.prepared()
     fresh = _fresh(len(classes))
     for stop in list(_State.behind):
         _try(stop, stop.arm)
@@ -152,38 +152,6 @@ def _try(stop, work):
         calls.forget_scratch()
 
 
-# ---- The list of prepared classes ----
-
-class _Prepared:
-    classes = []  # (handle, signature, source file or None)
-    array = None
-
-
-def prepared():
-    """[(handle, signature, source file)] of the prepared classes, read from memory; only what came since the last time is."""
-    listed = place.global_value("prep_list")
-    count, array = int(listed["count"]), int(listed["array"])
-    record, word = listed["array"].type.target(), listed["array"].type.sizeof
-    inferior = gdb.selected_inferior()
-    key = inferior.num, inferior.pid
-    if _Prepared.array != key or count < len(_Prepared.classes):
-        _Prepared.classes = []
-    _Prepared.array = key
-    begin = len(_Prepared.classes)
-    if count > begin:
-        offset = {field.name: field.bitpos // 8 for field in record.fields()}
-        memory = inferior.read_memory(array + begin * record.sizeof, (count - begin) * record.sizeof).tobytes()
-        for at in range(0, len(memory), record.sizeof):
-            has_source = int.from_bytes(memory[at + offset["has_source"]:at + offset["has_source"] + 4], "little")
-            _Prepared.classes.append((int.from_bytes(memory[at:at + word], "little"), _text(memory, at + offset["signature"]),
-                                      _text(memory, at + offset["source_file"]) if has_source else None))
-    return _Prepared.classes
-
-
-def _text(memory, at):
-    return memory[at:memory.index(b"\0", at)].decode("utf-8", "replace")
-
-
 # ---- Classes that come ----
 
 class _Comes(hooks.Reason):
@@ -199,7 +167,7 @@ def _class_prepared(_event):
     """In stop(): memory alone is read."""
     if _State.behind or _Left.stops:
         return _Comes()
-    classes = prepared()
+    classes = class_list.prepared()
     fresh = classes[_fresh(len(classes)):]
     if any(stop.wants(signature, source) for _, signature, source in fresh for stop in _State.stops):
         return _Comes()
@@ -242,7 +210,7 @@ def classes_listed_anew():
     """The list of prepared classes was made afresh, in another order: all are offered again, which sets nothing twice. Where the
     agent may be asked."""
     _State.scanned, _State.key = 0, None
-    _Prepared.classes, _Prepared.array = [], None
+    class_list.forget()
     if _State.stops:
         catch_up()
 
@@ -261,7 +229,7 @@ def _forget(_event=None):
     _Left.stops.clear()
     _State.behind = set(_State.stops)
     _State.scanned, _State.key = 0, None
-    _Prepared.classes, _Prepared.array = [], None
+    class_list.forget()
 
 
 gdb.events.exited.connect(_forget)

@@ -4,7 +4,7 @@ from collections import namedtuple
 
 import gdb
 
-from quor.agent import access, calls, place, session, thread_map
+from quor.agent import access, calls, class_list, place, session, thread_map
 from quor.agent.calls import call, out, out_of, out_text, text_of, with_own_scratch
 from quor.errors import QuorError
 
@@ -42,7 +42,7 @@ def asking(what):
 
 def list_classes_anew():
     """Makes the list of prepared classes afresh, for what was prepared while the agent was not told of classes."""
-    _Prepared.key = None
+    class_list.forget()
     listed = place.global_value("prep_list").address
     call("PrepList_reset", listed)
     call("PrepList_seed", listed, call("getEnv"))
@@ -70,51 +70,9 @@ def _fetched(value):
 
 # ---- Classes ----
 
-class _Prepared:
-    """Signatures of the list of prepared classes, which only grows while its array and beginning stay."""
-    key = None
-    classes = []  # (handle, signature)
-
-
 def prepared_classes():
     """[(handle, signature)] of the classes prepared so far, read from memory without a call."""
-    inferior = gdb.selected_inferior()
-    listed = place.global_value("prep_list")
-    count, array = int(listed["count"]), int(listed["array"])
-    size, word = listed["array"].type.target().sizeof, listed["array"].type.sizeof
-    begin = len(_Prepared.classes) if _still_known(inferior, array, count, size, word) else 0
-    if begin == 0:
-        _Prepared.classes = []
-    if count > begin:
-        memory = inferior.read_memory(array + begin * size, (count - begin) * size).tobytes()
-        for at in range(0, len(memory), size):
-            _Prepared.classes.append(_class_at(memory, at, word))
-    _Prepared.key = inferior.num, inferior.pid
-    return list(_Prepared.classes)
-
-
-def _still_known(inferior, array, count, size, word):
-    known = _Prepared.classes
-    if not known or count < len(known) or _Prepared.key != (inferior.num, inferior.pid):
-        return False
-    last = (len(known) - 1) * size
-    return (_class_at(inferior.read_memory(array, size).tobytes(), 0, word) == known[0]
-            and _class_at(inferior.read_memory(array + last, size).tobytes(), 0, word) == known[-1])
-
-
-def _class_at(memory, at, word):
-    end = memory.index(b"\0", at + word)
-    return int.from_bytes(memory[at:at + word], "little"), memory[at + word:end].decode("utf-8", "replace")
-
-
-def newest_prepared():
-    """(handle, signature) of the class prepared last, read from memory; for listeners of hook_class_prepare."""
-    listed = place.global_value("prep_list")
-    count = int(listed["count"])
-    if not count:
-        return None
-    entry = listed["array"][count - 1]
-    return int(entry["clazz"]), entry["signature"].string("utf-8", "replace")
+    return [(each.handle, each.signature) for each in class_list.prepared()]
 
 
 def classes_named(signature):
