@@ -1,5 +1,5 @@
 """The stop round trip: from a breakpoint in a Java thread to the hook and back, all other threads suspended meanwhile."""
-from .. import gdb, jdi
+from .. import awake, gdb, jdi
 from ..jvm import Failed, figures, output_of
 from ..table import Goal, Table
 from ..turns import alternate
@@ -50,18 +50,25 @@ def with_condition(jvm, rows):
     return gdb.run_commands(jvm, "break_if.py", rows=rows)
 
 
+def agents(jvm):
+    """{kind: (function, which part of the stops)}"""
+    return {"floor": (floor, 1), "ours": (ours, 1), "ptrace": (ptrace, 1), **({"jdk": (jdks, 1)} if jvm.client_java else {})}
+
+
 def runs(jvm, effort):
-    """{kind: (function, which part of the stops)}: gdb stops every thread of the process one by one."""
-    kinds = {"floor": (floor, 1), "ours": (ours, 1), "ptrace": (ptrace, 1)}
-    if jvm.client_java:
-        kinds["jdk"] = (jdks, 1)
-    if effort.threads > 100:
-        kinds.update({"gdb": (with_gdb, 10), "gdb-if": (with_condition, 20)})
-    return kinds
+    """With gdb, which stops every thread of the process one by one."""
+    return {**agents(jvm), **({"gdb": (with_gdb, 10), "gdb-if": (with_condition, 20)} if effort.threads > 100 else {})}
+
+
+def by_turns(jvm, effort, kinds):
+    return alternate({kind: (lambda run=run, part=part: by_threads(run(jvm, schedule(effort, part))))
+                      for kind, (run, part) in kinds.items()}, effort.rounds)
 
 
 def measure(jvm, effort):
-    measures = {kind: (lambda run=run, part=part: by_threads(run(jvm, schedule(effort, part))))
-                for kind, (run, part) in runs(jvm, effort).items()}
     notes = [] if jvm.client_java else ["no JDK with the JDI here: the JDK's agent is not measured"]
-    return [Table(NAME, TITLE, "µs", "more threads", alternate(measures, effort.rounds), GOALS, notes)]
+    asleep = by_turns(jvm, effort, runs(jvm, effort))
+    with awake.processors():
+        kept_awake = by_turns(jvm, effort, agents(jvm))
+    return [Table(NAME, TITLE, "µs", "more threads", asleep, GOALS, notes),
+            Table(f"{NAME}.awake", f"{TITLE}, the processors kept awake", "µs", "more threads", kept_awake, GOALS, notes)]
