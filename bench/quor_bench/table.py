@@ -67,7 +67,8 @@ def limit_of(table, row_name, pair):
 
 
 def verdict(table, row_name, pair):
-    """A cell: the ratio (or the figure itself, for a goal without base), what it was to be at most, and whether it is more."""
+    """A cell: the ratio (or the figure itself, for a goal without base), what it was to be at most, and whether it is
+    more: undecided when the runs of one sitting differ by more than it is too much."""
     kind, base = pair
     row = table.rows[row_name]
     value = turns.ratio(row, kind, base) if base else turns.median(row[kind]) if row.get(kind) else None
@@ -77,7 +78,9 @@ def verdict(table, row_name, pair):
     shown = f"{value:.2f}" if base else number(value)
     if limit is None:
         return shown if base else ""
-    return f"{shown} (≤ {limit:g}" + (")" if value <= limit else ": missed)")
+    if value <= limit:
+        return f"{shown} (≤ {limit:g})"
+    return f"{shown} (≤ {limit:g}: {'undecided' if base and turns.overlap(row, kind, base, limit) else 'missed'})"
 
 
 def pair_title(pair):

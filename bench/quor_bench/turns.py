@@ -26,3 +26,16 @@ def ratio(row, kind, base):
     if not row.get(kind) or not row.get(base) or median(row[base]) <= 0:
         return None
     return median(row[kind]) / median(row[base])
+
+
+def middle(values):
+    """Where the middle half of the runs lies: (low, high)."""
+    if len(values) < 3:
+        return min(values), max(values)
+    low, _, high = statistics.quantiles(values, n=4, method="inclusive")
+    return low, high
+
+
+def overlap(row, kind, base, limit):
+    """Whether the middle half of the kind's runs reaches down to that of `limit` times the base."""
+    return middle(row[kind])[0] <= limit * middle(row[base])[1]

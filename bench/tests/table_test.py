@@ -33,6 +33,10 @@ class Goals(unittest.TestCase):
     def test_that_are_missed_say_so(self):
         self.assertEqual(self.last_cells(Goal("ours", "floor", 1.1))[1], "4.50 (≤ 1.1: missed)")
 
+    def test_that_are_missed_by_less_than_the_runs_differ_are_undecided(self):
+        self.assertEqual(self.last_cells(Goal("ours", "floor", 1.2))[0], "1.27 (≤ 1.2: undecided)")
+        self.assertEqual(self.last_cells(Goal("ours", "floor", 1.15))[0], "1.27 (≤ 1.15: missed)")
+
     def test_of_other_rows_leave_the_bare_ratio(self):
         self.assertEqual(self.last_cells(Goal("ours", "floor", 1.3, ["0"]))[1], "4.50")
 

@@ -34,5 +34,13 @@ class Ratios(unittest.TestCase):
         self.assertIsNone(turns.ratio(self.ROW, "ours", "nothing"))
 
 
+class Middles(unittest.TestCase):
+    def test_are_where_half_of_the_runs_lie(self):
+        self.assertEqual(turns.middle([1, 9, 3, 7, 5]), (3, 7))
+
+    def test_of_two_runs_are_both(self):
+        self.assertEqual(turns.middle([4, 2]), (2, 4))
+
+
 if __name__ == "__main__":
     unittest.main()
