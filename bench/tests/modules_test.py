@@ -24,6 +24,10 @@ class Output(unittest.TestCase):
         found = rows(run("URef_find/10/iterations:30"), run("URef_find/10/iterations:30", cpu_time=500))
         self.assertEqual(found, {"URef_find/10": {"ours": [1.5, 0.5]}})
 
+    def test_gives_what_was_measured_and_not_what_was_made_of_it(self):
+        found = rows(run("URef_find/10", run_type="iteration"), run("URef_find/10_mean", run_type="aggregate"))
+        self.assertEqual(found, {"URef_find/10": {"ours": [1.5]}})
+
     def test_of_a_benchmark_that_failed_is_an_error(self):
         with self.assertRaisesRegex(ValueError, "no such thread"):
             rows(run("x", error_occurred=True, error_message="no such thread"))

@@ -20,6 +20,8 @@ def rows_of(text):
     for run in json.loads(text)["benchmarks"]:
         if run.get("error_occurred"):
             raise ValueError(f"{run['name']}: {run['error_message']}")
+        if run.get("run_type") == "aggregate":
+            continue
         name = run["name"].split("/iterations")[0].replace("/real_time", "")
         rows.setdefault(name, {"ours": []})["ours"].append(microseconds(run))
     return rows
@@ -30,5 +32,5 @@ def measure(jvm, effort):
     if not program.exists():
         return [Table(NAME, TITLE, "µs", "function / records", {}, [], [ABSENT])]
     output = output_of([program, "--benchmark_format=json", f"--benchmark_min_time={0.2 * effort.share}",
-                        f"--benchmark_repetitions={effort.long_rounds}", "--benchmark_report_aggregates_only=false"])
+                        f"--benchmark_repetitions={effort.long_rounds}"])
     return [Table(NAME, TITLE, "µs", "function / records", rows_of(output))]
