@@ -12,6 +12,8 @@ from quor.agent import events, hooks, questions
 from quor.errors import QuorError
 
 _OPAQUE_FRAME, _DUPLICATE = 32, 40
+_NOT_POPPED = {31: "the VM itself called this frame: there is no call to go back to",
+               32: "this frame or its caller is native, or waits for a monitor: such a frame cannot be popped"}
 _INVOKES = (3, 5)  # lengths of the invoke bytecodes: a return goes on behind one
 SKIPPED = ["java/*", "jdk/*", "sun/*"]
 
@@ -74,7 +76,8 @@ class _Stray(hooks.Reason):
 class Step:
     """From where a thread stands to where the user sees it again. Made in questions.asking.
 
-    mode: "step" goes into calls, "next" over them, "stepi" one bytecode on, "finish" out of the frame at `depth`."""
+    mode: "step" goes into calls, "next" over them, "stepi" one bytecode on, "finish" out of the frame at `depth`, "pop" back to
+    the call of the innermost frame."""
 
     def __init__(self, thread, mode, native, depth=0):
         self.thread, self.mode = thread, mode
@@ -88,6 +91,8 @@ class Step:
         if self._finishing:
             self._ask_for_pop(depth)
         else:
+            if mode == "pop":
+                _pop(thread)
             _arm(thread, mode == "step")
 
     def _ask_for_pop(self, depth):
@@ -104,7 +109,7 @@ class Step:
         """The Reason to stop, or None, at a single step of the thread."""
         part = event.part("single_step")
         method, location = int(part["method"]), int(part["location"])
-        if self.mode == "stepi":
+        if self.mode in ("stepi", "pop"):
             return _Arrived(self, event)
         if self._finishing:
             return _Arrived(self, event, location - self._return_to in _INVOKES)
@@ -130,6 +135,15 @@ class Step:
         """At the entry of a method: native ones are not stepped through."""
         method = event_frame.method(event)
         return _IntoNative(self, event, method) if method.is_native and not is_skipped(method.klass) else None
+
+
+def _pop(thread):
+    """Has the VM pop the innermost frame. It does so when the thread runs on, and reports a single step at the call."""
+    try:
+        questions.ask("agent_popframe", thread)
+    except questions.Refused as error:
+        why = _NOT_POPPED.get(error.code)
+        raise QuorError(f"java pop: {why}" if why else str(error)) from None
 
 
 def ranges_of(table, location):

@@ -1,4 +1,4 @@
-"""java step, next, finish, until, stepi, skip: the way through a program, line by line."""
+"""java step, next, finish, until, stepi, skip, pop: the way through a program, line by line."""
 import gdb
 
 from quor import breaks, breakspec, current_class, stack, stepping, stops
@@ -10,18 +10,28 @@ from quor.hotspot.javaframes import NATIVE
 start.releases.append(stepping.release)
 
 
-def _in_native():
+def _in_native(what):
     """Whether the selected thread stands in native code that Java called."""
-    session.require("java step", "hook", "native")
+    innermost = _innermost(what)
+    return session.state() == "native" or _is_native(innermost)
+
+
+def _innermost(what):
+    """The selected thread's innermost JavaFrame."""
+    session.require(f"java {what}", "hook", "native")
     frames = stack.java_entries()
     if not frames:
         raise QuorError("the selected thread runs no Java method; java threads lists those that do")
-    return session.state() == "native" or frames[0].java.kind == NATIVE or frames[0].java.method.is_native
+    return frames[0].java
+
+
+def _is_native(java):
+    return java.kind == NATIVE or java.method.is_native
 
 
 def _step(what, mode, arguments):
     times = _count(what, arguments)
-    native = _in_native()
+    native = _in_native(what)
     if mode == "stepi" and native:
         raise QuorError("the thread is in native code: gdb's own stepi steps there, java finish goes back to Java")
     for _ in range(times):
@@ -63,7 +73,7 @@ def finish_command(arguments, _from_tty):
     """Runs until the selected Java frame is left, and tells what it returned. From native code: back into Java."""
     if arguments:
         raise QuorError("java finish takes no arguments; java frame N selects the frame")
-    native = _in_native()
+    native = _in_native("finish")
     depth = 0 if native else _depth()
     stepping.run(lambda: stepping.Step(questions.thread_handle(gdb.selected_thread()), "finish", native, depth))
 
@@ -72,6 +82,20 @@ def _depth():
     """How many Java frames lie further in than the selected one."""
     level = gdb.selected_frame().level()
     return sum(entry.number < level for entry in stack.java_entries())
+
+
+@command("pop", group="Change", states=("stopped",), examples=("java pop",))
+def pop_command(arguments, _from_tty):
+    """Takes the innermost Java frame of the selected thread back: it stands at the call again, which java step or continue repeats.
+
+    Nothing that the frame did is undone: fields, what was printed, arguments that it changed. Its finally blocks do not run. A
+    synchronized method gives its monitor back; a synchronized block in it does too. Native frames, frames that native code or the
+    VM called, and those that wait for a monitor cannot be popped. Other threads run for a moment meanwhile."""
+    if arguments:
+        raise QuorError("java pop takes no arguments: it pops the innermost frame of the selected thread")
+    if _is_native(_innermost("pop")):
+        raise QuorError("java pop: the thread is in native code, whose frames cannot be popped; java finish goes back to Java first")
+    stepping.run(lambda: stepping.Step(questions.thread_handle(gdb.selected_thread()), "pop", native=False))
 
 
 @command("until", group="Step", states=("stopped",), usage="LINE|CLASS:LINE", examples=("java until 40",))

@@ -12,7 +12,7 @@ SAMPLES = {
     "locks": "", "deadlock": "", "symbols": "", "break": "Shop:26", "tbreak": "Shop.clerk", "catch": "java.lang.Error",
     "watch": "Shop.closed", "rwatch": "Shop.closed", "awatch": "Shop.closed", "trace": "Shop.serve", "info": "", "disable": "J1",
     "enable": "J1", "condition": "J1 each == 3", "ignore": "J1 2", "commands": "J1 java bt", "skip": "", "interrupt": "nobody",
-    "stop": "nobody java.lang.Error", "suspend": "nobody", "resume": "nobody", "abort": "", "delete": "J1",
+    "stop": "nobody java.lang.Error", "suspend": "nobody", "resume": "nobody", "pop": "", "abort": "", "delete": "J1",
 }
 RUNNING = ("run", "attach", "detach", "continue", "step", "next", "stepi", "finish", "until")
 LONGEST = 200  # characters of a line that says why not

@@ -1,4 +1,4 @@
-"""java step, next, finish, until, stepi, skip: line by line, over and into calls, through exceptions and native code."""
+"""java step, next, finish, until, stepi, skip, pop: line by line, over and into calls, through exceptions and native code."""
 import re
 import time
 
@@ -86,6 +86,32 @@ def through_native(jvm):
     check("Java_Descent_through" in texts[4] and "lambda$between$" in texts[5], f"a step out of C into what it calls: {texts[5]}")
 
 
+def pops(jvm):
+    """A frame that is popped runs again from its call: with its arguments, with its monitor, after a throw too."""
+    texts = gdb(jvm, started(jvm, "FALL") + ["java pop", "java bt 1", "java step", "java print depth", "java finish", "java until " + str(line_of("GOOD")),
+                                            f"java tbreak Paces:{line_of('RETURN')}", "java continue", "java locks main", "java pop",
+                                            "java locks main", "java pop", "java continue"])
+    check_equal(places(texts[4]), [("main", line_of("FIRST"))], f"at the call: {texts[4]}")
+    check(f"Paces.main(String[]) (Paces.java:{line_of('FIRST')})" in texts[5], f"the frame is gone: {texts[5]}")
+    check_equal(places(texts[6]), [("fall", line_of("FALL") - 3)], "into it again")
+    check(texts[7].endswith("= 3"), f"its argument: {texts[7]}")
+    check("Value returned: 3" in texts[8], f"what it gives then: {texts[8]}")
+    check("holds monitor java.lang.Class" in texts[12], f"it holds its class's monitor: {texts[12]}")
+    check_equal(places(texts[13]), [("main", line_of("GOOD"))], f"out of a synchronized method: {texts[13]}")
+    check("No locks." in texts[14], f"its monitor is given back: {texts[14]}")
+    check_equal(texts[15], "java pop: the VM itself called this frame: there is no call to go back to", "main")
+    check("3finecaught1099511627779 1" in texts[16] and "exited with code 05" in texts[16], f"the program's own results: {texts[16]}")
+    texts = gdb(jvm, ["java catch IllegalArgumentException", PATH, jvm.java_run("Paces", 1), "java continue", "java pop", "java continue",
+                      "java pop", "java delete J1", "java step", "tbreak sched_yield", "java continue", "java pop", "java continue"])
+    for number in (4, 6):
+        check_equal(places(texts[number]), [("guarded", line_of("TRY"))], f"from a throw back to the call: {texts[number]}")
+    check("Java exception J1, Paces.refuse" in texts[5], f"it throws again: {texts[5]}")
+    check_equal(places(texts[8]), [("refuse", line_of("THROW") - 1)], "into it once more")
+    check_equal(texts[11], "java pop: the thread is in native code, whose frames cannot be popped; java finish goes back to Java first",
+                "in Thread.yield")
+    check("3finecaught1099511627779 1" in texts[12] and "exited with code 05" in texts[12], f"the program's own results: {texts[12]}")
+
+
 def many(jvm):
     """Steps through a loop with recursion in it, each at the line where it must be."""
     rounds = 120 if jvm.long else 12
@@ -118,5 +144,6 @@ def case(jvm):
     into_calls(jvm)
     through_native(jvm)
     beside_others(jvm)
+    pops(jvm)
     many(jvm)
     refusals(jvm)
