@@ -2,11 +2,11 @@
 import gdb
 
 from quor import stop_texts, stops, thread_names
-from quor.agent import hooks
+from quor.agent import hooks, settling
 from quor.errors import QuorError
 
 
-class Hit(hooks.Reason):
+class Hit(settling.Reason):
     """The stop of one Stop at one event. `extra()` gives further lines."""
 
     def __init__(self, stop, event, title, extra=None):
@@ -31,7 +31,7 @@ class Hit(hooks.Reason):
         return leave(self.stop)
 
 
-class _Together(hooks.Reason):
+class _Together(settling.Reason):
     """Several at one event: each that agrees is announced."""
 
     def __init__(self, reasons):

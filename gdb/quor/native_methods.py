@@ -2,7 +2,7 @@
 import gdb
 
 from quor import hits, names, show, thread_names
-from quor.agent import hooks, place
+from quor.agent import place, settling
 from quor.errors import QuorError
 from quor.hotspot import vm as vms
 
@@ -35,7 +35,7 @@ class NativeBreakpoint(gdb.Breakpoint):
     def __init__(self, stop, location, title):
         super().__init__(location, internal=True)
         self.silent = True
-        self.commands = hooks.COMMANDS
+        self.commands = settling.COMMANDS
         self._stop_wanted, self._title = stop, title
 
     def stop(self):
@@ -43,13 +43,13 @@ class NativeBreakpoint(gdb.Breakpoint):
         try:
             if not stop.enabled or not hits.is_of_thread(stop.thread, gdb.selected_thread()) or not hits.counts(stop):
                 return False
-            hooks.add_reason(_NativeHit(stop, self._title, gdb.selected_thread()))
+            settling.add_reason(_NativeHit(stop, self._title, gdb.selected_thread()))
         except Exception as error:  # in stop(): nothing may be raised
-            hooks.complain(f"J{stop.number}", error)
+            settling.complain(f"J{stop.number}", error)
         return True
 
 
-class _NativeHit(hooks.Reason):
+class _NativeHit(settling.Reason):
     def __init__(self, stop, title, thread):
         self._stop_wanted, self._title, self._thread = stop, title, thread
 
@@ -104,21 +104,21 @@ class _Registers(gdb.Breakpoint):
     def __init__(self, address, returned=False):
         super().__init__(f"*{address:#x}", internal=True, temporary=returned)
         self.silent = True
-        self.commands = hooks.COMMANDS
+        self.commands = settling.COMMANDS
         self._reason = _Returned if returned else _Called
 
     def stop(self):
-        hooks.add_reason(self._reason())
+        settling.add_reason(self._reason())
         return True
 
 
-class _Called(hooks.Reason):
+class _Called(settling.Reason):
     def passes(self):
         _Registers(int(gdb.parse_and_eval("*(unsigned long*)$sp")), returned=True)
         return True
 
 
-class _Returned(hooks.Reason):
+class _Returned(settling.Reason):
     def passes(self):
         _Watch.callback()
         return True

@@ -8,7 +8,7 @@ import fnmatch
 import gdb
 
 from quor import breaks, event_frame, native_methods, show, stop_texts
-from quor.agent import events, hooks, questions
+from quor.agent import events, hooks, questions, settling
 from quor.errors import QuorError
 
 _OPAQUE_FRAME, _DUPLICATE = 32, 40
@@ -59,7 +59,7 @@ def _forget(_event=None):
 gdb.events.exited.connect(_forget)
 
 
-class _Stray(hooks.Reason):
+class _Stray(settling.Reason):
     """An event of a step that is over: it was left on where the agent could not be asked."""
 
     def __init__(self, thread):
@@ -176,7 +176,7 @@ def _returned(frame):
         return None
 
 
-class _Leave(hooks.Reason):
+class _Leave(settling.Reason):
     """The thread stands in a frame that is not stepped through."""
 
     def __init__(self, step, base):
@@ -191,7 +191,7 @@ class _Leave(hooks.Reason):
         return True
 
 
-class _GoOn(hooks.Reason):
+class _GoOn(settling.Reason):
     """The frame is left: single steps again."""
 
     def __init__(self, step):
@@ -204,7 +204,7 @@ class _GoOn(hooks.Reason):
         return True
 
 
-class _Arrived(hooks.Reason):
+class _Arrived(settling.Reason):
     """The step is over. A breakpoint at this place is told with it, and not again when the thread runs on."""
 
     def __init__(self, step, event, returned=False):
@@ -226,7 +226,7 @@ class _Arrived(hooks.Reason):
         return self._hit.commands() if self._hit is not None else []
 
 
-class _IntoNative(hooks.Reason):
+class _IntoNative(settling.Reason):
     """A native method is entered: its C function stops the thread."""
 
     def __init__(self, step, event, method):
@@ -246,15 +246,15 @@ class _InNative(gdb.Breakpoint):
 
     def __init__(self, location, thread, method):
         super().__init__(location, internal=True, temporary=True)
-        self.silent, self.commands, self.thread = True, hooks.COMMANDS, thread.global_num
+        self.silent, self.commands, self.thread = True, settling.COMMANDS, thread.global_num
         self._text = f"{show.method(method.klass, method.name, method.signature)} <native>"
 
     def stop(self):
-        hooks.add_reason(_ArrivedInNative(self._text))
+        settling.add_reason(_ArrivedInNative(self._text))
         return True
 
 
-class _ArrivedInNative(hooks.Reason):
+class _ArrivedInNative(settling.Reason):
     def __init__(self, text):
         self._text = text
 
@@ -302,7 +302,7 @@ def run(make):
         _State.just_stopped = None
         _State.step = make()
     try:
-        hooks.resume()
+        settling.resume()
     finally:
         _State.step = None
         _end()

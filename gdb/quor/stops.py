@@ -7,7 +7,7 @@ import functools
 
 import gdb
 
-from quor.agent import calls, class_list, hooks, place, questions, session
+from quor.agent import calls, class_list, hooks, place, questions, session, settling
 from quor.errors import QuorError
 
 
@@ -154,7 +154,7 @@ def _try(stop, work):
 
 # ---- Classes that come ----
 
-class _Comes(hooks.Reason):
+class _Comes(settling.Reason):
     """A class that somebody wants has been prepared."""
 
     def passes(self):

@@ -5,7 +5,7 @@ import shlex
 import gdb
 
 from quor import signals
-from quor.agent import calls, hooks, place, session
+from quor.agent import calls, hooks, place, session, settling
 from quor.commands import command
 from quor.errors import QuorError
 
@@ -47,7 +47,7 @@ def _which(name):
     raise QuorError(f"java run: there is no program {name}; java run -java /path/to/java ... names one")
 
 
-class _FirstContact(hooks.Reason):
+class _FirstContact(settling.Reason):
     def announce(self):
         return None
 
@@ -155,7 +155,7 @@ arrivals = []  # functions that set what was asked for before; called at a hook,
 releases = []  # functions that clear what they set in the VM; called at a hook, before the agent lets go
 
 
-class _ControlC(hooks.Reason):
+class _ControlC(settling.Reason):
     def announce(self):
         return None
 
@@ -188,4 +188,4 @@ def continue_command(arguments, _from_tty):
     if arguments:
         gdb.execute(f"continue {arguments}")
     else:
-        hooks.resume()
+        settling.resume()

@@ -2,7 +2,7 @@
 import gdb
 
 from quor import breaks, breakspec, current_class, stack, stepping, stops
-from quor.agent import questions, session
+from quor.agent import questions, session, settling
 from quor.commands import command, start
 from quor.errors import QuorError
 from quor.hotspot.javaframes import NATIVE
@@ -113,7 +113,7 @@ def until_command(arguments, _from_tty):
     try:
         if not stop.places():
             raise QuorError(f"java until: {stop.reason}")
-        start.hooks.resume()
+        settling.resume()
     finally:
         if stop in stops.all_stops():
             stops.remove(stop)
