@@ -113,8 +113,10 @@ class Monitors:
             return False
         try:
             mark = self._memory.word(obj)
-            return (mark & _LOCK_BITS == 0 and low <= mark < high and self._memory.word(mark) & _LOCK_BITS == _UNLOCKED
-                    and self._heap.class_name(self._heap.klass(obj)).isprintable())
+            if mark & _LOCK_BITS or not low <= mark < high or self._memory.word(mark) & _LOCK_BITS != _UNLOCKED:
+                return False
+            name = self._heap.class_name(self._heap.klass(obj))
+            return name != "" and name.isprintable()
         except (QuorError, ValueError):
             return False
 
