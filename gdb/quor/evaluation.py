@@ -1,5 +1,6 @@
 """Expressions at the selected frame. What memory tells is read there, in every stopped state and in core files; method calls and
 changes go through the agent, at a hook."""
+import contextlib
 from collections import namedtuple
 
 import gdb
@@ -73,12 +74,19 @@ def _through_the_agent(expression, how, error):
 def _asked(what, how, expression):
     with questions.asking(what):
         world = _agent_world()
-        try:
+        with classes_kept(world):
             return how(expression, world)
-        finally:
-            if world.has_invoked:
-                questions.list_classes_anew()
-                stops.classes_listed_anew()
+
+
+@contextlib.contextmanager
+def classes_kept(world):
+    """A block in which an AgentWorld may call methods: what was prepared meanwhile is not lost."""
+    try:
+        yield
+    finally:
+        if world.has_invoked:
+            questions.list_classes_anew()
+            stops.classes_listed_anew()
 
 
 def memory_world():
@@ -90,7 +98,12 @@ def memory_world():
 
 def _agent_world():
     found = java_frame()
-    world = AgentWorld(place_of(gdb.selected_thread(), found[1]) if found else None, lambda name: _result_for(world, name))
+    return world_of(place_of(gdb.selected_thread(), found[1]) if found else None)
+
+
+def world_of(place):
+    """The AgentWorld of a Place, or of none."""
+    world = AgentWorld(place, lambda name: _result_for(world, name))
     return world
 
 

@@ -1,13 +1,12 @@
 """java thread, interrupt, stop, suspend, resume: one Java thread."""
 import gdb
 
-from quor import show, thread_names
+from quor import show, thread_names, throwables
 from quor.agent import access, calls, questions, session
 from quor.agent.questions import asking
 from quor.commands import classes, command, stack
 from quor.errors import QuorError
 
-_THROWABLE = "Ljava/lang/Throwable;"
 _UNCHANGED = {13: "it is not suspended", 14: "it is suspended already", 15: "it has not started, or has ended"}
 
 
@@ -64,26 +63,19 @@ def _thread_and_class(text):
 def stop_command(arguments, _from_tty):
     """Throws an exception of this class in a Java thread, wherever it is.
 
-    The exception is made without its constructor: it has neither message nor stack trace. A thread that waits in native code is
-    stopped when it comes back. The class is loaded if it is not."""
+    At a Java stop its constructor makes it, the one that takes nothing or the one that takes a String, in the thread of the stop,
+    and it gets the stack trace of the thread that throws it. Elsewhere it is made without: it has neither message nor stack
+    trace. A thread that waits in native code is stopped when it comes back; in the thread of a Java stop a method that is called
+    next would throw it, so continue first. The class is loaded if it is not."""
     text, name = _thread_and_class(arguments)
     thread = _named("stop", text)
     shown = _shown(thread)  # it may be gone at once
     with asking("java stop"):
-        _ask("stop", thread, "agent_stopthread", _new_exception(name))
+        made = throwables.new(_class(name), name, questions.thread_handle(thread))
+        _ask("stop", thread, "agent_stopthread", made.reference)
     gdb.write(f"{shown} throws {name}.\n")
-
-
-def _new_exception(name):
-    clazz = _class(name)
-    if not _is_throwable(clazz):
-        raise QuorError(f"java stop: {name} is no Throwable")
-    env = calls.call("getEnv")
-    made = int(calls.call(env["functions"]["AllocObject"], env, clazz))
-    if not made:
-        calls.call(env["functions"]["ExceptionClear"], env)
-        raise QuorError(f"java stop: no object of class {name} can be made")
-    return made
+    if made.lacks:
+        gdb.write(f"It was made without its constructor, so it has no message and no stack trace: {made.lacks}.\n")
 
 
 def _class(name):
@@ -94,13 +86,6 @@ def _class(name):
         if found is None:
             raise QuorError(f"java stop: there is no class {name}") from None
         return found.handle
-
-
-def _is_throwable(clazz):
-    known = questions.class_info(clazz)
-    while known is not None and known.signature != _THROWABLE:
-        known = questions.superclass(known.handle)
-    return known is not None
 
 
 @command("suspend", group="Change", states=("stopped",), usage="THREAD", complete=thread_names.words,

@@ -2,6 +2,8 @@
 import json
 import re
 
+import paces
+
 from harness import HERE, check, check_equal, gdb
 
 SCRIPT = f"source {HERE}/inside/held.py"
@@ -28,7 +30,8 @@ def at_a_native_breakpoint(jvm):
         "java suspend": r"java suspend: which thread\? Its number or name; java threads lists them",
         "java stop holder Deadlock": "java stop: Deadlock is no Throwable",
         "java stop holder": r"java stop: which thread, and which exception\? .*",
-        "java stop holder java.lang.IllegalStateException": rf"(?s).*{THREAD} throws java\.lang\.IllegalStateException\..*",
+        "java stop holder java.lang.IllegalStateException": rf"(?s).*{THREAD} throws java\.lang\.IllegalStateException\.\n"
+                                                         r"It was made without its constructor, .* only at a Java stop\.",
         "java abort": "java abort: no called function was interrupted",
     }
     arguments = jvm.command([], jvm.agent_option(), main="Deadlock")
@@ -39,6 +42,22 @@ def at_a_native_breakpoint(jvm):
     text = "\n".join(whole)
     check(re.search(r'Exception in thread "holder"', text) and "java.lang.IllegalStateException\n" in text, f"stopped: {text}")
     check("java.lang.InterruptedException" in text, f"interrupted: {text}")
+
+
+def throws(jvm):
+    """At a Java stop the exception comes from its constructor, with the stack trace of the thread that throws it."""
+    first = paces.line_of("FIRST")
+    texts = gdb(jvm, paces.started(jvm, "FIRST") + ["java stop beater java.lang.IllegalStateException",
+                                                    "java stop main java.util.UnknownFormatConversionException", "java continue"])
+    check_equal(len(texts[4].splitlines()), 1, f"by the constructor that takes nothing: {texts[4]}")
+    check("made without" not in texts[5], f"by the one that takes a String: {texts[5]}")
+    check(re.search(r'Exception in thread "beater" java\.lang\.IllegalStateException\n(\s+at .*\n)*\s+at (app//)?Paces\.beat\(',
+                    "\n".join(texts)), f"the stack trace of the thread that throws it: {texts[4:]}")
+    check(f"java.util.UnknownFormatConversionException: Conversion = 'thrown by the debugger'\n\tat Paces.main(Paces.java:{first})" in texts[6],
+          f"the message, and the stack trace of the thread of the stop: {texts[6]}")
+    texts = gdb(jvm, paces.started(jvm, "FIRST") + ["java stop main java.io.UncheckedIOException", "java stop main java.lang.Number", "kill"])
+    check("no constructor of it takes nothing or a String" in texts[4], f"neither: {texts[4]}")
+    check_equal(texts[5], "java stop: java.lang.Number is no Throwable", "a class that is none")
 
 
 def suspends(jvm):
@@ -75,5 +94,6 @@ def aborts(jvm):
 
 def case(jvm):
     at_a_native_breakpoint(jvm)
+    throws(jvm)
     suspends(jvm)
     aborts(jvm)
