@@ -1,6 +1,7 @@
 """The Java frame in which an event was raised, read from memory alone: its thread has left its last Java frame's address for the
 VM's own stack walks. Costs no unwinding, so it may be asked in a breakpoint's stop()."""
 from quor.errors import QuorError
+from quor.names import return_descriptor
 from quor.hotspot import objects
 from quor.hotspot import vm as vms
 from quor.hotspot.frames.registers import Registers
@@ -129,6 +130,11 @@ class EventFrame:
             return self.readers.text.value(signature, heap.load_full(self._sp))
         data = self.vm.memory.bytes(self._sp, 8)
         return self.readers.text.value(kind, heap_values.decoded(kind, data) if kind in "JD" else narrowed(kind, data[:4]))
+
+    def returned(self):
+        """The text of the value that the frame is about to return; None of void."""
+        signature = return_descriptor(self.method.signature)
+        return self.top_of_stack(signature) if signature != "V" else None
 
     def this(self):
         return None if self.method.is_static else self.local("this")

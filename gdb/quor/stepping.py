@@ -59,6 +59,10 @@ def _forget(_event=None):
 gdb.events.exited.connect(_forget)
 
 
+class _NoEnd(QuorError):
+    """The VM does not tell of this frame's end."""
+
+
 class _Stray(settling.Reason):
     """An event of a step that is over: it was left on where the agent could not be asked."""
 
@@ -76,28 +80,35 @@ class _Stray(settling.Reason):
 class Step:
     """From where a thread stands to where the user sees it again. Made in questions.asking.
 
-    mode: "step" goes into calls, "next" over them, "stepi" one bytecode on, "finish" out of the frame at `depth`, "pop" back to
-    the call of the innermost frame."""
+    mode: "step" goes into calls, "next" over them, "stepi" one bytecode on, "finish" out of the frame at `depth`,
+    "until" out of it too, if it ever ends while one waits for something else, "pop" back to the call of the innermost frame."""
 
     def __init__(self, thread, mode, native, depth=0):
         self.thread, self.mode = thread, mode
         self.popping = None  # what must pop before stepping goes on: the base of a frame, or its method when that is not known
         self.result = None  # what a frame that was finished gave
-        self._finishing, self._return_to = mode == "finish" and not native, None
+        self._finishing, self._return_to = mode == "until" or mode == "finish" and not native, None
         handle, self.method, location = questions.frame(thread, 0)
         self.base, self.ranges = event_frame.base_of(thread, native), []
         if not native:
             self.ranges = ranges_of(questions.lines(handle, self.method), location)
         if self._finishing:
-            self._ask_for_pop(depth)
+            self._leave(depth)
         else:
             if mode == "pop":
                 _pop(thread)
             _arm(thread, mode == "step")
 
+    def _leave(self, depth):
+        try:
+            self._ask_for_pop(depth)
+        except _NoEnd:
+            if self.mode != "until":
+                raise
+
     def _ask_for_pop(self, depth):
         if questions.frame_count(self.thread) <= depth + 1:
-            raise QuorError("this is the outermost Java frame; java continue runs on")
+            raise _NoEnd("this is the outermost Java frame; java continue runs on")
         _, _, invoke = questions.frame(self.thread, depth + 1)
         _, method, _ = questions.frame(self.thread, depth)
         _notify_pop(self.thread, depth)
@@ -112,7 +123,7 @@ class Step:
         if self.mode in ("stepi", "pop"):
             return _Arrived(self, event)
         if self._finishing:
-            return _Arrived(self, event, location - self._return_to in _INVOKES)
+            return _Arrived(self, event, self.mode == "finish" and location - self._return_to in _INVOKES)
         frame = event_frame.EventFrame(event)
         if self.base is None and method == self.method:
             self.base = frame.base  # it was a compiled frame
@@ -158,7 +169,7 @@ def _notify_pop(thread, depth):
         questions.ask("agent_notifyframepop", 0, thread, depth)
     except questions.Refused as error:
         if error.code == _OPAQUE_FRAME:
-            raise QuorError("this frame is native or the outermost: its end cannot be asked for") from None
+            raise _NoEnd("this frame is native or the outermost: its end cannot be asked for") from None
         if error.code != _DUPLICATE:
             raise
     _switch(events.FRAME_POP, True, 0)
@@ -167,11 +178,8 @@ def _notify_pop(thread, depth):
 
 def _returned(frame):
     """The value that an interpreted frame returns, as text: the interpreter keeps it on top of its stack. None of void."""
-    signature = frame.method.signature.rpartition(")")[2]
-    if signature == "V":
-        return None
     try:
-        return frame.top_of_stack(signature)
+        return frame.returned()
     except QuorError:
         return None
 

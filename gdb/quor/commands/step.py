@@ -2,7 +2,7 @@
 import gdb
 
 from quor import breaks, breakspec, current_class, stack, stepping, stops
-from quor.agent import questions, session, settling
+from quor.agent import questions, session
 from quor.commands import command, start
 from quor.errors import QuorError
 from quor.hotspot.javaframes import NATIVE
@@ -100,7 +100,9 @@ def pop_command(arguments, _from_tty):
 
 @command("until", group="Step", states=("stopped",), usage="LINE|CLASS:LINE", examples=("java until 40",))
 def until_command(arguments, _from_tty):
-    """Runs until this line of the current file is reached in the selected thread, or the program stops elsewhere."""
+    """Runs until the selected thread reaches this line of the current file, or the selected frame is left.
+
+    Other stops of the program end it too."""
     if not arguments:
         raise QuorError("java until: which line?")
     place = breakspec.break_place(arguments)
@@ -113,7 +115,8 @@ def until_command(arguments, _from_tty):
     try:
         if not stop.places():
             raise QuorError(f"java until: {stop.reason}")
-        settling.resume()
+        native, depth = _in_native("until"), _depth()
+        stepping.run(lambda: stepping.Step(questions.thread_handle(gdb.selected_thread()), "until", native, depth))
     finally:
         if stop in stops.all_stops():
             stops.remove(stop)
