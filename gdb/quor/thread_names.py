@@ -36,9 +36,15 @@ def find(text):
     raise QuorError(f"there is no thread {text}; java threads lists them")
 
 
-def words(_text="", _word=""):
-    """Names of the Java threads, for completion."""
+def words(text="", _word=""):
+    """Names of the Java threads, for completion; gdb's numbers where one is begun."""
     try:
-        return sorted(set(names().values()))
+        known = names()
     except (QuorError, gdb.error):
         return []
+    return [str(number) for number in sorted(known)] if text.strip().isdigit() else sorted(set(known.values()))
+
+
+def quoted_words(text):
+    """The same behind an option, where a name with blanks stands in quotes."""
+    return [f'"{name}"' if " " in name else name for name in words(text)]

@@ -43,7 +43,10 @@ class Command(gdb.Command):
     def complete(self, text, word):
         if self._complete is None:
             return gdb.COMPLETE_NONE
-        words = self._complete(text, word) if callable(self._complete) else self._complete
+        try:
+            words = self._complete(text, word) if callable(self._complete) else self._complete
+        except Exception:  # an error would be printed into the line that the user types
+            return []
         return completions(words, text, word)
 
 
@@ -61,11 +64,15 @@ class _Prefix(gdb.Command):
 
 
 def completions(words, text, word):
-    """Of these words those that go on from `text`, cut as gdb wants them: from where `word` begins."""
+    """Of these words those that go on from `text`, cut as gdb wants them: from where `word` begins. A word may have blanks in it:
+    it goes on from as much of the text's end as it can."""
     stands_before = len(text) - len(word) if text.endswith(word) else 0
-    typed = text[text.rfind(" ") + 1:]
-    cut = max(0, len(typed) - (len(text) - stands_before))
-    return [candidate[cut:] for candidate in words if candidate.startswith(typed)]
+    first = len(text) - len(text.lstrip())
+    for start in [first] + [at + 1 for at in range(first, len(text)) if text[at] == " "]:
+        found = [candidate for candidate in words if candidate.startswith(text[start:])]
+        if found:
+            return [candidate[max(0, stands_before - start):] for candidate in found]
+    return []
 
 
 def _help(function, name, usage, examples):

@@ -36,7 +36,13 @@ class _Wanted:
             raise QuorError(f"java bt: {word}? It takes {_USAGE}")
 
 
-@command("bt", group="Look", states=("stopped", "core"), usage=_USAGE, complete=("-native", "-locals", "-full", "thread", "all"),
+def _words(text, _word):
+    """For completion: options; behind `thread` the threads."""
+    _, behind, typed = text.rpartition("thread ")
+    return thread_names.words(typed) + ["all"] if behind else ["-native", "-locals", "-full", "thread", "all"]
+
+
+@command("bt", group="Look", states=("stopped", "core"), usage=_USAGE, complete=_words,
          examples=("java bt", "java bt -locals 5", "java bt thread all"))
 def bt_command(arguments, _from_tty):
     """The stack: native and Java frames in one list, numbered as gdb numbers them.

@@ -1,8 +1,10 @@
 """Where the program stops: java break, tbreak, catch, watch, rwatch, awatch, trace; and java info, delete, enable, disable,
 condition, ignore, commands for what was set."""
+import re
+
 import gdb
 
-from quor import breaks, breakspec, catches, current_class, stops, watches
+from quor import breaks, breakspec, catches, completion, current_class, stops, thread_names, watches
 from quor.agent import session
 from quor.commands import command, start
 from quor.commands.classes import class_names
@@ -12,10 +14,19 @@ from quor.errors import QuorError
 _BREAK_USAGE = "[-t] [-thread T] [-native] CLASS:LINE|CLASS.METHOD[(TYPES)]|LINE [if EXPR]"
 
 
+_BEHIND_THREAD = re.compile(r'-thread\s+("[^"]*|\S*)\Z')
+
+
 def _places(text, word):
-    """For completion: classes, and behind a class's name its methods."""
+    """For completion: classes, and behind a class's name its methods; threads behind -thread; expressions behind `if`."""
+    thread, condition = _BEHIND_THREAD.search(text), text.rfind(" if ")
+    if thread:
+        return thread_names.quoted_words(thread.group(1))
+    if condition >= 0:
+        begun = condition + len(" if ")
+        return [text[:begun].lstrip() + each for each in completion.of_expression(text[begun:])]
     typed = text[text.rfind(" ") + 1:]
-    found = class_names()
+    found = class_names() + ["-t", "-thread", "-native"] * typed.startswith("-")
     owner = typed.rpartition(".")[0]
     return found + ([f"{owner}.{name}" for name in current_class.method_names(owner)] if owner in found else [])
 
@@ -79,13 +90,20 @@ def _why(stop):
     return stop.reason
 
 
-@command("catch", group="Stop", usage="[caught|uncaught|all] [CLASS] [-exact]", complete=class_names,
+def _exceptions(text, word):
+    """For completion: classes, without their packages too, and what stands before and behind one."""
+    found = class_names()
+    return [*found, *{name.rpartition(".")[2] for name in found}, "caught", "uncaught", "all", "-exact"]
+
+
+@command("catch", group="Stop", usage="[caught|uncaught|all] [CLASS] [-exact]", complete=_exceptions,
          examples=("java catch IllegalStateException", "java catch uncaught java.lang.Throwable", "java catch all"))
 def catch_command(arguments, _from_tty):
     """Stops where an exception of a class is thrown: the thread stands there still, with all its frames.
 
     Subclasses count, unless -exact. caught: only those that some Java method of the thread catches; uncaught: only those that
-    none does. A name without a package is of any. Each throw of the program costs some milliseconds meanwhile."""
+    none does. A name without a package is of any. Each throw of the program costs some milliseconds meanwhile; with -exact, or
+    when the class is final, each throw of this class."""
     told(stops.add(catches.Catch(breakspec.catch_spec(arguments))))
 
 
@@ -125,7 +143,9 @@ def awatch_command(arguments, _from_tty):
 
 @command("trace", group="Stop", usage="CLASS.METHOD[(TYPES)] [if EXPR]", complete=_places, examples=("java trace Shop.serve",))
 def trace_command(arguments, _from_tty):
-    """Tells of each call of a method, with its arguments, without a stop."""
+    """Tells of each call of a method, with its arguments, and of what it returns, without a stop.
+
+    An exception that leaves the method is no return. With `if` the condition is judged at the call and again at the return."""
     spec = breakspec.break_spec(arguments)
     if spec.native or not isinstance(spec.place, breakspec.MethodPlace):
         raise QuorError("java trace: it takes CLASS.METHOD or CLASS.METHOD(TYPES)")

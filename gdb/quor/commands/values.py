@@ -1,7 +1,7 @@
 """java print, set, call, dump, and $java(): values of Java expressions."""
 import gdb
 
-from quor import evaluation, show
+from quor import completion, evaluation, show
 from quor.commands import command
 from quor.errors import QuorError
 
@@ -17,7 +17,7 @@ def _print(value, text, depth=1, limits=None):
     gdb.write(f"{evaluation.keep(value, text)} = {shown}\n")
 
 
-@command("print", group="Look", states=("stopped", "core"), usage="EXPR", complete=lambda text, word: _names(),
+@command("print", group="Look", states=("stopped", "core"), usage="EXPR", complete=completion.of_expression,
          examples=("java print order.amount * 2", "java print items[0]", "java print Shop.served", "java print $j1.name"))
 def print_command(arguments, _from_tty):
     """The value of a Java expression at the selected frame; it is kept as $j1, $j2...
@@ -27,7 +27,7 @@ def print_command(arguments, _from_tty):
     _print(evaluation.evaluate(_required("java print", arguments)), arguments)
 
 
-@command("call", group="Change", states=("stopped",), usage="EXPR", complete=lambda text, word: _names(),
+@command("call", group="Change", states=("stopped",), usage="EXPR", complete=completion.of_expression,
          examples=("java call order.price(10)", "java call item.toString()"))
 def call_command(arguments, _from_tty):
     """Evaluates an expression that calls methods, in the thread of a Java stop. All Java threads run meanwhile; a method that does
@@ -35,14 +35,14 @@ def call_command(arguments, _from_tty):
     _print(evaluation.evaluate_by_calls(_required("java call", arguments)), arguments)
 
 
-@command("set", group="Change", states=("stopped",), usage="EXPR = VALUE", complete=lambda text, word: _names(),
+@command("set", group="Change", states=("stopped",), usage="EXPR = VALUE", complete=completion.of_expression,
          examples=("java set amount = 5", "java set this.items[0] = null"))
 def set_command(arguments, _from_tty):
     """Changes a local, a field or an array element."""
     _print(evaluation.assign(_required("java set", arguments)), arguments.partition("=")[0].strip())
 
 
-@command("dump", group="Look", states=("stopped", "core"), usage="[-all] EXPR", complete=lambda text, word: _names(),
+@command("dump", group="Look", states=("stopped", "core"), usage="[-all] EXPR", complete=completion.of_expression,
          examples=("java dump this", "java dump -all items"))
 def dump_command(arguments, _from_tty):
     """An object with its fields and theirs; -all: deeper, and all elements and characters."""
@@ -55,15 +55,6 @@ def _required(what, arguments):
     if not arguments:
         raise QuorError(f"{what}: which expression?")
     return arguments
-
-
-def _names():
-    """Names of the frame's locals, for completion."""
-    try:
-        found = evaluation.java_frame()
-        return [local.name for local in evaluation.locals_of(found[0])] if found else []
-    except (QuorError, gdb.error):
-        return []
 
 
 class _JavaFunction(gdb.Function):
