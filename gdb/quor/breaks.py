@@ -1,7 +1,7 @@
 """Java breakpoints: on a line, on a method; on the C function of a native method."""
 import gdb
 
-from quor import breakspec, hits, names, native_methods, stop_texts, stops
+from quor import breakspec, bytecodes, hits, names, native_methods, stop_texts, stops
 from quor.agent import hooks, questions
 
 _DUPLICATE, _NOT_FOUND = 40, 41
@@ -20,7 +20,7 @@ class Breakpoint(stops.Stop):
     def __init__(self, spec, condition=None):
         super().__init__(condition, spec.thread, spec.temporary)
         self.spec = spec
-        self.bound = {}  # (method, location): text of the place
+        self.bound = {}  # (method, location): text of the place, None of one that is not shown
         self._lines = set()  # of the classes that it was offered, when it is on a line
         self.natives = {}  # method: (text of the place, the gdb.Breakpoint on its C function)
         self._unlinked = {}  # native methods without a C function yet: {method: (questions.Method, the class's internal name)}
@@ -30,7 +30,7 @@ class Breakpoint(stops.Stop):
         return options + str(self.spec.place)
 
     def places(self):
-        return list(self.bound.values()) + [text for text, _ in self.natives.values()]
+        return [text for text in self.bound.values() if text] + [text for text, _ in self.natives.values()]
 
     def reason_at(self, event):
         """The Reason to stop at an event at one of its places, or None. In stop()."""
@@ -88,19 +88,22 @@ class Breakpoint(stops.Stop):
         return "the method is not native" if self.spec.native else "the method is abstract"
 
     def _set(self, handle, method, location, signature, line):
-        key = method.id, location
+        where = f":{line}" if line is not None else ""
+        text = f"{names.class_name(signature[1:-1])}.{method.name}({names.parameter_text(method.signature)}){where}"
+        self._set_at(handle, (method.id, location), text)
+
+    def _set_at(self, handle, key, text):
         known = _Set.places.get(key)
         if known is None:
             try:
-                questions.ask("agent_set_breakpoint", handle, method.id, location)
+                questions.ask("agent_set_breakpoint", handle, *key)
             except questions.Refused as error:
                 if error.code != _DUPLICATE:
                     raise
             known = _Set.places[key] = [handle, []]
         if self not in known[1]:
             known[1].append(self)
-        where = f":{line}" if line is not None else ""
-        self.bound[key] = f"{names.class_name(signature[1:-1])}.{method.name}({names.parameter_text(method.signature)}){where}"
+        self.bound[key] = self.bound.get(key) or text
         hooks.listen("hook_bpt", _breakpoint_hit)
 
     def _set_native(self, method, klass):
@@ -202,13 +205,40 @@ gdb.events.new_objfile.connect(_link)
 # ---- Hits ----
 
 class Trace(Breakpoint):
-    """Tells of each call of a method, with its arguments, and stops nobody."""
+    """Tells of each call of a method, with its arguments, and of what it returns; stops nobody."""
     kind = "trace"
 
+    def __init__(self, spec, condition=None):
+        super().__init__(spec, condition)
+        self._returns = set()  # (method, location)
+
+    def _set(self, handle, method, location, signature, line):
+        super()._set(handle, method, location, signature, line)
+        for at in bytecodes.returns(questions.bytecodes(handle, method.id)):
+            self._returns.add((method.id, at))
+            self._set_at(handle, (method.id, at), None)
+
+    def forget(self):
+        super().forget()
+        self._returns.clear()
+
     def reason_at(self, event):
+        part = event.part("breakpoint")
+        place = int(part["method"]), int(part["location"])
+        if self.bound[place]:
+            self._tell_call(event)
+        if place in self._returns:
+            self._tell_return(event)
+        return None
+
+    def _tell_call(self, event):
         if hits.judged(self, event, hits.Hit(self, event, "")) is not None:
             gdb.write(f"J{self.number}: {stop_texts.call(event)}\n")
-        return None
+
+    def _tell_return(self, event):
+        """Not counted: hits are calls."""
+        if hits.is_meant(self, event):
+            gdb.write(f"J{self.number}: {stop_texts.returned(event)}\n")
 
 
 def was_told(_event):

@@ -62,7 +62,7 @@ def together(reasons):
 
 def judged(stop, event, reason):
     """The reason if the stop wants this event, else None. In stop(): memory alone is read."""
-    if not stop.enabled or not is_of_thread(stop.thread, hooks.event_thread(event) if stop.thread is not None else None):
+    if not _is_open(stop, event):
         return None
     if stop.condition is not None:
         verdict = stop.condition.holds(event)
@@ -70,6 +70,15 @@ def judged(stop, event, reason):
         if reason.undecided or not verdict:
             return reason if reason.undecided else None
     return reason if counts(stop) else None
+
+
+def _is_open(stop, event):
+    return stop.enabled and is_of_thread(stop.thread, hooks.event_thread(event) if stop.thread is not None else None)
+
+
+def is_meant(stop, event):
+    """Whether the stop is enabled, and thread and condition agree as far as memory tells. In stop()."""
+    return _is_open(stop, event) and (stop.condition is None or bool(stop.condition.holds(event)))
 
 
 def counts(stop):

@@ -37,6 +37,13 @@ def call(event):
     return f"{names.class_name(frame.method.klass)}.{frame.method.name}({', '.join(shown)}), {thread(event)}"
 
 
+def returned(event):
+    """Shop.serve returned 6, thread 22 "clerk": at an instruction that returns, read from memory."""
+    frame = event_frame.EventFrame(event)
+    value = frame.returned()
+    return f"{names.class_name(frame.method.klass)}.{frame.method.name} returned{f' {value}' if value is not None else ''}, {thread(event)}"
+
+
 def hit(title, event, extra=None):
     """Java breakpoint J3, Shop.serve (Shop.java:33), thread 22 "pool-1-thread-4", and what else there is to see."""
     place, source = where(event)

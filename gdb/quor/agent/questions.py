@@ -110,6 +110,14 @@ def superclass(handle):
 
 
 @with_own_scratch
+def class_modifiers(handle):
+    """The access flags of a class."""
+    modifiers = out("jint")
+    jvmti("GetClassModifiers", handle, modifiers)
+    return int(modifiers.dereference())
+
+
+@with_own_scratch
 def object_class(reference):
     """The handle of an object's class."""
     clazz = out("jclass")
@@ -171,6 +179,14 @@ def lines(handle, method):
     entries = table.dereference()
     return sorted((int(entries[i]["start_location"]), int(entries[i]["line_number"]))
                   for i in range(int(count.dereference())))
+
+
+@with_own_scratch
+def bytecodes(handle, method):
+    """The bytecodes of a method that is neither native nor abstract, as its class file has them."""
+    count, table = out("jint"), out_of(gdb.lookup_type("unsigned char").pointer())
+    ask("agent_get_bytecodes", handle, method, count, table)
+    return gdb.selected_inferior().read_memory(int(table.dereference()), int(count.dereference())).tobytes()
 
 
 @with_own_scratch

@@ -28,6 +28,16 @@ def catches(jvm):
         check("exited with code 05" in texts[3], f"java catch {spec}: the program comes to its end: {texts[3]}")
 
 
+def catches_exactly(jvm):
+    """By the exact class, and by a final one, the program stops for no other throw, not even for gdb alone."""
+    count = "python from quor.agent import hooks; thrown = []; hooks.listen('hook_exception_thrown', lambda event: thrown.append(event))"
+    for spec, expected in (("java.lang.RuntimeException -exact", 0), ("Stops$Last", 1), ("Last -exact", 1)):
+        texts = gdb(jvm, [f"java catch {spec}", "java commands J1 java continue", jvm.java_run("Stops", 1, 0, "throw"), count,
+                          "java continue", "python print(len(thrown))"])
+        check_equal(len(heads(texts[4], "exception")), expected, f"the stops of java catch {spec}: {texts[4]}")
+        check_equal(int(texts[5]), expected, f"the throws for which java catch {spec} stopped the program for gdb")
+
+
 def watched(jvm):
     """Writes with the old and the new value, reads with the value; with a condition; nothing after the deletion."""
     run = jvm.java_run("Paces", 1)
@@ -53,15 +63,23 @@ def traced(jvm):
     texts = gdb(jvm, ["java trace Stops.overloaded", "java trace Stops.often if round > 1", jvm.java_run("Stops", 4, 0),
                       "java continue", "java trace Stops:3"])
     found = re.findall(r"^(J\d): (.*), thread \d+ \"(.*)\"$", texts[3], re.MULTILINE)
-    check_equal(found[:3], [("J1", "Stops.overloaded(number=4)", "main"), ("J1", 'Stops.overloaded(text="four")', "main"),
-                            ("J1", "Stops.overloaded(number=5)", "worker")], "the first calls")
-    check_equal([text for _, text, _ in found[3:]], [f'Stops.often(round={n}, name="n{n}", wide={n << 32}, odd={str(n % 2 == 1).lower()})'
-                                                     for n in (2, 3)], "those with a condition")
+    returned = "Stops.overloaded returned"
+    check_equal(found[:6], [("J1", "Stops.overloaded(number=4)", "main"), ("J1", returned, "main"),
+                            ("J1", 'Stops.overloaded(text="four")', "main"), ("J1", returned, "main"),
+                            ("J1", "Stops.overloaded(number=5)", "worker"), ("J1", returned, "worker")], "the first calls")
+    expected = [text for n in (2, 3) for text in
+                (f'Stops.often(round={n}, name="n{n}", wide={n << 32}, odd={str(n % 2 == 1).lower()})', f"Stops.often returned {n + 2}")]
+    check_equal([text for _, text, _ in found[6:]], expected, "those with a condition")
     check("exited with code 011" in texts[3], f"without a stop: {texts[3]}")
     check_equal(len(texts[4].splitlines()), 1, f"an error of one line: {texts[4]}")
+    texts = gdb(jvm, ["java trace Paces.guarded", "java trace Paces.wide", jvm.java_run("Paces", 1), "java continue"])
+    check_equal(re.findall(r"^J\d: (Paces\..*), thread", texts[3], re.MULTILINE),
+                ["Paces.guarded(number=1)", 'Paces.guarded returned "fine"', "Paces.guarded(number=-1)", 'Paces.guarded returned "caught"',
+                 "Paces.wide(number=3)", "Paces.wide returned 1099511627779"], "objects, longs, and several places that return")
 
 
 def case(jvm):
     catches(jvm)
+    catches_exactly(jvm)
     watched(jvm)
     traced(jvm)

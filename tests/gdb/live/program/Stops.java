@@ -14,6 +14,21 @@ public class Stops {
         }
     }
 
+    static final class Last extends RuntimeException {
+    }
+
+    static void thrown() {
+        try {
+            throw new Last();
+        } catch (RuntimeException last) {
+            try {
+                Integer.parseInt("last");
+            } catch (NumberFormatException none) {
+                System.out.println("thrown");
+            }
+        }
+    }
+
     /** Loaded by as many loaders as wanted. */
     static class Loaded {
         static final int VALUE;
@@ -95,7 +110,7 @@ public class Stops {
         System.out.println("loaded " + sum);
     }
 
-    /** ROUNDS LOADERS: how often `often` is called, how many loaders load a class. */
+    /** ROUNDS LOADERS [throw]: how often `often` is called, how many loaders load a class, whether exceptions are thrown. */
     public static void main(String[] arguments) throws Exception {
         System.out.println("values " + new Stops(5).anonymous() + " " + lambda());
         overloaded(4);
@@ -106,6 +121,9 @@ public class Stops {
         worker.join();
         hammer(Integer.parseInt(arguments[0]));
         loadMany(Integer.parseInt(arguments[1]));
+        if (arguments.length > 2) {
+            thrown();
+        }
         System.exit(9);
     }
 }
