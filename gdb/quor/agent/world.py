@@ -11,9 +11,13 @@ from quor.agent.questions import ask
 from quor.errors import QuorError
 from quor.expression import world
 from quor.expression.values import OBJECT, STRING, Value
+from quor.hotspot import objects
+from quor.hotspot import vm as vms
+from quor.hotspot.loaders import Loaders
 from quor.names import class_signature, descriptors, simple_name
 
 JNI_NAMES = {"Z": "boolean", "B": "byte", "C": "char", "S": "short", "I": "int", "J": "long", "F": "float", "D": "double"}
+_TAGS = 3  # bits of a handle that tell its kind
 _LOCAL_KINDS = {"J": "long", "F": "float", "D": "double", "L": "object", "[": "object"}  # others are ints
 
 
@@ -55,6 +59,8 @@ class AgentWorld(world.World):
         self._classes = {}  # signature: handle of the class met last under it
         self._signatures = {}  # handle of a class: its signature
         self._fields, self._methods, self._above = {}, {}, {}  # by handle of a class
+        if frame is not None:
+            self._signature(frame.clazz)
 
     # ---- The frame ----
 
@@ -157,9 +163,19 @@ class AgentWorld(world.World):
                 if info is None:
                     raise QuorError(f"the class {name.replace('/', '.')} is not loaded")
                 found = [info.handle]
-            self._classes[signature] = found[0]
-            self._signatures[found[0]] = signature
+            clazz = self._visible(found)
+            self._classes[signature] = clazz
+            self._signatures[clazz] = signature
         return self._classes[signature]
+
+    def _visible(self, found):
+        """Of classes of one name that which the frame's class sees, else any."""
+        vm = vms.current()
+        if len(found) == 1 or self._frame is None or vm is None:
+            return found[0]
+        heap = objects.of(vm).heap
+        user, *mirrors = (heap.load_full(each & ~_TAGS) for each in (self._frame.clazz, *found))
+        return found[Loaders(heap).nearest(user, mirrors)]
 
     def find_class(self, name):
         signature = class_signature(name)

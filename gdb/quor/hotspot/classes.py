@@ -32,8 +32,12 @@ class Classes:
 
     def find(self, name):
         """The class of this internal name in any loader, or 0."""
+        return next(iter(self.named(name)), 0)
+
+    def named(self, name):
+        """The classes of this internal name: at most one a loader."""
         if name not in self._found:
-            self._found[name] = next((klass for klass in self.all() if self._heap.class_name(klass) == name), 0)
+            self._found[name] = [klass for klass in self.all() if self._heap.class_name(klass) == name]
         return self._found[name]
 
     def mirror(self, klass):

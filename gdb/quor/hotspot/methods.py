@@ -19,6 +19,7 @@ class Method:
         self.klass, self.name, self.signature = klass, name, signature
         self.flags = flags  # access flags of the class file
         self.code, self.code_size = code, code_size  # where its bytecodes begin, and how many bytes they are
+        self.holder = None  # the address of its class record
         self.source = None  # the source file's name, when the class tells it
         self.line_table = None  # where the compressed table begins, when there is one
         self.lines = {}  # bci: line, of those asked for
@@ -113,10 +114,12 @@ class Methods:
         signature = self._pool_symbol(pool, signature)
         if not signature.startswith("("):
             return None
-        klass = self._symbol(memory.word(memory.word(pool + self._holder) + self._class_name))
+        holder = memory.word(pool + self._holder)
+        klass = self._symbol(memory.word(holder + self._class_name))
         method = Method(address, const_method, klass, self._pool_symbol(pool, name), signature,
                         memory.u16(address + self._flags), const_method + self._code,
                         memory.u16(const_method + self._code_size))
+        method.holder = holder
         self._add_source(method, pool, length)
         return method
 

@@ -3,6 +3,7 @@ or change it is refused. Needs no gdb."""
 from quor.errors import QuorError
 from quor.expression import world
 from quor.expression.values import OBJECT, STRING, Value, boolean, integer
+from quor.hotspot.loaders import Loaders
 from quor.hotspot.local_values import UNKNOWN
 from quor.names import class_signature, simple_name
 
@@ -34,6 +35,9 @@ class MemoryWorld(world.World):
         self._heap, self._classes, self._locals = readers.heap, readers.classes, readers.locals
         self._frame, self._results = frame, results
         self._klasses = {}  # signature: the class record that was met last under it
+        self._holder = frame.method.holder if frame is not None else None
+        if self._holder:
+            self._known(self._holder)
 
     # ---- The frame ----
 
@@ -63,8 +67,19 @@ class MemoryWorld(world.World):
     # ---- Classes ----
 
     def find_class(self, name):
-        klass = self._classes.find(name)
-        return self._known(klass) if klass else None
+        signature = class_signature(name)
+        if signature not in self._klasses:
+            klass = self._visible(name)
+            return self._known(klass) if klass else None
+        return signature
+
+    def _visible(self, name):
+        """The class of this name that the frame's class sees, else any; 0 when there is none."""
+        found = self._classes.named(name)
+        if len(found) < 2 or not self._holder:
+            return found[0] if found else 0
+        mirrors = [self._classes.mirror(klass) for klass in found]
+        return found[Loaders(self._heap).nearest(self._classes.mirror(self._holder), mirrors)]
 
     def classes_named(self, name):
         return sorted({self._signature(klass) for klass in self._classes.all()
@@ -88,7 +103,7 @@ class MemoryWorld(world.World):
     def _klass(self, signature):
         if signature not in self._klasses:
             name = signature[1:-1] if signature[0] == "L" else signature
-            klass = self._classes.find(name)
+            klass = self._visible(name)
             if not klass:
                 raise QuorError(f"the class {name.replace('/', '.')} is not loaded")
             self._klasses[signature] = klass
