@@ -117,6 +117,18 @@ def loaders(jvm):
     check_equal(len(stops(texts[3])), 3, f"a stop in each of three: {texts[3]}")
 
 
+def of_one_loader(jvm):
+    """A name means the class that the frame's class sees, not the first of those that sixty loaders loaded."""
+    commands = ["java print number", "java print Loaded.number", "java print Stops$Loaded.number", "java call number + VALUE",
+                "java call own()", "java set number = 100", "java print number", "java call Stops.Loaded.number"]
+    texts = gdb(jvm, [f"java break Stops$Loaded:{line_of('OWN')} if number == 41", jvm.java_run("Stops", 0, LOADERS), "java continue",
+                      *commands, "java continue"])
+    check("Stops$Loaded.own" in texts[2], f"the stop: {texts[2]}")
+    found = [text.rpartition(" = ")[2] for text in texts[3:-1]]
+    check_equal(found, ["41", "41", "41", "48", "48", "100", "100", "100"], f"the values: {texts[3:-1]}")
+    check("loaded 420" in texts[-1] and not stops(texts[-1]), f"the condition holds in one of them: {texts[-1]}")
+
+
 def lets_go(jvm):
     """Nothing stays in the VM when the debugger leaves."""
     with jvm.start_with_agent("Shop") as program:
@@ -152,6 +164,7 @@ def case(jvm):
     everywhere(jvm)
     tells_why(jvm)
     loaders(jvm)
+    of_one_loader(jvm)
     natives(jvm)
     lets_go(jvm)
     set_late(jvm)

@@ -32,9 +32,14 @@ public class Stops {
     /** Loaded by as many loaders as wanted. */
     static class Loaded {
         static final int VALUE;
+        static int number;
 
         static {
             VALUE = 7; // LOADED
+        }
+
+        static int own() {
+            return VALUE + number; // OWN
         }
     }
 
@@ -103,9 +108,16 @@ public class Stops {
     static void loadMany(int loaders) throws Exception {
         int sum = 0;
         for (int i = 0; i < loaders; i++) {
-            var value = new Loader().load().getDeclaredField("VALUE");
+            Class<?> loaded = new Loader().load();
+            var value = loaded.getDeclaredField("VALUE");
             value.setAccessible(true);
             sum += value.getInt(null);
+            var number = loaded.getDeclaredField("number");
+            number.setAccessible(true);
+            number.setInt(null, i);
+            var own = loaded.getDeclaredMethod("own");
+            own.setAccessible(true);
+            own.invoke(null);
         }
         System.out.println("loaded " + sum);
     }
