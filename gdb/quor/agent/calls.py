@@ -1,22 +1,18 @@
 """Calls into the stopped process, on the agent thread, with a limit; and memory there for what they are given and give."""
 import contextlib
 import functools
-import os
 import signal
-import subprocess
-import sys
-import time
 
 import gdb
 
 from quor import states
 from quor.agent import place
+from quor.agent.limit import Limit
 from quor.errors import QuorError
 from quor.selection import Selection
 
 LIMIT = 10  # seconds for a question
 _SCRATCH = 64 * 1024
-_WATCHDOG = os.path.join(os.path.dirname(os.path.abspath(__file__)), "watchdog.py")
 
 
 class Interrupted(QuorError):
@@ -24,7 +20,6 @@ class Interrupted(QuorError):
 
 
 class _State:
-    watchdog = None  # the child process that enforces limits; made on first use
     scratch = {}  # (inferior's number, process id): address
     used = 0
     calling = False  # the process runs for a call of ours, not because the user lets it
@@ -35,38 +30,24 @@ def is_calling():
     return _State.calling
 
 
-def _tell_watchdog(line):
-    if _State.watchdog is None or _State.watchdog.poll() is not None:
-        _State.watchdog = subprocess.Popen([_python(), _WATCHDOG, str(os.getpid())], stdin=subprocess.PIPE,
-                                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
-    _State.watchdog.stdin.write(line.encode() + b"\n")
-    _State.watchdog.stdin.flush()
-
-
-def _python():
-    """The Python that runs the watchdog. gdb's own has no program; it may say a wrong one."""
-    found = os.path.join(sys.exec_prefix, "bin", f"python{sys.version_info[0]}")
-    return found if os.path.exists(found) else "python3"
-
-
 class _Settings:
-    """gdb's settings for calls; the user's are put back."""
-    NAMES = ("unwindonsignal", "scheduler-locking", "print thread-events", "confirm")
+    """gdb's settings for calls; the user's are put back. What is set already costs nothing."""
 
     def __init__(self, unwind, alone):
         self._wanted = {"unwindonsignal": "on" if unwind else "off", "scheduler-locking": "on" if alone else "off",
                         "print thread-events": "off", "confirm": "off"}
 
     def __enter__(self):
-        self._kept = {name: gdb.parameter(name) for name in self.NAMES}
-        for name, value in self._wanted.items():
-            gdb.execute(f"set {name} {value}", to_string=True)
+        before = {name: gdb.parameter(name) for name in self._wanted}
+        before = {name: {True: "on", False: "off"}.get(value, value) for name, value in before.items()}
+        self._changed = {name: value for name, value in before.items() if value != self._wanted[name]}
+        for name in self._changed:
+            gdb.execute(f"set {name} {self._wanted[name]}", to_string=True)
 
     def __exit__(self, *_):
-        for name, value in self._kept.items():
-            text = {True: "on", False: "off"}.get(value, value)
+        for name, value in self._changed.items():
             try:
-                gdb.execute(f"set {name} {text}", to_string=True)
+                gdb.execute(f"set {name} {value}", to_string=True)
             except gdb.error:  # the process has ended, and scheduler-locking is a process's
                 pass
 
@@ -79,10 +60,10 @@ def function(name):
         raise QuorError(f"this agent has no {name}") from error
 
 
-def call(what, *arguments, seconds=LIMIT, unwind=False, alone=False):
+def call(what, *arguments, seconds=None, unwind=False, alone=False):
     """Calls an exported function (by name) or a function pointer (a gdb.Value) on the agent thread, which must be at a hook or
-    waiting. Integers come back as int. Past the limit it is interrupted, which raises Interrupted, and stands where it was: to
-    unwind it would leave the VM's locks taken. With `alone` only the agent thread runs meanwhile."""
+    waiting. Integers come back as int. Past the limit (LIMIT, or `seconds`) it is interrupted, which raises Interrupted, and
+    stands where it was: to unwind it would leave the VM's locks taken. With `alone` only the agent thread runs meanwhile."""
     target = function(what) if isinstance(what, str) else what
     if target.type.strip_typedefs().code == gdb.TYPE_CODE_PTR:
         target = target.dereference()
@@ -92,24 +73,25 @@ def call(what, *arguments, seconds=LIMIT, unwind=False, alone=False):
     with Selection(), _Settings(unwind, alone):
         if gdb.selected_thread() != thread:
             thread.switch()
-        return _number(_limited(target, arguments, seconds, what))
+        return _number(_limited(target, arguments, Limit(seconds or LIMIT), what))
 
 
-def _limited(target, arguments, seconds, what):
-    begin = time.monotonic()
+def _limited(target, arguments, limit, what):
     try:
-        with _working(seconds):
-            result = target(*arguments)
-            result.fetch_lazy()
-            return result
+        with _working(limit):
+            return fetched(target(*arguments))
     except gdb.error as error:
-        late = time.monotonic() - begin >= seconds
-        raise (Interrupted if late else QuorError)(_why(what, late, seconds, error)) from None
+        raise (Interrupted if limit.has_passed else QuorError)(_why(what, limit, error)) from None
+
+
+def sleep(seconds, limit=None):
+    """Lets the process run for a while, with the agent thread where it is: it sleeps there."""
+    call("(int (*)(unsigned)) usleep", int(seconds * 1_000_000), seconds=limit)
 
 
 def finish_interrupted(seconds=LIMIT):
     """Lets the process run until the function that was interrupted has come back; gives whether it has."""
-    with place.Selection(), _Settings(False, False), _working(seconds):
+    with Selection(), _Settings(False, False), _working(Limit(seconds)):
         place.agent_thread().switch()
         gdb.execute("continue", to_string=True)
     return not place.is_called()
@@ -117,20 +99,18 @@ def finish_interrupted(seconds=LIMIT):
 
 def let_run_alone(command, seconds=LIMIT):
     """Executes a gdb command by which the selected thread runs, and no other; not the user's doing. Interrupted past the limit."""
-    with _Settings(False, True), _working(seconds):
+    with _Settings(False, True), _working(Limit(seconds)):
         gdb.execute(command, to_string=True)
 
 
 @contextlib.contextmanager
-def _working(seconds):
+def _working(limit):
     """A block in which the process runs for a purpose of ours, with a limit."""
     _State.calling = True
-    _tell_watchdog(str(seconds))
     try:
-        with not_ended():
+        with limit, not_ended():
             yield
     finally:
-        _tell_watchdog("off")
         _State.calling = False
 
 
@@ -178,24 +158,20 @@ def forget_last_signal():
 
 def let_call_return(seconds):
     """Lets a call that was interrupted go on to its end; a QuorError when it does not come there in time."""
-    begin = time.monotonic()
-    _State.calling = True
-    _tell_watchdog(str(seconds))
+    limit = Limit(seconds)
     try:
-        gdb.execute("continue", to_string=True)
+        with _working(limit):
+            gdb.execute("continue", to_string=True)
     except gdb.error as error:
         raise QuorError(f"the call does not come back: {error}") from None
-    finally:
-        _tell_watchdog("off")
-        _State.calling = False
-    if time.monotonic() - begin >= seconds:
+    if limit.has_passed:
         raise Interrupted("the call does not come back; java status tells what to do")
 
 
-def _why(what, late, seconds, error):
+def _why(what, limit, error):
     name = what if isinstance(what, str) else "the VM"
-    if late:
-        return f"{name} did not answer within {seconds} seconds; java status tells what to do"
+    if limit.has_passed:
+        return f"{name} did not answer within {limit.seconds} seconds; java status tells what to do"
     return f"{name} failed: {str(error).splitlines()[0]}"
 
 
@@ -270,6 +246,12 @@ def out_text(text):
     address = scratch(len(data))
     gdb.selected_inferior().write_memory(address, data)
     return gdb.Value(address).cast(gdb.lookup_type("char").pointer())
+
+
+def fetched(value):
+    """The value as it is now: gdb reads memory late, when the process may have gone on."""
+    value.fetch_lazy()
+    return value
 
 
 def text_of(pointer):

@@ -14,7 +14,7 @@ LIMIT = 5  # seconds for a method
 _END_SECONDS = 10  # for a call that was interrupted to come back: the agent looks every two
 _SYNCHRONOUS = 1
 _WHERE_OTHERS_RUN = ("hook_method_entry", "hook_thread_stop")
-_WHILE, _WHILES = 3000, 10  # microseconds; how often at most
+_WHILE, _WHILES = 0.003, 10  # seconds; how often at most
 _OVERTAKEN = 2  # the outcome's status
 _TRIES = 20  # for a request that other threads' events overtake: each time more of them wait and are hidden
 _KEPT_OUT = ("JVMDI_EVENT_BREAKPOINT", "JVMDI_EVENT_CLASS_PREPARE")  # other threads meet these all the time
@@ -45,8 +45,7 @@ def run(thread, reference, clazz, method, return_type, words, seconds=None):
             raise QuorError(f"the method was not called: {codes.words(code)}")
         exception, status = int(result["exception"]), int(result["status"])
         if status != _OVERTAKEN or exception:
-            value = result["value"]
-            value.fetch_lazy()
+            value = calls.fetched(result["value"])
             return Outcome(exception, int(value["l"]), value)
         if _is_given_up(thread):
             raise QuorError("another thread's event came while the method ran, which was given up; its thread still runs it")
@@ -64,7 +63,7 @@ def _is_at_its_event():
 def _is_given_up(thread):
     """Whether the method that this thread was to run has begun. If not, the agent has taken the request back."""
     record = thread_map.record_of(thread)
-    return record is not None and int(record["invocation_state"]) == int(gdb.parse_and_eval("INVOKE_ABANDONED"))
+    return record is not None and int(record["invocation_state"]) == place.constant("INVOKE_ABANDONED")
 
 
 def _laid_out(words):
@@ -121,7 +120,7 @@ def _let_others_arrive():
         before = _queue()
         if held:
             call("agent_resume_all", 0)
-        call("(int (*)(unsigned)) usleep", _WHILE)
+        calls.sleep(_WHILE)
         if held:
             call("agent_suspend_all", 0)
         if _queue() == before:
@@ -136,7 +135,7 @@ def _queue():
 
 def _notify(mode):
     for name in _KEPT_OUT:
-        call("agent_set_eventnotification", 0, mode, int(gdb.parse_and_eval(name)), 0)
+        call("agent_set_eventnotification", 0, mode, place.constant(name), 0)
 
 
 def _write(variable, number):

@@ -39,6 +39,11 @@ def global_value(name):
         raise QuorError(f"the agent's {name} cannot be read: {error}") from error
 
 
+def constant(name):
+    """A constant of the agent's headers, by its debug information."""
+    return int(global_value(name))
+
+
 def set_global(name, number):
     """Writes one of the int flags that the agent polls."""
     address = address_or_none(name)

@@ -5,23 +5,26 @@ import os
 import select
 import signal
 import sys
+import time
 
 
 class Orders:
-    """Lines from a pipe, which may come several at once."""
+    """Lines from a pipe. On a busy machine several wait at once, and a read may end in the middle of one."""
 
     def __init__(self, pipe):
-        self._pipe, self._begun, self._lines = pipe, b"", []
+        self._pipe, self._begun = pipe, b""  # a line whose end has not come
 
     def newest(self, seconds):
         """The newest line; None when none came in time. Ends this process with the pipe."""
-        if not select.select([self._pipe], [], [], seconds)[0]:
-            return None
-        read = os.read(self._pipe, 4096)
-        if not read:
-            sys.exit(0)
-        *lines, self._begun = (self._begun + read).split(b"\n")
-        return lines[-1].decode() if lines else None
+        end = None if seconds is None else time.monotonic() + seconds
+        while select.select([self._pipe], [], [], None if end is None else max(0, end - time.monotonic()))[0]:
+            read = os.read(self._pipe, 4096)
+            if not read:
+                sys.exit(0)
+            *lines, self._begun = (self._begun + read).split(b"\n")
+            if lines:
+                return lines[-1].decode()
+        return None
 
 
 def main():
@@ -31,7 +34,7 @@ def main():
         line = orders.newest(limit)
         if line is not None:
             limit = None if line == "off" else float(line)
-        elif limit is not None:
+        else:
             os.kill(gdb_pid, signal.SIGINT)
             limit = 1.0  # again, until it is lifted
 
