@@ -159,7 +159,7 @@ def _pop(thread):
 
 def ranges_of(table, location):
     """[(begin, end)] of the line that a location of a method belongs to."""
-    line = next((its for start, its in reversed(table) if start <= location), None)
+    line = questions.line_at(table, location)
     ends = [start for start, _ in table[1:]] + [1 << 16]
     return [(start, end) for (start, its), end in zip(table, ends) if its == line]
 

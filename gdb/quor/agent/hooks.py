@@ -18,7 +18,7 @@ class Event:
     def __init__(self, hook, frame):
         self.hook = hook
         self.record = None
-        if hook != place.FIRST_CONTACT:
+        if hook in place.HOOKS:
             pointer = frame.read_var("event")
             self.address = int(pointer)
             self.record = pointer.dereference()

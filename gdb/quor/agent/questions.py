@@ -63,11 +63,6 @@ def ask(function, *arguments):
         raise Refused(function, code)
 
 
-def _fetched(value):
-    value.fetch_lazy()
-    return value
-
-
 # ---- Classes ----
 
 def prepared_classes():
@@ -179,6 +174,11 @@ def lines(handle, method):
     entries = table.dereference()
     return sorted((int(entries[i]["start_location"]), int(entries[i]["line_number"]))
                   for i in range(int(count.dereference())))
+
+
+def line_at(table, location):
+    """The line of a location by its method's `lines`; None before the first."""
+    return next((line for start, line in reversed(table) if start <= location), None)
 
 
 @with_own_scratch
