@@ -15,7 +15,8 @@ from pathlib import Path
 HERE = Path(__file__).resolve().parent
 FRONT = os.environ.get("QUOR_GDB") or HERE.parents[2] / "gdb" / "quor.py"
 GDB = ["gdb", "--batch", "-nx", "-q", "-iex", "set debuginfod enabled off", "-iex", "set auto-load off",
-       "-iex", "set style enabled off"]
+       "-iex", "set style enabled off",
+       "-iex", f"python import sys; sys.path[:0] = [{str(HERE)!r}, {str(HERE / 'inside')!r}]"]  # for the scripts in inside/
 SETTINGS = ("set pagination off", "set confirm off", "set width 0", "set height 0", "set backtrace limit 2000",
             "set breakpoint pending on", "set print thread-events off", "set print inferior-events off",
             "handle SIGSEGV SIGUSR1 SIGUSR2 SIGQUIT SIGPIPE nostop noprint pass")

@@ -25,7 +25,7 @@ def interrupted(jvm, mode, options, stops):
     with jvm.start("work", options=options) as program:
         program.ready()
         texts = gdb(jvm, [f"source {HERE}/inside/interrupts.py"], pid=program.pid, seconds=60 + 3 * stops,
-                    variables={"QUOR_LIVE": str(HERE), "QUOR_INTERRUPTS": str(stops)})
+                    variables={"QUOR_INTERRUPTS": str(stops)})
     result = result_of(texts[0])
     show(mode, result)
     return result

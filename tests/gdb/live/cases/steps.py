@@ -15,7 +15,7 @@ def stepped(jvm, mode, options, wanted):
         program.ready()
         bounds = gdb(jvm, [RANGE], pid=program.pid)[0].splitlines()[-1]
         texts = gdb(jvm, [f"source {HERE}/inside/steps.py"], pid=program.pid, seconds=60 + wanted,
-                    variables={"QUOR_LIVE": str(HERE), "QUOR_STEPS": str(wanted), "QUOR_RANGE": bounds})
+                    variables={"QUOR_STEPS": str(wanted), "QUOR_RANGE": bounds})
     result = result_of(texts[0])
     note(f"steps: mode {mode}: {len(result['misses'])} bad stacks at {result['pcs']} distinct pcs")
     for miss in result["misses"]:

@@ -1,12 +1,12 @@
 """In gdb: asks the agent at stops that are no hooks, and tells whether all is as before. Prints lines of JSON."""
 import json
 import os
-import random
 import subprocess
 import time
 
 import gdb
 
+from interruption import interrupt
 from quor.agent import access, calls, questions
 from quor.errors import QuorError
 from quor.hotspot import objects, vm
@@ -39,13 +39,6 @@ def asked(times):
     answers = [ask() for _ in range(times)]
     after = surroundings()
     tell({"answers": answers, "changed": {name: [before[name], after[name]] for name in before if before[name] != after[name]}})
-
-
-def interrupt():
-    pid = gdb.selected_inferior().pid
-    child = subprocess.Popen(["sh", "-c", f"sleep {random.uniform(0.002, 0.03):.4f}; kill -INT {pid}"])
-    gdb.execute("continue", to_string=True)
-    child.wait()
 
 
 def interrupted(times):
@@ -82,7 +75,7 @@ def sleep_too_long(seconds):
     """A call that does not come back in time."""
     try:
         with access.held():
-            calls.call("(int (*)(unsigned)) usleep", int(seconds * 1000000), seconds=0.3)
+            calls.sleep(seconds, limit=0.3)
     except QuorError as error:
         print(error)
 
@@ -93,7 +86,7 @@ def terminated_in_a_question():
     gdb.flush()
     with questions.asking("the test"):
         child = subprocess.Popen(["sh", "-c", f"sleep 0.2; kill -TERM {os.getpid()}"])
-        calls.call("(int (*)(unsigned)) usleep", 1000000)
+        calls.sleep(1)
     child.wait()
 
 

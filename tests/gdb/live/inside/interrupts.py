@@ -4,25 +4,13 @@ QUOR_INTERRUPTS: how many stops. Prints a line of JSON.
 """
 import json
 import os
-import random
-import subprocess
-import sys
 
 import gdb
 
-sys.path.insert(0, os.environ["QUOR_LIVE"])
-
-import harness  # noqa: E402 (the line above makes it importable)
+import harness
+from interruption import interrupt
 
 WORD = gdb.lookup_type("void").pointer().sizeof
-
-
-def run_and_interrupt():
-    """Lets the program run for a moment. A child process interrupts it: gdb keeps Python's lock meanwhile."""
-    pid = gdb.selected_inferior().pid
-    child = subprocess.Popen(["sh", "-c", f"sleep {random.uniform(0.002, 0.03):.4f}; kill -INT {pid}"])
-    gdb.execute("continue", to_string=True)
-    child.wait()
 
 
 def examine(result):
@@ -52,7 +40,7 @@ def main():
     result = {"stops": 0, "stacks": 0, "working": 0, "java": 0, "vdso": 0, "misses": []}
     gdb.execute("handle SIGINT stop print nopass", to_string=True)
     for _ in range(int(os.environ["QUOR_INTERRUPTS"])):
-        run_and_interrupt()
+        interrupt()
         if not gdb.selected_inferior().pid:
             break
         result["stops"] += 1

@@ -5,28 +5,21 @@ Prints a line of JSON.
 """
 import json
 import os
-import random
-import subprocess
-import sys
 import time
 
 import gdb
 
-sys.path.insert(0, os.environ["QUOR_LIVE"])
-
-import harness  # noqa: E402 (the line above makes it importable)
+import harness
+from interruption import interrupt
 
 STEPS_IN_A_ROW = 80
 SHORTEST, LONGEST = 0.02, 1  # seconds that the program runs between two stops, at most
 
 
 def run_and_interrupt(longest):
-    pid = gdb.selected_inferior().pid
-    child = subprocess.Popen(["sh", "-c", f"sleep {random.uniform(longest / 10, longest):.4f}; kill -INT {pid}"])
     gdb.execute("set scheduler-locking off")
     gdb.execute("handle SIGSEGV nostop noprint pass", to_string=True)
-    gdb.execute("continue", to_string=True)
-    child.wait()
+    interrupt(longest / 10, longest)
 
 
 def pc():
