@@ -1,15 +1,13 @@
-"""How long the java commands take, on the program Commands. Runs inside gdb.
-
-The file `request.json` in the current folder says how: {"java": ..., "options": [...], "classes": ..., "front": the file quor.py,
-"count": classes that the program prepares}. Prints NAME=MICROSECONDS.
+"""How long the java commands take, on the program Commands. Runs inside gdb; `count`: classes that the program prepares. Prints
+NAME=MICROSECONDS.
 """
-import json
 import time
 
 import gdb
 
+import session
+
 DEPTH = 12
-SETTINGS = ("set pagination off", "set confirm off", "set print thread-events off", "set print inferior-events off")
 # After the stop in Commands.stand, in this order. Those that this gdb/quor does not have are left out.
 COMMANDS = (("bt-first", "java bt"), ("bt-again", "java bt"), ("threads", "java threads"), ("deadlock", "java deadlock"),
             ("toString", "java call item.toString()"), ("print", "java print item.amount"),
@@ -39,12 +37,9 @@ def check_stack(text):
         raise SystemExit(f"not the stack of Commands.stand:\n{text}")
 
 
-def main(request):
-    for setting in SETTINGS:
-        gdb.execute(setting)
-    timed("source", f"source {request['front']}")
-    start = ["java run -java", request["java"], *request["options"], "-cp", request["classes"], "Commands", str(request["count"])]
-    timed("run", " ".join(start))
+def main(asked):
+    timed("source", session.source(asked))
+    timed("run", session.run(asked, "Commands", asked["count"]))
     gdb.execute("java break Commands.stand")
     gdb.execute("java break Nowhere.never")
     gdb.execute("java continue")
@@ -55,5 +50,4 @@ def main(request):
     gdb.execute("java continue")
 
 
-with open("request.json", encoding="utf-8") as file:
-    main(json.load(file))
+main(session.request())

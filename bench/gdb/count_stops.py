@@ -1,13 +1,7 @@
-"""gdb at the hook: counts the stops of the program Stops and goes on. Runs inside gdb.
-
-The file `request.json` in the current folder says how: {"rows": [THREADS:STOPS...]}. Leaves the program's output in program.out.
-"""
-import json
-
+"""gdb at the hook: counts the stops of the program Stops and goes on. Runs inside gdb; `rows`: [THREADS:STOPS...]."""
 import gdb
 
-import quor_gdb
-import quor_java as java
+import session
 
 FIGURE_SECONDS = 240
 
@@ -21,17 +15,37 @@ class Counting(gdb.Breakpoint):
         return False
 
 
-def main(rows):
-    quor_gdb.prepare()
-    quor_gdb.start("Stops", "outside", "-", *rows)
-    quor_gdb.check_equal(quor_gdb.call("agent_attach_jquor", 0), 0, "agent_attach_jquor")
-    java.set_breakpoint(java.prepared("Stops"), "reach")
-    Counting("hook_bpt")
-    with quor_gdb.limit(FIGURE_SECONDS, "the stops"):
+def set_breakpoint():
+    """In Stops.reach, in the VM alone: the java command would look at each stop itself."""
+    from quor.agent import hooks, questions  # which session.source has made importable
+
+    (clazz,) = questions.classes_named("LStops;")
+    (method,) = [each.id for each in questions.methods(clazz) if each.name == "reach"]
+    questions.ask("agent_set_breakpoint", clazz, method, 0)
+    hooks.ignore_all()
+
+
+def run_to_end():
+    from quor.agent.limit import Limit
+
+    with Limit(FIGURE_SECONDS):
         gdb.execute("continue", to_string=True)
-    quor_gdb.check_equal(quor_gdb.Process.exit_status, 0, "the program's exit status")
-    quor_gdb.check(Counting.stops >= sum(int(row.split(":")[1]) for row in rows), "every stop was seen")
+    if gdb.selected_inferior().pid:
+        raise SystemExit("the program has not run to its end")
 
 
-with open("request.json", encoding="utf-8") as request:
-    main(json.load(request)["rows"])
+def main(asked):
+    gdb.execute(session.source(asked))
+    gdb.execute(session.run(asked, "Stops outside -", *asked["rows"]))
+    gdb.execute("java tbreak Stops.main")
+    gdb.execute("java continue")
+    set_breakpoint()
+    Counting("hook_bpt")
+    run_to_end()
+    if int(gdb.parse_and_eval("$_exitcode")) != 0:
+        raise SystemExit("the program has failed")
+    if Counting.stops < sum(int(row.split(":")[1]) for row in asked["rows"]):
+        raise SystemExit("not every stop was seen")
+
+
+main(session.request())

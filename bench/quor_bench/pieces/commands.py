@@ -17,7 +17,7 @@ GOALS = [Goal("gdb-commands", "", limit, [title]) for title, limit in ROWS.value
 
 def one_session(jvm, count):
     """Milliseconds by the row's title, of the commands that there are."""
-    found = gdb.run_commands(jvm, "commands.py", count=count)
+    found = gdb.run(jvm, "commands.py", count=count)
     return {title: found[name] / 1000 for name, (title, _) in ROWS.items() if name in found}
 
 

@@ -43,11 +43,11 @@ def ptrace(jvm, rows):
 
 
 def with_gdb(jvm, rows):
-    return gdb.run(jvm, "count_stops.py", {"rows": rows})
+    return gdb.run(jvm, "count_stops.py", rows=rows)
 
 
 def with_condition(jvm, rows):
-    return gdb.run_commands(jvm, "break_if.py", rows=rows)
+    return gdb.run(jvm, "break_if.py", rows=rows)
 
 
 def agents(jvm):
