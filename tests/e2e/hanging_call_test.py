@@ -12,7 +12,7 @@ from pathlib import Path
 HERE = Path(__file__).resolve().parent
 STEM = "hangs_on_purpose"
 EXPECTED = (
-    ("gdb.log", "CaseFailed: call of acquire_globalocks: not within 3 seconds"),
+    ("gdb.log", "Interrupted: acquire_globalocks did not answer within 3 seconds"),
     ("gdb.log", " acquire_globalocks ()"),  # the native stack of the call
     ("gdb.log", " JavaThread::"),  # those of other threads: run() or, where that is inlined, what it calls
     ("program.out", "Full thread dump"),

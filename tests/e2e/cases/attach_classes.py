@@ -1,20 +1,21 @@
 """gdb attaches to a program with thousands of classes that prepares more all the time: each is listed, and once."""
 import gdb
-from quor_gdb import (alone_status, attach, call, check, check_equal, detach, meet_agent, out, out_bytes, select_agent_thread,
-                      start_alone, wait_for_output)
+
+from checks import check, check_equal
+from program import alone_status, attach, detach, meet_agent, select_agent_thread, start_alone
+from quor.agent import class_list
+from quor.agent.calls import call, out, out_of
+from waits import wait_for_output
 
 CLASSES = 3000
 
 
 def listed():
-    """The numbers of the program's own classes in the list of prepared classes, in its order. All is read at once: each is 2 KB."""
-    found = gdb.parse_and_eval("prep_list")
-    count, size = int(found["count"]), gdb.lookup_type("class_info").sizeof
-    text = gdb.selected_inferior().read_memory(int(found["array"]), count * size).tobytes()
-    at = [field.bitpos // 8 for field in gdb.lookup_type("class_info").fields() if field.name == "signature"][0]
-    names = [text[i * size + at:(i + 1) * size].split(b"\0", 1)[0] for i in range(count)]
-    check_equal(sum(name == b"Ljava/lang/Object;" for name in names), 1, "times that java.lang.Object is listed")
-    return [int(name[len("Lmade/Class"):-1]) for name in names if name.startswith(b"Lmade/Class")]
+    """The numbers of the program's own classes in the list of prepared classes, in its order."""
+    class_list.forget()
+    names = [each.signature for each in class_list.prepared()]
+    check_equal(names.count("Ljava/lang/Object;"), 1, "times that java.lang.Object is listed")
+    return [int(name[len("Lmade/Class"):-1]) for name in names if name.startswith("Lmade/Class")]
 
 
 def case():
@@ -26,7 +27,7 @@ def case():
     numbers = sorted(listed())
     check(numbers[:CLASSES] == list(range(CLASSES)), "all classes are listed, each once")
     check(numbers == list(range(len(numbers))), "and so are those that were prepared since")
-    count, classes = out("jint"), out_bytes(gdb.lookup_type("class_info").pointer())
+    count, classes = out("jint"), out_of(gdb.lookup_type("class_info").pointer())
     check_equal(call("agent_get_classes", 0, count, classes), 0, "agent_get_classes")
     check(int(count.dereference()) > len(numbers), "the debugger is given them, and the platform's")
     check_equal(call("agent_attach_jquor", 0), 0, "agent_attach_jquor again")

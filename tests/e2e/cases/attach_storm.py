@@ -1,8 +1,11 @@
 """gdb attaches, stops and leaves again and again while the program starts and ends threads all the time."""
 import re
 
-from quor_gdb import (alone_status, attach, call, check, check_equal, detach, meet_agent, output, select_agent_thread,
-                      start_alone, wait_for_output)
+from checks import check, check_equal
+from program import alone_status, attach, detach, meet_agent, select_agent_thread, start_alone
+from quor.agent.calls import call
+from surroundings import output
+from waits import wait_for_output
 
 ROUNDS = 4
 AT_WORK = 99  # what agent_attach_jquor gives while the agent thread is at work

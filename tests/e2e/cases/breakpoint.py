@@ -1,7 +1,13 @@
 """A breakpoint on the main thread and on a worker: what the record says, and that the other threads really stand still."""
-import quor_java as java
-from quor_gdb import (attach_java_mode, call, check, check_equal, constant, expect_exit, output, rest, run_to, start,
-                      word_size)
+import gdb
+
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent import place, thread_map
+from quor.agent.calls import call, sleep
+from stops import expect_exit, run_to
+from surroundings import output
 
 
 def check_record(stop, clazz, method, name):
@@ -11,11 +17,11 @@ def check_record(stop, clazz, method, name):
     check_equal(int(place["clazz"]), int(clazz), "the class is the handle given when it was prepared")
     check_equal(int(place["method"]), int(method), "the method")
     check_equal(int(place["location"]), 0, "the location")
-    if word_size() == 4:
+    if gdb.lookup_type("void").pointer().sizeof == 4:
         words = stop.words()
         check_equal(len(words), 12, "the record's words")
         found = [int(place[part]) & 0xFFFFFFFF for part in ("thread", "clazz", "method", "location")]
-        check_equal(words[:6], [constant("JVMDI_EVENT_BREAKPOINT"), *found, 0], "the first words as a debugger reads them")
+        check_equal(words[:6], [place.constant("JVMDI_EVENT_BREAKPOINT"), *found, 0], "the first words as a debugger reads them")
     tid = call("TMap_handle2tid", place["thread"])
     check(tid != 0, "the thread map knows the thread's id")
     check_equal(int(call("TMap_tid2handle", tid)), int(place["thread"]), "the id leads back to the handle")
@@ -23,14 +29,14 @@ def check_record(stop, clazz, method, name):
 
 def check_everything_stands(clazz, stop):
     raising = int(stop.part("breakpoint")["thread"])
-    others = {java.thread_name(handle): handle for handle, _ in java.known_threads()}
+    others = {java.thread_name(handle): handle for handle, _ in thread_map.known_threads()}
     check("counting" in others, "the counting thread is known")
     for name, handle in others.items():
-        if int(handle) != int(java.agent_thread()):
+        if handle != int(place.global_value("agent_thread")):
             check(java.thread_state(handle) & java.SUSPENDED, f"{name} is suspended")
-    check(any(int(handle) == raising for handle in others.values()), "the raising thread is among them")
+    check(raising in others.values(), "the raising thread is among them")
     before = java.static_int(clazz, "counter")
-    rest(100)
+    sleep(0.1)
     check_equal(java.static_int(clazz, "counter"), before, "the counter after 100 ms at the hook")
     return before
 

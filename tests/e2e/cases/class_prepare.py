@@ -1,15 +1,18 @@
 """Classes are announced as they are prepared, and collected in batches."""
 import gdb
 
-import quor_java as java
-from quor_gdb import attach_java_mode, call, check, check_equal, expect_exit, out, out_bytes, run_to, start
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent.calls import call, out, out_of, text_of
+from stops import expect_exit, run_to
 
 
 def collect():
-    count, classes = out("jint"), out_bytes(gdb.lookup_type("class_info").pointer())
+    count, classes = out("jint"), out_of(gdb.lookup_type("class_info").pointer())
     check_equal(call("agent_get_classes", 0, count, classes), 0, "agent_get_classes")
     entries = classes.dereference()
-    batch = [java.text_of(entries[i]["signature"]) for i in range(int(count.dereference()))]
+    batch = [text_of(entries[i]["signature"]) for i in range(int(count.dereference()))]
     return batch, int(entries)
 
 

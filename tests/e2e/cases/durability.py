@@ -4,9 +4,14 @@ import re
 
 import gdb
 
-import quor_java as java
-from quor_gdb import (CONFIG, Process, attach_java_mode, call, check, check_equal, expect_exit, get_global, limit, output,
-                      run_to, start)
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent import place
+from quor.agent.calls import call
+from stops import Process, expect_exit, run_to
+from surroundings import CONFIG, output
+from waits import limit
 
 WARM, ALL = 1_000, 10_000
 # The VM goes on allocating for its own purposes, least of all when it compiles nothing. Over nine thousand stops this is less
@@ -50,7 +55,7 @@ def case():
         failures = read_stops(WARM, ALL, failures)
     check_equal(failures, 0, "wrong answers")
     end_memory = call("probe_memory")
-    check_equal(int(get_global("suspended")), 1, "the VM is alive and held at the last stop")
+    check_equal(int(place.global_value("suspended")), 1, "the VM is alive and held at the last stop")
     expect_exit(9, never=("hook_bpt",))
     print(f"memory in use: {warm_memory} bytes after {WARM} stops, {end_memory} after {ALL}")
     print(f"Java heap: {heap('warm')} bytes after {WARM} stops, {heap('end')} after {ALL}")

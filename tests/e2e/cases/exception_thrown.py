@@ -1,6 +1,11 @@
 """Thrown exceptions reach the debugger as its filters say: of a named class, of every class, or none."""
-import quor_java as java
-from quor_gdb import attach_java_mode, call, check, check_equal, expect_exit, out_text, output, run_to, start
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent import questions
+from quor.agent.calls import call, out_text
+from stops import expect_exit, run_to
+from surroundings import output
 
 
 def start_with_filter(name):
@@ -18,7 +23,7 @@ def start_with_filter(name):
 def check_thrown(stop, name):
     stop.check_kind("EXCEPTION")
     event = stop.part("exception")
-    check_equal(java.signature(java.class_of(event["exception"])), name, "the class of the thrown object")
+    check_equal(java.signature(questions.object_class(event["exception"])), name, "the class of the thrown object")
     check_equal(java.thread_name(event["thread"]), "main", "the thread")
     check_equal(java.signature(event["clazz"]), "LTour$Thrower;", "the class that throws")
     check_equal(java.method_name(event["method"]), "fail", "the method that throws")
@@ -38,7 +43,7 @@ def every_class():
     while "LTour$Expected;" not in seen:
         stop = run_to("hook_exception_thrown")
         event = stop.part("exception")
-        seen.append(java.signature(java.class_of(event["exception"])))
+        seen.append(java.signature(questions.object_class(event["exception"])))
         if java.method_name(event["method"]) == "fail":
             check_thrown(stop, seen[-1])
     check("LTour$Other;" in seen, "both of the program's exceptions are shown")

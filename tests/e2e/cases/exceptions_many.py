@@ -1,8 +1,11 @@
 """A program throws thousands of exceptions, each of which the agent delivers: the table of handles grows by none."""
 import gdb
 
-import quor_java as java
-from quor_gdb import attach_java_mode, call, check, check_equal, expect_exit, out_text, run_to, start
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent.calls import call, out_text
+from stops import expect_exit, run_to
 
 TIMES = 3_000
 

@@ -1,13 +1,17 @@
 """Watches on a field: a read shows the value, a write shows the old value in the object and the new one in the record."""
-import quor_java as java
-from quor_gdb import attach_java_mode, call, check_equal, expect_exit, output, run_to, start
+import java
+from checks import check_equal
+from program import attach_java_mode, start
+from quor.agent.calls import call
+from stops import expect_exit, run_to
+from surroundings import output
 
 
 def check_place(part, clazz, state, method_name):
     check_equal(int(part["clazz"]), int(clazz), "the class")
     check_equal(int(part["field_clazz"]), int(clazz), "the field's class")
     check_equal(int(part["field"]), int(state), "the field")
-    check_equal(int(part["method"]), int(java.method(clazz, method_name)), f"the method is {method_name}")
+    check_equal(int(part["method"]), java.method(clazz, method_name), f"the method is {method_name}")
     check_equal(java.thread_name(part["thread"]), "main", "the thread")
 
 

@@ -1,6 +1,9 @@
 """The pop of a frame that was asked for."""
-import quor_java as java
-from quor_gdb import attach_java_mode, call, check_equal, expect_exit, run_to, start
+import java
+from checks import check_equal
+from program import attach_java_mode, start
+from quor.agent.calls import call
+from stops import expect_exit, run_to
 
 
 def case():

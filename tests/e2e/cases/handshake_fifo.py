@@ -1,7 +1,9 @@
 """The start-up handshake through a FIFO: the debugger is signalled, and its four bytes decide."""
 import os
 
-from quor_gdb import (alone_status, check, check_equal, debugger_process, output, read_file, start_alone)
+from checks import check, check_equal
+from program import alone_status, debugger_process, start_alone
+from surroundings import output, read_file
 
 
 def handshake(answer):

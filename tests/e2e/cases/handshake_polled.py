@@ -1,15 +1,18 @@
 """The start-up handshake without a FIFO: the debugger attaches when it is signalled, and sets a flag."""
 import re
 
-from quor_gdb import (alone_status, attach, check, check_equal, debugger_process, detach, output, read_file,
-                      set_global, start_alone, wait_for)
+from checks import check, check_equal
+from program import alone_status, attach, debugger_process, detach, start_alone
+from quor.agent import place
+from surroundings import output, read_file
+from waits import wait_for
 
 
 def answered():
     pid = start_alone("Tour", agent_options=f"sync={debugger_process()}")
     wait_for(lambda: read_file("debugger.log") == "signal 16\n", "the signal to the debugger's process")
     attach(pid)
-    set_global("attached", 1)
+    place.set_global("attached", 1)
     detach()
     check_equal(alone_status(), 3, "the program's own exit status")
     lines = output().splitlines()

@@ -1,5 +1,8 @@
 """Calls a function of the agent that never returns. Not a case of the suite: hanging_call_test.py looks at how it fails."""
-from quor_gdb import attach_java_mode, call, check_equal, run_to, start
+from checks import check_equal
+from program import attach_java_mode, start
+from quor.agent.calls import call
+from stops import run_to
 
 
 def case():

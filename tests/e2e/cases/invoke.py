@@ -1,14 +1,18 @@
 """Methods that the debugger calls in a stopped thread, synchronously and not: results of each kind, and an exception."""
 import gdb
 
-import quor_java as java
-from quor_gdb import (attach_java_mode, call, check, check_equal, constant, errors, expect_exit, fetched, get_global, out,
-                      output, run_to, start)
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent import place, questions
+from quor.agent.calls import call, fetched, out
+from stops import expect_exit, run_to
+from surroundings import errors, output
 
 
 def check_status(outcome, name):
     """`name` of a status, without its prefix: RETURNED."""
-    check_equal(int(outcome["status"]), constant(f"INVOKE_STATUS_{name}"), f"the status, {name}")
+    check_equal(int(outcome["status"]), place.constant(f"INVOKE_STATUS_{name}"), f"the status, {name}")
 
 
 
@@ -47,7 +51,7 @@ def check_returned(outcome, thread, return_type):
 def check_threw(outcome, thread, name):
     check_status(outcome, "THREW")
     check_equal(int(outcome["thread"]), int(thread), "the thread")
-    check_equal(java.signature(java.class_of(outcome["exception"])), name, "the class of the exception")
+    check_equal(java.signature(questions.object_class(outcome["exception"])), name, "the class of the exception")
 
 
 def synchronous(thread, clazz):
@@ -82,7 +86,7 @@ def case():
     check(java.thread_state(thread) & java.SUSPENDED, "the thread is suspended again")
 
     invoke(thread, clazz, "add", "I", sync=0, i1=1, i2=2)
-    check_equal(int(get_global("invoke_method_list")["is_static"]), 1, "the request waits in the list")
+    check_equal(int(place.global_value("invoke_method_list")["is_static"]), 1, "the request waits in the list")
     stop = run_to("hook_invoke_method", "hook_bpt")
     check_equal(stop.hook, "hook_invoke_method", "the outcome is shown first")
     stop.check_kind("USER_DEFINED")

@@ -1,7 +1,10 @@
 """Another thread's event ends a synchronous call's wait: the call is aborted by an exception when it next has an event."""
-import quor_java as java
+import java
+from checks import check_equal
 from invoke import check_status, check_threw, invoke
-from quor_gdb import attach_java_mode, check_equal, expect_exit, output, run_to, start
+from program import attach_java_mode, start
+from stops import expect_exit, run_to
+from surroundings import output
 
 
 def case():

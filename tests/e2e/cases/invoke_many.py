@@ -1,7 +1,12 @@
 """Two calls at every stop, with other threads' events behind it and without: none harms the program, and no stop is lost."""
-import quor_java as java
+import java
+from checks import check_equal
 from invoke import invoke
-from quor_gdb import attach_java_mode, check_equal, constant, expect_exit, forget_outs, output, run_to, start
+from program import attach_java_mode, start
+from quor.agent import place
+from quor.agent.calls import forget_scratch
+from stops import expect_exit, run_to
+from surroundings import output
 
 STOPS = 600
 
@@ -16,11 +21,11 @@ def stop_with(threads):
         stop = run_to("hook_bpt", "hook_invoke_method")
         while stop.hook == "hook_invoke_method":  # of a call that was given up when it was over
             stop = run_to("hook_bpt", "hook_invoke_method")
-        forget_outs()
+        forget_scratch()
         thread = stop.part("breakpoint")["thread"]
         for _ in range(2):
             outcome = invoke(thread, clazz, "number", "I")
-            if int(outcome["status"]) == constant("INVOKE_STATUS_RETURNED"):
+            if int(outcome["status"]) == place.constant("INVOKE_STATUS_RETURNED"):
                 check_equal(int(outcome["value"]["i"]), 42, "a call's value")
                 returned += 1
             else:

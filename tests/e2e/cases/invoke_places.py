@@ -1,13 +1,18 @@
 """Methods that the debugger calls where no breakpoint holds their thread, one that blocks, and one that loads a class."""
 import gdb
 
-import quor_java as java
+import java
+from checks import check, check_equal
 from invoke import check_returned, check_status, invoke
-from quor_gdb import (attach_java_mode, call, check, check_equal, expect_exit, get_global, output, run_to, set_global, start)
+from program import attach_java_mode, start
+from quor.agent import class_list, place, questions, thread_map
+from quor.agent.calls import call
+from stops import expect_exit, run_to
+from surroundings import output
 
 
 def thread_named(name):
-    return {java.thread_name(handle): handle for handle, _ in java.known_threads()}[name]
+    return {java.thread_name(handle): handle for handle, _ in thread_map.known_threads()}[name]
 
 
 def check_given_up(outcome):
@@ -24,15 +29,15 @@ def check_number(thread, clazz):
 
 def listed():
     """The signatures of the classes that wait to be collected."""
-    classes = get_global("prep_list")
-    return [classes["array"][i]["signature"].string() for i in range(int(classes["count"]))]
+    class_list.forget()
+    return [each.signature for each in class_list.prepared()]
 
 
 class AtWrite(gdb.Breakpoint):
     """Asks for a control-C stop when the program writes, which the debugger's call keeps Python from doing otherwise."""
 
     def stop(self):
-        set_global("controlc_hit", 1)
+        place.set_global("controlc_hit", 1)
         return False
 
 
@@ -40,10 +45,10 @@ def at_the_attach_stop():
     start("ThreadStorm", "2000")
     attach_java_mode()
     run_to("hook_thread_stop")
-    set_global("jquor_attached", 1)
+    place.set_global("jquor_attached", 1)
     run_to("jquor_jvmdi_sync_hook")
     # the wait ends with the next thread's event
-    check_given_up(invoke(thread_named("main"), java.class_named("java/lang/Thread"), "activeCount", "I"))
+    check_given_up(invoke(thread_named("main"), questions.class_by_name("java/lang/Thread").handle, "activeCount", "I"))
     expect_exit(6)
 
 
@@ -59,7 +64,7 @@ def block_in(thread, clazz):
     check_given_up(invoke(thread, clazz, "block", "I"))
     at_write.delete()
     check_equal(output(), "blocked\n", "the method blocks")
-    check_equal(int(get_global("controlc_hit")), 1, "the request is left for the main loop")
+    check_equal(int(place.global_value("controlc_hit")), 1, "the request is left for the main loop")
     run_to("hook_controlc")
     check_equal(call("agent_set_static_field_boolean", 0, clazz, java.field(clazz, "over"), 1), 0, "the method is told to end")
 

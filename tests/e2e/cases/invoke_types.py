@@ -2,10 +2,14 @@
 breakpoint itself."""
 import gdb
 
-import quor_java as java
+import java
+from checks import check, check_equal
 from invoke import check_returned, invoke, invoke_on
-from quor_gdb import (attach_java_mode, call, check, check_equal, expect_exit, fetched, forget_outs, out, output, run_to,
-                      start)
+from program import attach_java_mode, start
+from quor.agent.calls import call, fetched, forget_scratch, out, out_text
+from quor.agent.invoke import jni
+from stops import expect_exit, run_to
+from surroundings import output
 
 # JNI's union member, a value to pass, the value that the method without arguments gives, and how Java prints the passed one.
 TYPES = {"Z": ("z", 1, 1, "true"), "B": ("b", -7, -2, "-7"), "C": ("c", ord("q"), ord("c"), "q"),
@@ -51,7 +55,7 @@ def seen(clazz):
 def given_object(letter):
     """An object to pass, made afresh: what was handed out is gone after a resume."""
     if letter == "L":
-        return java.jni("NewStringUTF", java.out_text("given"))
+        return jni("NewStringUTF", out_text("given"))
     made = out("jintArray")
     call("agent_new_intarray", 0, 4, made)
     return fetched(made.dereference())
@@ -106,7 +110,7 @@ def case():
     for kind in ("static", "own"):
         for plan in plans(clazz):
             check_outcome(clazz, thread, plan, request(clazz, thread, plan, kind, 1), kind)
-            forget_outs()
+            forget_scratch()
     check_equal(int(invoke(thread, clazz, "hitsBreakpoint", "I")["value"]["i"]), 11,
                 "the breakpoint within an awaited call is passed over")
 
@@ -116,7 +120,7 @@ def case():
             stop = run_to("hook_invoke_method", "hook_bpt")
             check_equal(stop.hook, "hook_invoke_method", "the outcome is shown before the program goes on")
             check_outcome(clazz, thread, plan, stop.outcome(), kind)
-            forget_outs()
+            forget_scratch()
     invoke(thread, clazz, "hitsBreakpoint", "I", sync=0)
     stop = run_to("hook_invoke_method", "hook_bpt")
     check_equal(stop.hook, "hook_bpt", "a call that nobody awaits stops at its breakpoint")

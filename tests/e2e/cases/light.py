@@ -1,7 +1,13 @@
 """The light agent: breakpoints, steps and queries work; filters of exceptions and notice of a frame's pop are refused."""
 import gdb
-import quor_java as java
-from quor_gdb import attach_java_mode, call, check, check_equal, expect_exit, out_text, output, run_to, start
+
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent import place
+from quor.agent.calls import call, out_text
+from stops import expect_exit, run_to
+from surroundings import output
 
 MISSING = 99  # the VM was not asked for the capability
 LINE = "__QUOR_LIGHT on: no exception, frame pop and method exit events\n"
@@ -12,7 +18,7 @@ def check_refusals(clazz, method, thread):
     check_equal(call("agent_set_uncaughtexception_filter", 0, clazz, method), MISSING, "a filter of uncaught exceptions")
     check_equal(call("agent_notifyframepop", 0, 0, thread, 0), MISSING, "agent_notifyframepop")
     for kind in ("EXCEPTION", "EXCEPTION_CATCH", "FRAME_POP", "METHOD_EXIT"):
-        number = java.constant(f"JVMDI_EVENT_{kind}")
+        number = place.constant(f"JVMDI_EVENT_{kind}")
         check_equal(call("agent_set_eventnotification", 0, 1, number, 0), MISSING, f"switching {kind} on")
 
 

@@ -1,8 +1,12 @@
 """Sixty-four threads hit a breakpoint a thousand times each, all at once: every stop is counted, none is lost, nothing hangs."""
 import gdb
 
-import quor_java as java
-from quor_gdb import CONFIG, Process, attach_java_mode, check_equal, hook_breakpoint, limit, output, start
+import java
+from checks import check_equal
+from program import attach_java_mode, start
+from stops import Process, hook_breakpoint
+from surroundings import CONFIG, output
+from waits import limit
 
 THREADS, TIMES = 64, 1_000
 

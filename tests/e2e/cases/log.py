@@ -1,8 +1,11 @@
 """The log: a C.agent in the program's folder names a file and categories, whose records then appear there."""
 import re
 
-import quor_java as java
-from quor_gdb import attach_java_mode, check, expect_exit, read_file, run_to, start
+import java
+from checks import check
+from program import attach_java_mode, start
+from stops import expect_exit, run_to
+from surroundings import read_file
 
 OPTIONS = """\
 options -file agent.log   # opened anew

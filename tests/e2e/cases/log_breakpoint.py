@@ -2,7 +2,11 @@
 is at VM_INIT, where the thread map is made ready before anything else is."""
 import re
 
-from quor_gdb import check, check_equal, expect_exit, get_global, read_file, run_to, set_global, start
+from checks import check, check_equal
+from program import start
+from quor.agent import place
+from stops import expect_exit, run_to
+from surroundings import read_file
 
 
 def serials():
@@ -15,14 +19,14 @@ def case():
         file.write("options -file agent.log\nLogJVMDI SERIAL\n")
     start("Tour", until="TMap_init")
     for name in ("java_lang_throwable", "agent_thread", "vm_init_done"):
-        check_equal(int(get_global(name)), 0, f"at TMap_init, {name}")
-    check_equal(int(get_global("prep_list")["count"]), 0, "at TMap_init, classes listed")
+        check_equal(int(place.global_value(name)), 0, f"at TMap_init, {name}")
+    check_equal(int(place.global_value("prep_list")["count"]), 0, "at TMap_init, classes listed")
     check("boot_event_hook():JVMDI_EVENT_VM_INIT" in read_file("agent.log"), "the log tells of VM_INIT")
 
     wanted = serials()[-1] + 1
-    set_global("log_serial_bpt", wanted)
+    place.set_global("log_serial_bpt", wanted)
     run_to("log_bpt")
     check_equal(max(serials()), wanted - 1, "at log_bpt, the last record's number")
-    set_global("log_serial_bpt", 0)
+    place.set_global("log_serial_bpt", 0)
     expect_exit(3, never=("log_bpt",))
     check(wanted in serials() and max(serials()) > wanted, "the record and others followed")

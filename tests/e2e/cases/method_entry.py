@@ -1,6 +1,8 @@
 """Method entries of one thread; the other threads go on while one is shown."""
-import quor_java as java
-from quor_gdb import attach_java_mode, check_equal, expect_exit, run_to, start
+import java
+from checks import check_equal
+from program import attach_java_mode, start
+from stops import expect_exit, run_to
 
 
 def case():

@@ -1,7 +1,10 @@
 """The agent thread is gone when the VM ends, whether a debugger is there or not: the VM does not have to wait for it."""
-import quor_java as java
-from quor_gdb import (alone_status, attach_java_mode, call, check, check_equal, expect_exit, output, read_file, start,
-                      start_alone)
+import java
+from checks import check, check_equal
+from program import alone_status, attach_java_mode, start, start_alone
+from quor.agent.calls import call
+from stops import expect_exit
+from surroundings import output, read_file
 
 OPTIONS = """\
 options -file agent.log

@@ -4,7 +4,9 @@ import contextlib
 import os
 import shutil
 
-from quor_gdb import alone_status, check, check_equal, errors, output, read_file, start_alone
+from checks import check, check_equal
+from program import alone_status, start_alone
+from surroundings import errors, output, read_file
 
 SETTINGS = "options -file agent.log\nLogJVMDI\n"
 

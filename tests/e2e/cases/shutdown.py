@@ -1,7 +1,12 @@
 """The VM ends properly whatever the debugger is doing."""
-import quor_java as java
-from quor_gdb import (CaseFailed, Process, attach_java_mode, call, check, check_equal, expect_exit, get_global, out, output,
-                      run_to, set_global, start)
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent import place
+from quor.agent.calls import call, out
+from quor.errors import QuorError
+from stops import Process, expect_exit, run_to
+from surroundings import output
 
 
 def begin(*arguments):
@@ -49,7 +54,7 @@ def called_by_the_debugger_which_waits():
     outcome = out("AgentInvokRet")
     try:
         call("agent_invoke_static_method", 0, thread, clazz, leave, ord("V"), 0, 0, 1, outcome)
-    except CaseFailed as ended:  # the call has come back, or the process has ended under it
+    except QuorError as ended:  # the call has come back, or the process has ended under it
         check("exited while in a function" in str(ended), "the call does not hang")
     else:
         expect_exit(10)
@@ -58,7 +63,7 @@ def called_by_the_debugger_which_waits():
 
 def with_a_controlc_request():
     begin()
-    set_global("controlc_hit", 1)
+    place.set_global("controlc_hit", 1)
     expect_exit(9, perhaps=("hook_controlc",))
 
 
@@ -68,7 +73,7 @@ def with_vm_death_shown():
     java.enable_event("VM_DEATH")
     run_to("notify_event_processing_done", condition="vm_init_done == 0")  # the VM still waits for the agent
     check("leaving" in output(), "the program has asked for its end")
-    check_equal(int(get_global("terminate_debug_agent")), 1, "the agent thread was told to end")
+    check_equal(int(place.global_value("terminate_debug_agent")), 1, "the agent thread was told to end")
     expect_exit(9)
 
 
@@ -86,4 +91,5 @@ def case():
         stage()
         # the agent may still be at work when the VM begins to refuse its calls, and says so
         own = [line for line in output().splitlines() if "agent_resume_all" not in line and "WRONG_PHASE" not in line]
-        check_equal(own, [] if stage in (called_by_the_debugger, called_by_the_debugger_which_waits) else ["leaving"], "the program's own output")
+        ends_in_a_call = stage in (called_by_the_debugger, called_by_the_debugger_which_waits)
+        check_equal(own, [] if ends_in_a_call else ["leaving"], "the program's own output")

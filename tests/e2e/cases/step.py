@@ -1,6 +1,10 @@
 """Single steps through a method: each location in turn, on the line that the line number table names."""
-import quor_java as java
-from quor_gdb import attach_java_mode, check, check_equal, expect_exit, output, run_to, start
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent import questions
+from stops import expect_exit, run_to
+from surroundings import output
 
 
 def case():
@@ -10,7 +14,7 @@ def case():
     work = java.set_breakpoint(clazz, "work")
     stop = run_to("hook_bpt")
     thread = stop.part("breakpoint")["thread"]
-    table = java.lines(clazz, work)
+    table = questions.lines(clazz, work)
     first_line = table[0][1]
     java.enable_event("SINGLE_STEP", 1, thread)
 
@@ -25,9 +29,9 @@ def case():
         stop = run_to("hook_step")
     check_equal(seen[0], 1, "the first step is at the instruction after the breakpoint's, which takes one byte")
     check_equal(seen, sorted(set(seen)), "the locations rise one by one")
-    reached = sorted({java.line_in(table, location) - first_line for location in seen})
+    reached = sorted({questions.line_at(table, location) - first_line for location in seen})
     check_equal(reached, [0, 1, 2], "the lines that steps reach, counted from the method's first")
-    check(int(stop.part("single_step")["method"]) == int(java.method(clazz, "main")), "the next step is in the caller")
+    check(int(stop.part("single_step")["method"]) == java.method(clazz, "main"), "the next step is in the caller")
 
     java.enable_event("SINGLE_STEP", 0, thread)
     expect_exit(3, never=("hook_step",))

@@ -1,10 +1,13 @@
 """A thread's start and its end, and how the thread map follows them."""
-import quor_java as java
-from quor_gdb import attach_java_mode, check, check_equal, expect_exit, run_to, start
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent import thread_map
+from stops import expect_exit, run_to
 
 
 def known_names():
-    return [java.thread_name(handle) for handle, _ in java.known_threads()]
+    return [java.thread_name(handle) for handle, _ in thread_map.known_threads()]
 
 
 def run_to_thread(hook, name):
@@ -24,8 +27,8 @@ def case():
     stop = run_to_thread("hook_thread_start", "late")
     stop.check_kind("THREAD_START")
     handle = int(stop.part("thread_change")["thread"])
-    check(handle in [int(known) for known, _ in java.known_threads()], "the thread map holds the record's handle")
-    tids = {int(known): tid for known, tid in java.known_threads()}
+    check(handle in [known for known, _ in thread_map.known_threads()], "the thread map holds the record's handle")
+    tids = dict(thread_map.known_threads())
 
     stop = run_to("hook_bpt")
     check_equal(int(stop.part("breakpoint")["thread"]), handle, "an event of the thread names it by the same handle")
@@ -34,10 +37,10 @@ def case():
     stop.check_kind("THREAD_END")
     check_equal(int(stop.part("thread_change")["thread"]), handle, "the handle at the end")
     check("late" in known_names(), "the ending thread is still known while its end is shown")
-    for other, _ in java.known_threads():
+    for other, _ in thread_map.known_threads():
         check(not java.thread_state(other) & java.SUSPENDED, f"{java.thread_name(other)} is not suspended meanwhile")
 
     stop = run_to("hook_bpt")
     check_equal(java.thread_name(stop.part("breakpoint")["thread"]), "main", "the last breakpoint is main's")
-    check(tids[handle] not in [tid for _, tid in java.known_threads()], "the ended thread is forgotten")
+    check(tids[handle] not in [tid for _, tid in thread_map.known_threads()], "the ended thread is forgotten")
     expect_exit(3)

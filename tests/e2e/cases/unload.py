@@ -1,8 +1,12 @@
 """Classes of throw-away loaders, of which the debugger was told, can be unloaded when it has left."""
 import re
 
-import quor_java as java
-from quor_gdb import attach_java_mode, call, check, check_equal, expect_exit, output, run_to, start
+import java
+from checks import check, check_equal
+from program import attach_java_mode, start
+from quor.agent.calls import call
+from stops import expect_exit, run_to
+from surroundings import output
 
 COUNT = 2_000
 

@@ -1,8 +1,12 @@
 """The frames of a recursion, and local variables of each type, read and changed."""
 import gdb
 
-import quor_java as java
-from quor_gdb import call, check, check_equal, error, fetched, forget_outs, out, out_bytes
+import java
+from checks import check, check_equal
+from quor.agent import questions
+from quor.agent.calls import call, fetched, forget_scratch, out, out_of, out_text
+from quor.agent.invoke import jni
+from quor.codes import code_named
 from vocabulary_classes import variables
 from vocabulary_values import number
 
@@ -31,10 +35,10 @@ def walk(clazz, thread):
         check_equal((code, int(its_class), java.method_name(method)), (0, int(clazz), name), f"frame {depth}")
         check(depth == 0 or location > 0, "and where it stands")
         if name == "deep":
-            line = java.line_in(java.lines(clazz, method), location)
+            line = questions.line_at(questions.lines(clazz, method), location)
             check(line > 0, f"its line is {line}")
-        forget_outs()
-    check_equal(frame_at(thread, frames)[0], error("NO_MORE_FRAMES"), "beyond the last frame")
+        forget_scratch()
+    check_equal(frame_at(thread, frames)[0], code_named("NO_MORE_FRAMES"), "beyond the last frame")
 
 
 def local(type_name, thread, depth, slot):
@@ -53,7 +57,7 @@ def read(slots, thread):
         check_equal(number(local("double", thread, depth, slots["d"])), 1024.0 / 2 ** (level - 1), "a double")
         check_equal(number(local("int", thread, depth, slots["z"])), (level - 1) % 2, "a boolean")
         check_equal(java.string(local("object", thread, depth, slots["l"])), "text", "an object")
-        forget_outs()
+        forget_scratch()
     first = local("object", thread, 1, slots["l"])
     check_equal(int(local("object", thread, 1, slots["l"])), int(first), "an object read twice is one handle")
 
@@ -64,29 +68,30 @@ def change(slots, thread, clazz):
         check_equal(call(f"agent_set_local{type_name}", 0, 0, slots[name], value, thread, 1), 0, f"setting the {type_name}")
         check_equal(number(local(type_name, thread, 1, slots[name])), value, f"the {type_name} then")
     check_equal(call("agent_set_localint", 0, 0, slots["z"], 0, thread, 1), 0, "setting the boolean")
-    text = java.jni("NewStringUTF", java.out_text("changed"))
+    text = jni("NewStringUTF", out_text("changed"))
     check_equal(call("agent_set_localobject", 0, 0, slots["l"], text, thread, 1), 0, "setting the object")
     check_equal(java.string(local("object", thread, 1, slots["l"])), "changed", "the object then")
-    forget_outs()
+    forget_scratch()
 
 
 def all_locals(thread):
-    count, values = out("jint"), out_bytes(gdb.lookup_type("jint").pointer())
+    count, values = out("jint"), out_of(gdb.lookup_type("jint").pointer())
     check_equal(call("agent_get_locals", 0, 0, count, values, thread, 0), 0, "agent_get_locals of a method without any")
     check_equal(int(count.dereference()), 0, "how many")
-    check_equal(call("agent_get_locals", 0, 0, count, values, thread, 1), error("TYPE_MISMATCH"), "a frame with others than ints")
+    code = call("agent_get_locals", 0, 0, count, values, thread, 1)
+    check_equal(code, code_named("TYPE_MISMATCH"), "a frame with others than ints")
     check_equal((int(count.dereference()), int(values.dereference())), (0, 0), "nothing of it is told")
-    check_equal(call("agent_get_localint", 0, 0, 99, count, thread, 1), error("INVALID_SLOT"), "a slot that is none")
-    forget_outs()
+    check_equal(call("agent_get_localint", 0, 0, 99, count, thread, 1), code_named("INVALID_SLOT"), "a slot that is none")
+    forget_scratch()
 
 
 def int_locals(thread, expected):
     """agent_get_locals of a frame that has only ints."""
-    count, values = out("jint"), out_bytes(gdb.lookup_type("jint").pointer())
+    count, values = out("jint"), out_of(gdb.lookup_type("jint").pointer())
     check_equal(call("agent_get_locals", 0, 0, count, values, thread, 0), 0, "agent_get_locals")
     found = [int(fetched(values.dereference()[i])) for i in range(int(count.dereference()))]
     check_equal(found, expected, "all locals of a frame of ints")
-    forget_outs()
+    forget_scratch()
 
 
 def ask(clazz, thread):

@@ -1,8 +1,12 @@
 """Threads in every state, their groups, and monitors: owned, contended and waited for."""
 import gdb
 
-import quor_java as java
-from quor_gdb import call, check, check_equal, error, fetched, forget_outs, get_global, out, out_bytes
+import java
+from checks import check, check_equal
+from quor.agent import place, questions
+from quor.agent.calls import call, fetched, forget_scratch, out, out_of, text_of
+from quor.agent.invoke import jni
+from quor.codes import code_named
 
 ALIVE, RUNNABLE, SLEEPING, IN_WAIT, PARKED, BLOCKED = 0x1, 0x4, 0x40, 0x100, 0x200, 0x400
 STATES = {"running": RUNNABLE, "sleeping": SLEEPING, "waiting": IN_WAIT, "owning": SLEEPING, "blocked": BLOCKED,
@@ -10,18 +14,18 @@ STATES = {"running": RUNNABLE, "sleeping": SLEEPING, "waiting": IN_WAIT, "owning
 
 
 def pointer(type_name):
-    return out_bytes(gdb.lookup_type(type_name).pointer())
+    return out_of(gdb.lookup_type(type_name).pointer())
 
 
 def same(first, second):
-    return java.jni("IsSameObject", first, second)
+    return jni("IsSameObject", first, second)
 
 
 def list_threads():
     count, found = out("jint"), pointer("jthread")
     check_equal(call("agent_get_threads", 0, count, found), 0, "agent_get_threads")
     threads = [fetched(found.dereference()[i]) for i in range(int(count.dereference()))]
-    check(int(java.agent_thread()) not in map(int, threads), "the agent thread is not listed")
+    check(int(place.global_value("agent_thread")) not in map(int, threads), "the agent thread is not listed")
     return threads
 
 
@@ -36,7 +40,7 @@ def threads():
     found, main_group = {}, None
     for thread in list_threads():
         info, tid, status = describe(thread)
-        name = java.text_of(info["name"])
+        name = text_of(info["name"])
         found[name] = thread
         check_equal(tid, call("TMap_handle2tid", thread), f"the id of {name}")
         check(status & java.SUSPENDED and status & ALIVE, f"{name} is alive and suspended")
@@ -46,9 +50,9 @@ def threads():
             check_equal(int(info["is_daemon"]), 1, "whether it is a daemon")
         if name == "main":
             check_equal(int(info["is_daemon"]), 0, "main is no daemon")
-            check(java.signature(java.class_of(info["context_class_loader"])).endswith("AppClassLoader;"), "its loader")
+            check(java.signature(questions.object_class(info["context_class_loader"])).endswith("AppClassLoader;"), "its loader")
             main_group = fetched(info["thread_group"])
-        forget_outs()
+        forget_scratch()
     check(STATES.keys() | {"main"} <= found.keys(), "every thread of the program is listed")
     return found, main_group
 
@@ -56,7 +60,7 @@ def threads():
 def group_name(group):
     info = out("JVMDI_thread_group_info")
     check_equal(call("agent_get_threadgroupinfo", 0, group, info), 0, "agent_get_threadgroupinfo")
-    return java.text_of(info["name"]), fetched(info["parent"]), int(info["max_priority"])
+    return text_of(info["name"]), fetched(info["parent"]), int(info["max_priority"])
 
 
 def groups(main_group):
@@ -73,7 +77,7 @@ def groups(main_group):
                 "agent_get_threadgroupchildren")
     names = {java.thread_name(children.dereference()[i]) for i in range(int(thread_count.dereference()))}
     check(STATES.keys() | {"main"} <= names, "the group's threads")
-    forget_outs()
+    forget_scratch()
 
 
 def owned(thread):
@@ -91,7 +95,7 @@ def contended(function, thread):
 def waited_for(waiting, signal):
     """What the VM tells of a thread that waits: the monitor, or nothing on JDKs from 23 on, where only entering counts."""
     own = out("jobject")
-    java.jvmti("GetCurrentContendedMonitor", waiting, own)
+    questions.jvmti("GetCurrentContendedMonitor", waiting, own)
     return signal if int(own.dereference()) else 0
 
 
@@ -105,15 +109,15 @@ def monitors(found, outer, inner, signal):
         check(same(contended(function, found["waiting"]), waited_for(found["waiting"], signal)),
               "what the waiting thread waits for")
         check_equal(int(contended(function, found["running"])), 0, "the running thread wants nothing")
-    check_equal(int(contended("agent_get_contended_monitor", java.agent_thread())), 0, "nor does the agent thread")
-    forget_outs()
+    check_equal(int(contended("agent_get_contended_monitor", place.global_value("agent_thread"))), 0, "nor does the agent thread")
+    forget_scratch()
 
     info = out("JVMDI_monitor_info")
     check_equal(call("agent_get_monitorinfo", 0, outer, info), 0, "agent_get_monitorinfo")
     check_equal(int(info["owner"]), int(found["owning"]), "the owner")
     check_equal((int(info["entry_count"]), int(info["waiter_count"])), (1, 1), "entries and waiters")
     check_equal(int(info["waiters"][0]), int(found["blocked"]), "the waiter")
-    forget_outs()
+    forget_scratch()
 
     count, entries = out("jint"), pointer("monitor_entry")
     check_equal(call("agent_get_monitorlist", 0, count, entries), 0, "agent_get_monitorlist")
@@ -123,16 +127,16 @@ def monitors(found, outer, inner, signal):
         check_equal(int(entry["owner"]), int(found["owning"]), "the owner of a listed monitor")
         known = [int(fetched(entry["waiters"][i])) for i in range(int(entry["waiter_count"]))]
         check_equal(known, waiters, "its waiters")
-    forget_outs()
+    forget_scratch()
 
 
 def control(found):
     """One thread by itself: resumed and suspended again, interrupted, stopped with an exception."""
     running = found["running"]
-    check_equal(call("agent_suspendthread", 0, running), error("THREAD_SUSPENDED"), "a thread that is suspended already")
+    check_equal(call("agent_suspendthread", 0, running), code_named("THREAD_SUSPENDED"), "a thread that is suspended already")
     check_equal(call("agent_resumethread", 0, running), 0, "agent_resumethread")
     check(not java.thread_state(running) & java.SUSPENDED, "the thread runs")
-    check_equal(call("agent_resumethread", 0, running), error("THREAD_NOT_SUSPENDED"), "a thread that runs already")
+    check_equal(call("agent_resumethread", 0, running), code_named("THREAD_NOT_SUSPENDED"), "a thread that runs already")
     check_equal(call("agent_suspendthread", 0, running), 0, "agent_suspendthread")
     check(java.thread_state(running) & java.SUSPENDED, "the thread is suspended again")
     check_equal(call("agent_suspend_all", 0), 0, "suspending all again changes nothing")
@@ -143,15 +147,16 @@ def control(found):
     check_equal(call("agent_interruptthread", 0, found["sleeping"]), 0, "agent_interruptthread")
     prepared = call("agent_get_static_field_object", 0, get_class(), java.field(get_class(), "prepared"))
     check_equal(call("agent_stopthread", 0, found["endless"], prepared), 0, "agent_stopthread")
-    forget_outs()
+    forget_scratch()
 
 
 def get_class():
-    return java.class_named("Vocabulary")
+    return questions.class_by_name("Vocabulary").handle
 
 
 def ask(outer, inner, signal):
-    check_equal(int(get_global("tid_debug_agent")), call("TMap_handle2tid", java.agent_thread()), "the agent thread's id")
+    agent = place.global_value("agent_thread")
+    check_equal(int(place.global_value("tid_debug_agent")), call("TMap_handle2tid", agent), "the agent thread's id")
     found, main_group = threads()
     groups(main_group)
     monitors(found, outer, inner, signal)

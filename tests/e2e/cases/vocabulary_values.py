@@ -1,8 +1,11 @@
 """Fields and arrays of each type, read, changed and made."""
 import gdb
 
-import quor_java as java
-from quor_gdb import call, check, check_equal, error, forget_outs, out
+import java
+from checks import check, check_equal
+from quor.agent import questions
+from quor.agent.calls import call, forget_scratch, out
+from quor.codes import code_named
 
 TYPES = {"z": "boolean", "b": "byte", "c": "char", "s": "short", "i": "int", "j": "long", "f": "float", "d": "double"}
 INSTANCE = {"z": 1, "b": -2, "c": ord("c"), "s": -300, "i": 70_000, "j": 1 << 40, "f": 1.5, "d": -2.25}
@@ -39,7 +42,7 @@ def fields(clazz, everything):
         changed = CHANGED[letter] if letter != "z" else 1 - STATIC[letter]
         check_equal(call(f"agent_set_static_field_{name}", 0, clazz, static, changed), 0, f"setting the static {name} field")
         check_equal(got(f"agent_get_static_field_{name}", clazz, static), changed, f"the static {name} field then")
-        forget_outs()
+        forget_scratch()
 
 
 def object_fields(clazz, everything):
@@ -53,7 +56,7 @@ def object_fields(clazz, everything):
     check_equal(call("agent_set_static_field_object", 0, clazz, static, text), 0, "setting the static object field")
     check_equal(int(call("agent_get_field_object", 0, everything, instance)), int(static_text), "the object field then")
     check_equal(int(call("agent_get_field_object", 0, everything, java.field(clazz, "generic"))), 0, "a null field")
-    forget_outs()
+    forget_scratch()
 
 
 def array_of(clazz, letter):
@@ -75,8 +78,8 @@ def arrays(clazz):
         setter = f"agent_set_{name}array_element"
         check_equal(call(setter, 0, array, 1, CHANGED[letter]), 0, f"setting the {name} array's")
         check_equal(element(name, array, 1), CHANGED[letter], f"element 1 of the {name} array then")
-        check_equal(call(setter, 0, array, 2, CHANGED[letter]), error("INTERNAL"), f"setting beyond the {name} array")
-        forget_outs()
+        check_equal(call(setter, 0, array, 2, CHANGED[letter]), code_named("INTERNAL"), f"setting beyond the {name} array")
+        forget_scratch()
 
 
 def new_arrays(clazz):
@@ -85,13 +88,14 @@ def new_arrays(clazz):
         result = call(f"agent_new_{name}array", 0, 3, made)
         array = made.dereference()
         if name == "boolean":
-            check(call("agent_is_instanceof", 0, result, java.class_of(array)), "the boolean array is given as JNI made it")
+            same = call("agent_is_instanceof", 0, result, questions.object_class(array))
+            check(same, "the boolean array is given as JNI made it")
         else:
             check_equal(int(result), int(array), f"the new {name} array is given twice")
         check_equal(call("agent_get_arraylength", 0, array), 3, f"the new {name} array's length")
         check_equal(element(name, array, 2), 0, f"an element of the new {name} array")
-        check_equal(int(java.class_of(array)), int(java.class_of(array_of(clazz, letter))), "its class")
-        forget_outs()
+        check_equal(questions.object_class(array), questions.object_class(array_of(clazz, letter)), "its class")
+        forget_scratch()
     made = out("jintArray")
     check_equal(int(call("agent_new_intarray", 0, -1, made)), 0, "no array has a negative length")
     check_equal(int(made.dereference()), 0, "the address then")
@@ -105,12 +109,12 @@ def object_arrays(clazz):
     check_equal(int(call("agent_get_objarray_element", 0, array, 2)), 0, "an element beyond the object array")
     text = call("agent_get_static_field_object", 0, clazz, java.field(clazz, "static_l"))
     check_equal(call("agent_set_objarray_element", 0, array, 1, text), 0, "setting the object array's")
-    check_equal(call("agent_set_objarray_element", 0, array, 2, text), error("INTERNAL"), "setting beyond the object array")
+    check_equal(call("agent_set_objarray_element", 0, array, 2, text), code_named("INTERNAL"), "setting beyond the object array")
     check_equal(int(call("agent_get_objarray_element", 0, array, 1)), int(text), "element 1 of the object array then")
-    made = call("agent_new_objectarray", 0, 2, java.class_of(text), text)
-    check_equal(java.signature(java.class_of(made)), "[Ljava/lang/String;", "the new object array's class")
+    made = call("agent_new_objectarray", 0, 2, questions.object_class(text), text)
+    check_equal(java.signature(questions.object_class(made)), "[Ljava/lang/String;", "the new object array's class")
     check_equal(int(call("agent_get_objarray_element", 0, made, 1)), int(text), "its initial element")
-    forget_outs()
+    forget_scratch()
 
 
 def ask(clazz, everything):

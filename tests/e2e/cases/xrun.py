@@ -1,5 +1,7 @@
 """-Xrun on a JVM that gives no debug interface at that time: the agent says so and aborts."""
-from quor_gdb import check, output, start_to_abort
+from checks import check
+from program import start_to_abort
+from surroundings import output
 
 
 def case():
