@@ -233,10 +233,15 @@ gdb.events.exited.connect(_process_has_ended)
 
 def out(type_name, count=1):
     """A pointer to zeroed memory for what a function gives."""
-    return out_of(gdb.lookup_type(type_name), count)
+    return _out_of(gdb.lookup_type(type_name), count)
 
 
-def out_of(kind, count=1):
+def out_pointer(type_name):
+    """The same for a pointer to this type: for an array that a function gives, or a text ("char")."""
+    return _out_of(gdb.lookup_type(type_name).pointer())
+
+
+def _out_of(kind, count=1):
     return gdb.Value(scratch(kind.sizeof * count)).cast(kind.pointer())
 
 

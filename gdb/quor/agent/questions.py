@@ -5,7 +5,7 @@ from collections import namedtuple
 import gdb
 
 from quor.agent import access, calls, class_list, place, session, thread_map
-from quor.agent.calls import call, out, out_of, out_text, text_of, with_own_scratch
+from quor.agent.calls import call, out, out_pointer, out_text, text_of, with_own_scratch
 from quor.errors import QuorError
 
 Class = namedtuple("Class", "handle signature source")  # source: the source file's name, or None
@@ -123,7 +123,7 @@ def object_class(reference):
 @with_own_scratch
 def interfaces(handle):
     """Handles of the interfaces that a class names."""
-    count, table = out("jint"), out_of(gdb.lookup_type("jclass").pointer())
+    count, table = out("jint"), out_pointer("jclass")
     ask("agent_get_implementedinterfaces", handle, count, table)
     return _taken(table, [int(table.dereference()[i]) for i in range(int(count.dereference()))])
 
@@ -154,7 +154,7 @@ def _taken(table, values):
 @with_own_scratch
 def methods(handle):
     """The Methods of a class, in the VM's order."""
-    count, table = out("jint"), out_of(gdb.lookup_type("method_entry").pointer())
+    count, table = out("jint"), out_pointer("method_entry")
     ask("agent_get_classmethods", handle, 0, count, table)
     entries = table.dereference()
     return [Method(int(entries[i]["method"]), text_of(entries[i]["name"]), text_of(entries[i]["signature"]),
@@ -164,7 +164,7 @@ def methods(handle):
 @with_own_scratch
 def lines(handle, method):
     """[(location, line)] of a method, in the order of the locations; empty without line numbers."""
-    count, table = out("jint"), out_of(gdb.lookup_type("JVMDI_line_number_entry").pointer())
+    count, table = out("jint"), out_pointer("JVMDI_line_number_entry")
     try:
         ask("agent_get_linenumbertable", handle, method, count, table)
     except Refused as error:
@@ -184,7 +184,7 @@ def line_at(table, location):
 @with_own_scratch
 def bytecodes(handle, method):
     """The bytecodes of a method that is neither native nor abstract, as its class file has them."""
-    count, table = out("jint"), out_of(gdb.lookup_type("unsigned char").pointer())
+    count, table = out("jint"), out_pointer("unsigned char")
     ask("agent_get_bytecodes", handle, method, count, table)
     return gdb.selected_inferior().read_memory(int(table.dereference()), int(count.dereference())).tobytes()
 
@@ -192,7 +192,7 @@ def bytecodes(handle, method):
 @with_own_scratch
 def local_variables(handle, method):
     """The Locals of a method; None when it was compiled without -g."""
-    count, table = out("jint"), out_of(gdb.lookup_type("JVMDI_local_variable_entry").pointer())
+    count, table = out("jint"), out_pointer("JVMDI_local_variable_entry")
     try:
         ask("agent_get_localvariabletable", handle, method, count, table)
     except Refused as error:
@@ -207,7 +207,7 @@ def local_variables(handle, method):
 @with_own_scratch
 def fields(handle):
     """The Fields that a class itself declares."""
-    count, table = out("jint"), out_of(gdb.lookup_type("jfieldID").pointer())
+    count, table = out("jint"), out_pointer("jfieldID")
     ask("agent_get_classfields", handle, count, table)
     ids = _taken(table, [int(table.dereference()[i]) for i in range(int(count.dereference()))])
     return [_field(handle, each) for each in ids]
@@ -215,7 +215,7 @@ def fields(handle):
 
 @with_own_scratch
 def _field(handle, identity):
-    name, signature = (out_of(gdb.lookup_type("char").pointer()) for _ in range(2))
+    name, signature = (out_pointer("char") for _ in range(2))
     modifiers = out("jint")
     ask("agent_get_fieldname", handle, identity, name, signature, modifiers)
     texts = [text_of(each.dereference()) for each in (name, signature)]

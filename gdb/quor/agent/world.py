@@ -6,7 +6,7 @@ from collections import namedtuple
 import gdb
 
 from quor.agent import hooks, invoke, place, questions, session, thread_map
-from quor.agent.calls import call, out, out_text, scratch, text_of, with_own_scratch
+from quor.agent.calls import call, out, out_pointer, out_text, scratch, text_of, with_own_scratch
 from quor.agent.questions import ask
 from quor.errors import QuorError
 from quor.expression import world
@@ -320,10 +320,9 @@ class AgentWorld(world.World):
 
     @with_own_scratch
     def string_value(self, reference):
-        length = out("jint")
-        pointer = gdb.Value(scratch(8)).cast(gdb.lookup_type("char").pointer().pointer())
-        ask("agent_get_stringvalue", reference_of(reference), length, pointer)
-        return text_of(pointer.dereference()) or ""
+        length, text = out("jint"), out_pointer("char")
+        ask("agent_get_stringvalue", reference_of(reference), length, text)
+        return text_of(text.dereference()) or ""
 
     @with_own_scratch
     def new_string(self, content):

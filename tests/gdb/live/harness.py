@@ -2,6 +2,7 @@
 
 Every process has a time limit and is ended by its id; what gdb itself started is found by gdb's session.
 """
+import json
 import os
 import re
 import resource
@@ -230,6 +231,21 @@ def chosen(modes):
     """The modes to run: all, or those that QUOR_MODES names, separated by commas."""
     wanted = os.environ.get("QUOR_MODES")
     return {name: options for name, options in modes.items() if not wanted or name in wanted.split(",")}
+
+
+# ---- What a script inside gdb tells a case ----
+
+_RESULT = "RESULT "
+
+
+def tell(result):
+    """In gdb: what was found, as a line of JSON."""
+    print(_RESULT + json.dumps(result))
+
+
+def results(text):
+    """What was told in this text."""
+    return [json.loads(line[len(_RESULT):]) for line in text.splitlines() if line.startswith(_RESULT)]
 
 
 # ---- Stacks ----

@@ -1,12 +1,11 @@
 """What goes wrong while the agent is asked at a native stop leaves the JVM alive where it can be: gdb killed at the stop, gdb ended
 in the middle of a question, another thread selected, the JVM gone under a question."""
-import json
 import os
 import shutil
 import signal
 import subprocess
 
-from harness import FRONT, GDB, HERE, LIMIT, SETTINGS, check, check_equal, end_session, environment, gdb, wait_until
+from harness import FRONT, GDB, HERE, LIMIT, SETTINGS, check, check_equal, end_session, environment, gdb, results, wait_until
 from remote import start_server
 
 SCRIPT = f"source {HERE}/inside/held.py"
@@ -43,7 +42,8 @@ def killed(jvm):
         status = gdb_that_ends(jvm, program.pid, [STOP, "continue", "python asked(2)", END_IT.format(9)])
         check_equal(status, -signal.SIGKILL, "gdb was killed")
         os.kill(program.pid, signal.SIGCONT)  # a SIGSTOP by which gdb stopped a thread may be left, and stop them all
-        check_equal((jvm.folder / "ended.log").read_text().count('RESULT {"answers": ['), 1, "the agent was asked before")
+        told = results((jvm.folder / "ended.log").read_text())
+        check(len(told) == 1 and told[0]["answers"], f"the agent was asked before: {told}")
         check_lives(jvm, program, "gdb killed at a stop")
 
 
@@ -62,7 +62,7 @@ def in_another_thread(jvm):
         program.ready()
         texts = gdb(jvm, [SCRIPT, "thread 1", "python asked(2)", "java interrupt main", "thread"],
                     pid=program.pid)
-        result = json.loads(texts[2].splitlines()[-1][len("RESULT "):])
+        result = results(texts[2])[-1]
         check(set(result["changed"]) <= {"signal"} and len(result["answers"]) == 2, f"with the first thread selected: {result}")
         check("is interrupted" in texts[3], f"a command there: {texts[3]}")
         check("Current thread is 1 " in texts[4], f"the selected thread: {texts[4]}")

@@ -1,15 +1,9 @@
 """The agent answers at stops that are no hooks: at a native breakpoint, at a crash, at interrupts. Afterwards all is as before."""
-import json
-
-from harness import HERE, check, check_equal, gdb, note
+from harness import HERE, check, check_equal, gdb, note, results
 
 SCRIPT = f"source {HERE}/inside/held.py"
 CRASH, QUIET = 7, 0
 SHORT, LONG = 25, 100
-
-
-def results(text):
-    return [json.loads(line[len("RESULT "):]) for line in text.splitlines() if line.startswith("RESULT ")]
 
 
 def run(jvm, end, commands, rounds=2):

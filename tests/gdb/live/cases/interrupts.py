@@ -1,15 +1,9 @@
 """At random interrupts of a program with eight threads at work, every thread's stack reaches its start, whatever the mode."""
-import json
-
-from harness import HERE, check, check_equal, chosen, gdb, note
+from harness import HERE, check, check_equal, chosen, gdb, note, results
 
 MODES = {"default": [], "C1": ["-XX:TieredStopAtLevel=1"], "interpreter": ["-Xint"], "compiled": ["-Xcomp"],
          "ZGC": ["-XX:+UseZGC"], "serial": ["-XX:+UseSerialGC"]}
 SHORT, LONG = 3, 200
-
-
-def result_of(text):
-    return json.loads(next(line for line in text.splitlines() if line.startswith("RESULT "))[len("RESULT "):])
 
 
 def show(mode, result):
@@ -26,7 +20,7 @@ def interrupted(jvm, mode, options, stops):
         program.ready()
         texts = gdb(jvm, [f"source {HERE}/inside/interrupts.py"], pid=program.pid, seconds=60 + 3 * stops,
                     variables={"QUOR_INTERRUPTS": str(stops)})
-    result = result_of(texts[0])
+    (result,) = results(texts[0])
     show(mode, result)
     return result
 

@@ -1,6 +1,5 @@
 """Stepped through machine instructions of the code cache, prologues, epilogues, polls and stubs too, every stack is whole."""
-from harness import HERE, check, check_equal, chosen, gdb, note
-from interrupts import result_of
+from harness import HERE, check, check_equal, chosen, gdb, note, results
 
 MODES = {"default": [], "C1": ["-XX:TieredStopAtLevel=1"], "interpreter": ["-Xint"], "compiled": ["-Xcomp"],
          "C2": ["-XX:-TieredCompilation"]}
@@ -16,7 +15,7 @@ def stepped(jvm, mode, options, wanted):
         bounds = gdb(jvm, [RANGE], pid=program.pid)[0].splitlines()[-1]
         texts = gdb(jvm, [f"source {HERE}/inside/steps.py"], pid=program.pid, seconds=60 + wanted,
                     variables={"QUOR_STEPS": str(wanted), "QUOR_RANGE": bounds})
-    result = result_of(texts[0])
+    (result,) = results(texts[0])
     note(f"steps: mode {mode}: {len(result['misses'])} bad stacks at {result['pcs']} distinct pcs")
     for miss in result["misses"]:
         note(f"  {miss['pc']}: {miss['why']}\n{miss['code']}    " + "\n    ".join(miss["stack"]))

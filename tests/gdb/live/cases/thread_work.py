@@ -1,10 +1,9 @@
 """java thread, threadgroups, interrupt, stop, suspend, resume, abort: one thread, at native stops and at a Java stop."""
-import json
 import re
 
 import paces
 
-from harness import HERE, check, check_equal, gdb
+from harness import HERE, check, check_equal, gdb, results
 
 SCRIPT = f"source {HERE}/inside/held.py"
 BUSY = "a function that was called in the program was interrupted; java abort lets it come to its end"
@@ -66,7 +65,7 @@ def suspends(jvm):
         program.ready()
         texts = gdb(jvm, [SCRIPT, "handle SIGINT stop print nopass", "java suspend clerk", "python counted(3)", "python ask()",
                           "python counted(3)", "java resume clerk", "python counted(3)", "java attach", "java suspend clerk", "java resume clerk", "java detach"], pid=program.pid)
-        still, asked, moving = (json.loads(texts[index].splitlines()[-1][len("RESULT "):]) for index in (3, 5, 7))
+        still, asked, moving = (results(texts[index])[-1] for index in (3, 5, 7))
         # it ends what it does in native code first
         check_equal(len(set(still[1:])), 1, f"the counter of a suspended thread: {still}")
         check_equal(len(set(asked[1:])), 1, f"the same after the agent was asked: {asked}")
@@ -88,7 +87,7 @@ def aborts(jvm):
         check("thread" in texts[5] or "No thread holds" in texts[5], f"a command that reads memory: {texts[5]}")
         check(texts[6].endswith("The function has come back."), f"java abort: {texts[6]}")
         check_equal(texts[7], LOADED, "the state then")
-        check("RESULT" in texts[8], f"the agent answers again: {texts[8]}")
+        check(results(texts[8]), f"the agent answers again: {texts[8]}")
         check("clerk" in program.thread_dump(), "the program lives")
 
 

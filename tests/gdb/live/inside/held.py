@@ -1,11 +1,11 @@
 """In gdb: asks the agent at stops that are no hooks, and tells whether all is as before. Prints lines of JSON."""
-import json
 import os
 import subprocess
 import time
 
 import gdb
 
+from harness import tell
 from interruption import interrupt
 from quor.agent import access, calls, questions
 from quor.errors import QuorError
@@ -27,10 +27,6 @@ def ask():
     """How many methods a class has: a look-up and a list."""
     with questions.asking("the test"):
         return len(questions.methods(questions.class_by_name("java/lang/Runtime").handle))
-
-
-def tell(result):
-    print("RESULT " + json.dumps(result))
 
 
 def asked(times):

@@ -3,7 +3,6 @@
 QUOR_STEPS: how many distinct pcs. QUOR_RANGE: the code cache's lowest and highest address, as hexadecimal numbers.
 Prints a line of JSON.
 """
-import json
 import os
 import time
 
@@ -75,7 +74,7 @@ def main():
         for thread in threads:
             step_through(thread, low, high, seen, wanted, result)
     result["pcs"] = len(seen)
-    print("RESULT " + json.dumps(result))
+    harness.tell(result)
 
 
 main()
