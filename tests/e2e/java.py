@@ -5,7 +5,7 @@ import gdb
 
 from checks import CaseFailed, check_equal
 from quor.agent import events, place, questions, session
-from quor.agent.calls import call, out, out_of, text_of, with_own_scratch
+from quor.agent.calls import call, out, out_pointer, text_of, with_own_scratch
 from stops import run_to
 
 SUSPENDED = 0x100000  # JVMTI thread state
@@ -71,7 +71,7 @@ def enable_event(name, on=1, thread=0):
 @with_own_scratch
 def string(reference):
     """The text of a string, whose length must be the one that is told."""
-    length, characters = out("jint"), out_of(gdb.lookup_type("char").pointer())
+    length, characters = out("jint"), out_pointer("char")
     questions.ask("agent_get_stringvalue", reference, length, characters)
     text = text_of(characters.dereference())
     check_equal(int(length.dereference()), len(text.encode()), "the string's length")
@@ -83,7 +83,7 @@ def method_name(of_method):
     """The method's name as the VM tells it; None for no method."""
     if not int(of_method):
         return None
-    name = out_of(gdb.lookup_type("char").pointer())
+    name = out_pointer("char")
     questions.jvmti("GetMethodName", of_method, name, 0, 0)
     return text_of(name.dereference())
 

@@ -1,10 +1,8 @@
 """gdb attaches to a program with thousands of classes that prepares more all the time: each is listed, and once."""
-import gdb
-
 from checks import check, check_equal
 from program import alone_status, attach, detach, meet_agent, select_agent_thread, start_alone
 from quor.agent import class_list
-from quor.agent.calls import call, out, out_of
+from quor.agent.calls import call, out, out_pointer
 from waits import wait_for_output
 
 CLASSES = 3000
@@ -27,7 +25,7 @@ def case():
     numbers = sorted(listed())
     check(numbers[:CLASSES] == list(range(CLASSES)), "all classes are listed, each once")
     check(numbers == list(range(len(numbers))), "and so are those that were prepared since")
-    count, classes = out("jint"), out_of(gdb.lookup_type("class_info").pointer())
+    count, classes = out("jint"), out_pointer("class_info")
     check_equal(call("agent_get_classes", 0, count, classes), 0, "agent_get_classes")
     check(int(count.dereference()) > len(numbers), "the debugger is given them, and the platform's")
     check_equal(call("agent_attach_jquor", 0), 0, "agent_attach_jquor again")

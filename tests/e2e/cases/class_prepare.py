@@ -1,15 +1,13 @@
 """Classes are announced as they are prepared, and collected in batches."""
-import gdb
-
 import java
 from checks import check, check_equal
 from program import attach_java_mode, start
-from quor.agent.calls import call, out, out_of, text_of
+from quor.agent.calls import call, out, out_pointer, text_of
 from stops import expect_exit, run_to
 
 
 def collect():
-    count, classes = out("jint"), out_of(gdb.lookup_type("class_info").pointer())
+    count, classes = out("jint"), out_pointer("class_info")
     check_equal(call("agent_get_classes", 0, count, classes), 0, "agent_get_classes")
     entries = classes.dereference()
     batch = [text_of(entries[i]["signature"]) for i in range(int(count.dereference()))]

@@ -4,7 +4,7 @@ import gdb
 import java
 from checks import check, check_equal
 from quor.agent import place, questions
-from quor.agent.calls import call, fetched, forget_scratch, out, out_of, out_text, text_of
+from quor.agent.calls import call, fetched, forget_scratch, out, out_pointer, out_text, text_of
 from quor.codes import code_named
 
 PUBLIC, STATIC, FINAL, NATIVE, ABSTRACT = 0x1, 0x8, 0x10, 0x100, 0x400
@@ -38,9 +38,9 @@ def classes(everything, proxy):
     info = class_info("agent_get_classinfo", made)
     check("Proxy" in text_of(info["signature"]), "the proxy's class is a proxy class")
     check_class(info, text_of(info["signature"]), "", 0)
-    check_equal(call("agent_get_sourcefilename", 0, made, out_of(gdb.lookup_type("char").pointer())),
+    check_equal(call("agent_get_sourcefilename", 0, made, out_pointer("char")),
                 code_named("ABSENT_INFORMATION"), "the source file of the proxy's class")
-    name = out_of(gdb.lookup_type("char").pointer())
+    name = out_pointer("char")
     check_equal(call("agent_get_sourcefilename", 0, clazz, name), 0, "agent_get_sourcefilename")
     check_equal(text_of(name.dereference()), "Vocabulary.java", "the source file")
 
@@ -51,7 +51,7 @@ def classes(everything, proxy):
 
 
 def interfaces(figure):
-    count, found = out("jint"), out_of(gdb.lookup_type("jclass").pointer())
+    count, found = out("jint"), out_pointer("jclass")
     check_equal(call("agent_get_implementedinterfaces", 0, figure, count, found), 0, "agent_get_implementedinterfaces")
     names = [java.signature(found.dereference()[i]) for i in range(int(count.dereference()))]
     check_equal(names, ["LMeasured;", "Ljava/io/Serializable;"], "the interfaces of the abstract class")
@@ -59,7 +59,7 @@ def interfaces(figure):
 
 
 def collected_classes():
-    count, found = out("jint"), out_of(gdb.lookup_type("class_info").pointer())
+    count, found = out("jint"), out_pointer("class_info")
     check_equal(call("agent_get_classes", 0, count, found), 0, "agent_get_classes")
     number = int(count.dereference())
     check(number > 100, "all classes that are prepared are collected")
@@ -71,7 +71,7 @@ def collected_classes():
 
 
 def method_entries(clazz, only=0):
-    count, table = out("jint"), out_of(gdb.lookup_type("method_entry").pointer())
+    count, table = out("jint"), out_pointer("method_entry")
     check_equal(call("agent_get_classmethods", 0, clazz, only, count, table), 0, "agent_get_classmethods")
     entries = [fetched(table.dereference()[i]) for i in range(int(count.dereference()))]
     forget_scratch()
@@ -94,10 +94,10 @@ def methods(clazz, figure):
 
 
 def fields(clazz):
-    count, table = out("jint"), out_of(gdb.lookup_type("jfieldID").pointer())
+    count, table = out("jint"), out_pointer("jfieldID")
     check_equal(call("agent_get_classfields", 0, clazz, count, table), 0, "agent_get_classfields")
     found = {}
-    name, signature = (out_of(gdb.lookup_type("char").pointer()) for _ in range(2))
+    name, signature = (out_pointer("char") for _ in range(2))
     modifiers = out("jint")
     for i in range(int(count.dereference())):
         check_equal(call("agent_get_fieldname", 0, clazz, table.dereference()[i], name, signature, modifiers), 0,
@@ -115,7 +115,7 @@ def lines(clazz, method_ids, proxy):
     table = questions.lines(clazz, method_ids["measure"])
     check_equal(len(table), 1, "measure has one line")
     check_equal(table[0][0], 0, "which starts at location 0")
-    count, entries = out("jint"), out_of(gdb.lookup_type("JVMDI_line_number_entry").pointer())
+    count, entries = out("jint"), out_pointer("JVMDI_line_number_entry")
     made = questions.object_class(proxy)
     found = call("agent_get_linenumbertable", 0, made, java.method(made, "measure"), count, entries)
     check_equal(found, code_named("ABSENT_INFORMATION"), "a proxy's method has no line numbers")
@@ -124,7 +124,7 @@ def lines(clazz, method_ids, proxy):
 
 def variables(clazz, method_ids):
     """{name: (signature, slot)} of a method's variables."""
-    count, table = out("jint"), out_of(gdb.lookup_type("JVMDI_local_variable_entry").pointer())
+    count, table = out("jint"), out_pointer("JVMDI_local_variable_entry")
     check_equal(call("agent_get_localvariabletable", 0, clazz, method_ids, count, table), 0, "agent_get_localvariabletable")
     entries = [table.dereference()[i] for i in range(int(count.dereference()))]
     return {text_of(entry["name"]): (text_of(entry["signature"]), int(entry["slot"])) for entry in entries}
@@ -132,14 +132,13 @@ def variables(clazz, method_ids):
 
 def code(clazz, method_ids):
     check_equal(variables(clazz, method_ids["measure"]), {"this": ("LEverything;", 0)}, "the variables of measure")
-    count, bytes_ = out("jint"), out_of(gdb.lookup_type("unsigned char").pointer())
+    count, bytes_ = out("jint"), out_pointer("unsigned char")
     check_equal(call("agent_get_bytecodes", 0, clazz, method_ids["measure"], count, bytes_), 0, "agent_get_bytecodes")
     aload_0, getfield, ireturn = 0x2a, 0xb4, 0xac
     found = [int(bytes_.dereference()[i]) for i in range(int(count.dereference()))]
     check_equal((found[0], found[1], found[-1], len(found)), (aload_0, getfield, ireturn, 5), "the byte codes of measure")
-    pointer = gdb.lookup_type("char").pointer()
-    for name, result in (("agent_get_exceptionhandlertable", pointer), ("agent_get_thrownexceptions", pointer)):
-        code = call(name, 0, clazz, method_ids["identity"], out("jint"), out_of(result))
+    for name in ("agent_get_exceptionhandlertable", "agent_get_thrownexceptions"):
+        code = call(name, 0, clazz, method_ids["identity"], out("jint"), out_pointer("char"))
         check_equal(code, code_named("MUST_POSSESS_CAPABILITY"), f"{name} is JVMDI's alone")
     check_equal(call("agent_get_maxstack", 0, clazz, method_ids["identity"], out("jint")), code_named("MUST_POSSESS_CAPABILITY"),
                 "agent_get_maxstack is JVMDI's alone")

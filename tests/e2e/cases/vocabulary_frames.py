@@ -1,10 +1,8 @@
 """The frames of a recursion, and local variables of each type, read and changed."""
-import gdb
-
 import java
 from checks import check, check_equal
 from quor.agent import questions
-from quor.agent.calls import call, fetched, forget_scratch, out, out_of, out_text
+from quor.agent.calls import call, fetched, forget_scratch, out, out_pointer, out_text
 from quor.agent.invoke import jni
 from quor.codes import code_named
 from vocabulary_classes import variables
@@ -75,7 +73,7 @@ def change(slots, thread, clazz):
 
 
 def all_locals(thread):
-    count, values = out("jint"), out_of(gdb.lookup_type("jint").pointer())
+    count, values = out("jint"), out_pointer("jint")
     check_equal(call("agent_get_locals", 0, 0, count, values, thread, 0), 0, "agent_get_locals of a method without any")
     check_equal(int(count.dereference()), 0, "how many")
     code = call("agent_get_locals", 0, 0, count, values, thread, 1)
@@ -87,7 +85,7 @@ def all_locals(thread):
 
 def int_locals(thread, expected):
     """agent_get_locals of a frame that has only ints."""
-    count, values = out("jint"), out_of(gdb.lookup_type("jint").pointer())
+    count, values = out("jint"), out_pointer("jint")
     check_equal(call("agent_get_locals", 0, 0, count, values, thread, 0), 0, "agent_get_locals")
     found = [int(fetched(values.dereference()[i])) for i in range(int(count.dereference()))]
     check_equal(found, expected, "all locals of a frame of ints")

@@ -1,10 +1,8 @@
 """Threads in every state, their groups, and monitors: owned, contended and waited for."""
-import gdb
-
 import java
 from checks import check, check_equal
 from quor.agent import place, questions
-from quor.agent.calls import call, fetched, forget_scratch, out, out_of, text_of
+from quor.agent.calls import call, fetched, forget_scratch, out, out_pointer, text_of
 from quor.agent.invoke import jni
 from quor.codes import code_named
 
@@ -13,16 +11,12 @@ STATES = {"running": RUNNABLE, "sleeping": SLEEPING, "waiting": IN_WAIT, "owning
           "parked": PARKED, "endless": RUNNABLE}
 
 
-def pointer(type_name):
-    return out_of(gdb.lookup_type(type_name).pointer())
-
-
 def same(first, second):
     return jni("IsSameObject", first, second)
 
 
 def list_threads():
-    count, found = out("jint"), pointer("jthread")
+    count, found = out("jint"), out_pointer("jthread")
     check_equal(call("agent_get_threads", 0, count, found), 0, "agent_get_threads")
     threads = [fetched(found.dereference()[i]) for i in range(int(count.dereference()))]
     check(int(place.global_value("agent_thread")) not in map(int, threads), "the agent thread is not listed")
@@ -66,13 +60,13 @@ def group_name(group):
 def groups(main_group):
     name, parent, priority = group_name(main_group)
     check_equal((name, priority), ("main", 10), "the group of the main thread")
-    count, tops = out("jint"), pointer("jthreadGroup")
+    count, tops = out("jint"), out_pointer("jthreadGroup")
     check_equal(call("agent_get_topthreadgroups", 0, count, tops), 0, "agent_get_topthreadgroups")
     check_equal(int(count.dereference()), 1, "how many top groups")
     top = fetched(tops.dereference()[0])
     check_equal(group_name(top)[0], "system", "the top group")
     check(same(parent, top), "it is the parent of the main thread's")
-    thread_count, children, group_count, subgroups = out("jint"), pointer("jthread"), out("jint"), pointer("jthreadGroup")
+    thread_count, children, group_count, subgroups = out("jint"), out_pointer("jthread"), out("jint"), out_pointer("jthreadGroup")
     check_equal(call("agent_get_threadgroupchildren", 0, main_group, thread_count, children, group_count, subgroups), 0,
                 "agent_get_threadgroupchildren")
     names = {java.thread_name(children.dereference()[i]) for i in range(int(thread_count.dereference()))}
@@ -119,7 +113,7 @@ def monitors(found, outer, inner, signal):
     check_equal(int(info["waiters"][0]), int(found["blocked"]), "the waiter")
     forget_scratch()
 
-    count, entries = out("jint"), pointer("monitor_entry")
+    count, entries = out("jint"), out_pointer("monitor_entry")
     check_equal(call("agent_get_monitorlist", 0, count, entries), 0, "agent_get_monitorlist")
     listed = [fetched(entries.dereference()[i]) for i in range(int(count.dereference()))]
     for wanted, waiters in ((outer, [int(found["blocked"])]), (inner, [])):
