@@ -11,20 +11,20 @@ from surroundings import output
 
 
 def check_record(stop, clazz, method, name):
-    place = stop.part("breakpoint")
+    event = stop.part("breakpoint")
     stop.check_kind("BREAKPOINT")
-    check_equal(java.thread_name(place["thread"]), name, "the thread's name")
-    check_equal(int(place["clazz"]), int(clazz), "the class is the handle given when it was prepared")
-    check_equal(int(place["method"]), int(method), "the method")
-    check_equal(int(place["location"]), 0, "the location")
+    check_equal(java.thread_name(event["thread"]), name, "the thread's name")
+    check_equal(int(event["clazz"]), int(clazz), "the class is the handle given when it was prepared")
+    check_equal(int(event["method"]), int(method), "the method")
+    check_equal(int(event["location"]), 0, "the location")
     if gdb.lookup_type("void").pointer().sizeof == 4:
         words = stop.words()
         check_equal(len(words), 12, "the record's words")
-        found = [int(place[part]) & 0xFFFFFFFF for part in ("thread", "clazz", "method", "location")]
+        found = [int(event[part]) & 0xFFFFFFFF for part in ("thread", "clazz", "method", "location")]
         check_equal(words[:6], [place.constant("JVMDI_EVENT_BREAKPOINT"), *found, 0], "the first words as a debugger reads them")
-    tid = call("TMap_handle2tid", place["thread"])
+    tid = call("TMap_handle2tid", event["thread"])
     check(tid != 0, "the thread map knows the thread's id")
-    check_equal(int(call("TMap_tid2handle", tid)), int(place["thread"]), "the id leads back to the handle")
+    check_equal(int(call("TMap_tid2handle", tid)), int(event["thread"]), "the id leads back to the handle")
 
 
 def check_everything_stands(clazz, stop):
