@@ -319,6 +319,17 @@ def _suspended():
         let_go()
 
 
+def is_left_held():
+    """Whether the agent holds the Java threads though it stands at no stop: a gdb was killed in the middle of a question. The
+    next stop or question ends with letting them go."""
+    if place.hook() is not None or place.is_called():
+        return False
+    try:
+        return int(gdb.parse_and_eval("'agent_self.cpp'::suspended")) == 1
+    except gdb.error:  # an agent without its symbols
+        return False
+
+
 def let_go():
     """Lets the Java threads go that a question holds, as soon as the agent can be called again."""
     inferior = gdb.selected_inferior()

@@ -5,7 +5,7 @@ import shlex
 import gdb
 
 from quor import signals
-from quor.agent import calls, hooks, place, session, settling
+from quor.agent import access, calls, hooks, place, session, settling
 from quor.commands import command
 from quor.errors import QuorError
 
@@ -119,6 +119,7 @@ def attach_command(arguments, _from_tty):
     if arguments:
         gdb.execute(f"attach {arguments}", to_string=True)
     now = session.require("java attach", "loaded", "native", "hook")
+    left_held = access.is_left_held()
     if now == "hook":
         code = session.attach()
         if code:
@@ -128,6 +129,8 @@ def attach_command(arguments, _from_tty):
         place.set_global("jquor_attached", 1)
         _to_first_contact(lambda: gdb.execute("continue", to_string=True))
     gdb.write("Attached to the Java side; all Java threads stand still.\n")
+    if left_held:
+        gdb.write("They did before: a gdb was killed while it held them. java continue and java detach let them go.\n")
 
 
 @command("detach", group="Start", states=("stopped", "no process"), examples=("java detach",))
@@ -180,6 +183,8 @@ def status_command(arguments, _from_tty):
     now = session.state()
     text = {"hook": f"stopped by the agent at {place.hook()}: everything can be asked" if now == "hook" else ""}
     gdb.write((text.get(now) or session.advice(now)) + "\n")
+    if now in ("loaded", "native") and access.is_left_held():
+        gdb.write("A gdb was killed while it held the Java threads, which stand still: java attach, then java detach lets them go.\n")
 
 
 @command("continue", group="Step", states=("stopped", "no process"), examples=("java continue",))

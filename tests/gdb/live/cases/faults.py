@@ -1,5 +1,5 @@
 """What goes wrong while the agent is asked at a native stop leaves the JVM alive where it can be: gdb killed at the stop, gdb ended
-in the middle of a question, another thread selected, the JVM gone under a question."""
+or killed in the middle of a question, another thread selected, the JVM gone under a question."""
 import os
 import shutil
 import signal
@@ -56,6 +56,25 @@ def ended_in_a_question(jvm):
         check_lives(jvm, program, "SIGTERM in a question")
 
 
+def killed_in_a_question(jvm):
+    """The Java threads stand still then; the next gdb says so, and lets them go."""
+    counter = "python counted(1, 'Shop', 'served')"
+    with jvm.start_with_agent("Shop", 60000) as program:
+        program.ready()
+        status = gdb_that_ends(jvm, program.pid, ["python killed_in_a_question()"])
+        check_equal(status, -signal.SIGKILL, "gdb was killed")
+        os.kill(program.pid, signal.SIGCONT)
+        for left in (True, False):
+            texts = gdb(jvm, [SCRIPT, "handle SIGINT stop print nopass", counter, "java status", "java attach", "java detach"],
+                        pid=program.pid)
+            counts = results(texts[2])[-1]
+            check_equal(len(set(counts)) == 1, left, f"whether the counter stands still: {counts}")
+            check_equal("A gdb was killed while it held the Java threads" in texts[3], left, f"java status says so: {texts[3]}")
+            check_equal("They did before" in texts[4], left, f"java attach says so: {texts[4]}")
+            check_equal(texts[5], "Detached.", "java detach")
+        check("clerk" in program.thread_dump(), "the program lives")
+
+
 def in_another_thread(jvm):
     """Which thread is selected does not matter, and stays."""
     with jvm.start_with_agent("Shop", 60000) as program:
@@ -103,5 +122,6 @@ def case(jvm):
     through_gdbserver(jvm)
     killed(jvm)
     ended_in_a_question(jvm)
+    killed_in_a_question(jvm)
     in_another_thread(jvm)
     gone_under_a_question(jvm)

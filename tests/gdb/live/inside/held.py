@@ -1,5 +1,6 @@
 """In gdb: asks the agent at stops that are no hooks, and tells whether all is as before. Prints lines of JSON."""
 import os
+import signal
 import subprocess
 import time
 
@@ -84,6 +85,12 @@ def terminated_in_a_question():
         child = subprocess.Popen(["sh", "-c", f"sleep 0.2; kill -TERM {os.getpid()}"])
         calls.sleep(1)
     child.wait()
+
+
+def killed_in_a_question():
+    """gdb is killed while the Java threads are held."""
+    with questions.asking("the test"):
+        os.kill(os.getpid(), signal.SIGKILL)
 
 
 def end_in_a_question(status):
