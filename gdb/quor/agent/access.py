@@ -14,6 +14,7 @@ import gdb
 
 from quor import states
 from quor.agent import calls, place
+from quor.agent.quiet import Quiet
 from quor.errors import QuorError
 from quor.hotspot import objects, vm
 
@@ -23,8 +24,6 @@ _LOOP = b"\xeb\xfe"  # a jump to itself, on both widths
 _CHUNK, _MAX_SEARCH = 1 << 16, 1 << 23
 _SAVED = "j_saved"  # a convenience variable
 _LOCAL_REFERENCES = 64
-_KINDS = ("BREAKPOINT", "HARDWARE_BREAKPOINT", "WATCHPOINT", "HARDWARE_WATCHPOINT", "READ_WATCHPOINT", "ACCESS_WATCHPOINT")
-_QUIET_TYPES = tuple(getattr(gdb, "BP_" + kind) for kind in _KINDS if hasattr(gdb, "BP_" + kind))
 
 
 class _Stop:
@@ -220,22 +219,6 @@ def _signal():
 
 def _signal_name(number):
     return signal.Signals(number).name
-
-
-# ---- The user's breakpoints ----
-
-class Quiet:
-    """Switches the user's breakpoints off while the process runs for calls: one of them would end the call half-way."""
-
-    def __enter__(self):
-        self._off = [each for each in gdb.breakpoints() or () if each.type in _QUIET_TYPES and each.enabled]
-        for each in self._off:
-            each.enabled = False
-
-    def __exit__(self, *_):
-        for each in self._off:
-            if each.is_valid():
-                each.enabled = True
 
 
 # ---- Holding ----

@@ -2,6 +2,7 @@
 import gdb
 
 from quor.agent import access, calls, place, session
+from quor.agent.quiet import Quiet
 from quor.commands import command
 from quor.errors import QuorError
 
@@ -18,7 +19,7 @@ def abort_command(arguments, _from_tty):
     if session.state() != "busy":
         raise QuorError("java abort: no called function was interrupted")
     place.set_global("controlc_hit", 1)  # ends the wait for a method's outcome
-    with access.Quiet():
+    with Quiet():
         finished = calls.finish_interrupted(_SECONDS)
     if not finished:
         raise QuorError(f"java abort: it has not come back within {_SECONDS} seconds; java abort again, or continue and stop again")

@@ -1,4 +1,6 @@
 """The agent answers at stops that are no hooks: at a native breakpoint, at a crash, at interrupts. Afterwards all is as before."""
+import re
+
 from harness import HERE, check, check_equal, gdb, note, results
 
 SCRIPT = f"source {HERE}/inside/held.py"
@@ -32,6 +34,20 @@ def at_breakpoints(jvm):
     check_clean(jvm)
 
 
+def others_at_breakpoints(jvm):
+    """A thread that comes to a breakpoint while the agent is asked does not stop there, and the user is told; it stops afterwards."""
+    with jvm.start_with_agent("Mix", "work") as program:
+        program.ready()
+        texts = gdb(jvm, [SCRIPT, "break Java_Descent_bottom if end == 0", "break Java_Descent_bottom if end == 99", "python asked(10)",
+                          "continue", "bt 1"], pid=program.pid)
+        told = re.findall(r"^Breakpoint (\d) did not stop thread \d+, which came there while the agent was asked(, \d+ times)?\.$",
+                          texts[3], re.MULTILINE)
+        check_equal({number for number, _ in told}, {"1"}, f"the breakpoints that were passed: {texts[3]}")
+        (result,) = results(texts[3])
+        check(set(result["changed"]) <= {"signal"}, f"nothing else is changed: {result['changed']}")
+        check("hit Breakpoint 1, Java_Descent_bottom" in texts[4], f"it stops afterwards: {texts[4]}")
+
+
 def at_a_crash(jvm):
     texts = run(jvm, CRASH, ["python asked(1)", "continue", "delete 2", "continue", "python asked(2)", "bt 2", "continue", "bt 6"])
     check("SIGSEGV" in texts[3], f"the program crashes: {texts[3]}")
@@ -58,5 +74,6 @@ def at_interrupts(jvm):
 
 def case(jvm):
     at_breakpoints(jvm)
+    others_at_breakpoints(jvm)
     at_a_crash(jvm)
     at_interrupts(jvm)

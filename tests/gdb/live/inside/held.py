@@ -17,7 +17,7 @@ SETTINGS = ("unwindonsignal", "scheduler-locking", "print thread-events")
 
 def surroundings():
     """What a question must not change, as text."""
-    breakpoints = [(each.number, each.enabled, each.hit_count) for each in gdb.breakpoints() or ()]
+    breakpoints = [(each.number, each.enabled, each.condition, each.hit_count) for each in gdb.breakpoints() or ()]
     return {"thread": gdb.selected_thread().num, "frame": gdb.selected_frame().level(),
             "registers": gdb.execute("info registers", to_string=True), "stack": gdb.execute("bt", to_string=True),
             "signal": gdb.execute("print $_siginfo", to_string=True).partition("=")[2],
