@@ -238,7 +238,7 @@ def called():
         stack.enter_context(calls.not_ended())
         stack.enter_context(place.Selection())
         parked = _parked(stop_thread())
-        stack.enter_context(Quiet())
+        stack.enter_context(Quiet(stop_thread() if parked else None))
         if parked:
             stack.enter_context(parked)
         stack.callback(_end_at_breakpoint)

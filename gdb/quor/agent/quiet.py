@@ -19,10 +19,11 @@ class _Passed(gdb.Function):
     def __init__(self):
         super().__init__("java_passed")
         self.times = Counter()  # (breakpoint's number, gdb's number of the thread)
+        self.standing = None  # the thread that stands at one, and is kept there
 
     def invoke(self, number):
         thread = gdb.selected_thread()
-        if thread != place.agent_thread():
+        if thread not in (self.standing, place.agent_thread()):
             self.times[int(number), thread.num] += 1
         return 0
 
@@ -31,9 +32,13 @@ _PASSED = _Passed()
 
 
 class Quiet:
-    """A block in which none of them stops the process."""
+    """A block in which none of them stops the process. `standing`: the thread that is kept where it stopped."""
+
+    def __init__(self, standing=None):
+        self._standing = standing
 
     def __enter__(self):
+        _PASSED.standing = self._standing
         self._off, self._conditions = [], {}
         for each in gdb.breakpoints() or ():
             if each.enabled and each.type in _types(_PLAIN + _OTHERS):
