@@ -6,7 +6,7 @@ from collections import namedtuple
 import gdb
 
 from quor import show, stack, stops
-from quor.agent import questions, session
+from quor.agent import calls, questions, session
 from quor.agent.world import AgentWorld, Handle, place_of
 from quor.errors import QuorError
 from quor.expression import evaluator
@@ -74,7 +74,7 @@ def _through_the_agent(expression, how, error):
 def _asked(what, how, expression):
     with questions.asking(what):
         world = _agent_world()
-        with classes_kept(world):
+        with calls.on_agent_thread(), classes_kept(world):
             return how(expression, world)
 
 

@@ -83,6 +83,18 @@ def place_of(method_id, location):
     return found, vm.methods.line(found, location)
 
 
+# Bytecodes that call, the breakpoint that may hide one, and what the VM writes in their places: behind its own for fields.
+_MAY_CALL = bytes([*range(0xb6, 0xbb), 0xca, *range(0xe1, 0x100)])
+
+
+def may_call(method_id, ranges):
+    """Whether bytecodes in these ranges of a method may call another; a byte that only looks like a call counts."""
+    vm, _ = _readers()
+    found = method_of(vm, method_id)
+    return any(byte in _MAY_CALL for begin, end in ranges
+               for byte in vm.memory.bytes(found.code + begin, min(end, found.code_size) - begin))
+
+
 def class_of_mirror(handle):
     """The VM's record of the class of a handle."""
     vm, found = _readers()

@@ -17,12 +17,16 @@ _OF_THE_VM = ("libjvm.so", "libquor_agent.so")
 
 def entries(limit=None):
     """The Entries of the selected thread, the innermost first; at most so many frames of gdb's."""
+    return list(_walk(limit))
+
+
+def _walk(limit=None):
+    """The same one by one: none is unwound before it is asked for."""
     vm = vms.current()
-    frame, found, number = gdb.newest_frame(), [], 0
+    frame, number = gdb.newest_frame(), 0
     while frame is not None and (limit is None or number < limit):
-        found += _entries_of(vm, frame, number)
+        yield from _entries_of(vm, frame, number)
         frame, number = _older(frame), number + 1
-    return found
 
 
 def _older(frame):
@@ -114,9 +118,14 @@ def java_entries():
     return [entry for entry in entries() if is_java(entry)]
 
 
+def innermost_java(limit=None):
+    """The Entry of the innermost Java frame of the selected thread, or None; within so many frames of gdb's."""
+    return next((entry for entry in _walk(limit) if is_java(entry)), None)
+
+
 def select_innermost_java():
     """Selects the innermost Java frame of the selected thread, if it has one near its top."""
-    found = next((entry for entry in entries(_NEAR_THE_TOP) if is_java(entry)), None)
+    found = innermost_java(_NEAR_THE_TOP)
     if found is not None:
         found.frame.select()
 

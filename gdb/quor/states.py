@@ -35,10 +35,19 @@ def is_remote(inferior):
     return "remote" in _connection(inferior)
 
 
+class _Known:
+    thread = None  # of the inferior whose connection is known; one that leaves takes its threads along
+    connection = ""
+
+
 def _connection(inferior):
     """core, native, extended-remote ... Not by gdb.Inferior.connection: gdb 13 may abort at its end when that was asked."""
-    listed = re.search(r"\d+ \(([^)]*)\)", gdb.execute(f"info inferiors {inferior.num}", to_string=True))
-    return listed.group(1) if listed else ""
+    threads = inferior.threads()
+    if _Known.thread not in threads or not threads:
+        listed = re.search(r"\d+ \(([^)]*)\)", gdb.execute(f"info inferiors {inferior.num}", to_string=True))
+        _Known.connection = listed.group(1) if listed else ""
+        _Known.thread = threads[-1] if threads else None
+    return _Known.connection
 
 
 def require(what, states):

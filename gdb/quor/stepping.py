@@ -3,12 +3,13 @@
 A frame further in is not stepped through: its end is asked for (a frame pop), single steps are off until then. Frames are told
 apart by their addresses on the stack, which grows downwards: what is lower lies further in.
 """
+import contextlib
 import fnmatch
 
 import gdb
 
 from quor import breaks, event_frame, native_methods, show, stop_texts
-from quor.agent import events, hooks, questions, settling
+from quor.agent import calls, events, hooks, questions, settling
 from quor.errors import QuorError
 
 _OPAQUE_FRAME, _DUPLICATE = 32, 40
@@ -26,6 +27,12 @@ class _State:
 
 def is_skipped(klass):
     return any(fnmatch.fnmatchcase(klass, pattern) for pattern in SKIPPED)
+
+
+@contextlib.contextmanager
+def _asking():
+    with questions.asking("java step"), calls.on_agent_thread():
+        yield
 
 
 # ---- What is switched on ----
@@ -70,7 +77,7 @@ class _Stray(settling.Reason):
         self._thread = thread
 
     def passes(self):
-        with questions.asking("java step"):
+        with _asking():
             disarm(self._thread)
         return True
 
@@ -97,7 +104,11 @@ class Step:
         else:
             if mode == "pop":
                 _pop(thread)
-            _arm(thread, mode == "step")
+            _arm(thread, self._meets_entries())
+
+    def _meets_entries(self):
+        """Whether the line may call a native method: only there one is stepped into."""
+        return self.mode == "step" and (not self.ranges or event_frame.may_call(self.method, self.ranges))
 
     def _leave(self, depth):
         try:
@@ -113,6 +124,11 @@ class Step:
         _, method, _ = questions.frame(self.thread, depth)
         _notify_pop(self.thread, depth)
         self.popping, self._return_to = ("method", method), invoke
+
+    def go_on(self):
+        """A frame that was not stepped through is left. Where the agent may be asked."""
+        self.popping = None
+        _arm(self.thread, self._meets_entries())
 
     # ---- Events. In stop(): memory alone is read ----
 
@@ -191,7 +207,7 @@ class _Leave(settling.Reason):
         self._step, self._base = step, base
 
     def passes(self):
-        with questions.asking("java step"):
+        with _asking():
             _notify_pop(self._step.thread, 0)
             self._step.popping = "base", self._base
             _switch(events.SINGLE_STEP, False, self._step.thread)
@@ -206,9 +222,8 @@ class _GoOn(settling.Reason):
         self._step = step
 
     def passes(self):
-        with questions.asking("java step"):
-            self._step.popping = None
-            _arm(self._step.thread, self._step.mode == "step")
+        with _asking():
+            self._step.go_on()
         return True
 
 
@@ -304,7 +319,7 @@ breaks.was_told = was_told
 
 def run(make):
     """Makes a Step, lets the program run until it is over or the program stops elsewhere."""
-    with questions.asking("java step"):
+    with _asking():
         for hook, function in (("hook_step", _at_step), ("hook_method_entry", _at_entry)):
             hooks.listen(hook, function)
         _State.just_stopped = None
@@ -319,7 +334,7 @@ def run(make):
 def _end():
     try:
         if _State.armed:
-            with questions.asking("java step"):
+            with _asking():
                 disarm()
     except QuorError:
         pass  # what is left on ends itself at its next event

@@ -57,6 +57,7 @@ class _State:
     stops = []
     next_number = 1
     scanned = 0  # classes of the list of prepared ones that were offered to all stops
+    offered = set()  # their handles: the list may be made anew
     key = None  # of the process that they were of
     behind = set()  # stops that no class was offered to yet
 
@@ -121,26 +122,32 @@ def catch_up():
     while _Left.stops:
         _Left.stops.pop().unbind()
     classes = class_list.prepared()
-    fresh = _fresh(len(classes))
+    fresh = _fresh(classes)
     for stop in list(_State.behind):
         _try(stop, stop.arm)
     for stop in _State.stops:
-        offered = classes if stop in _State.behind else classes[fresh:]
-        for handle, signature, source in offered:
+        for handle, signature, source in classes if stop in _State.behind else fresh:
             if stop.wants(signature, source):
                 _try(stop, functools.partial(stop.bind, handle, signature))
     _State.behind.clear()
-    _State.scanned = len(classes)
+    _were_offered(classes, fresh)
     _listen()
 
 
-def _fresh(count):
-    """Where in the list the classes begin that were not offered yet."""
+def _fresh(classes):
+    """The classes that were not offered yet, under whatever place in the list."""
     inferior = gdb.selected_inferior()
     key = inferior.num, inferior.pid
-    if _State.key != key or count < _State.scanned:
-        _State.key, _State.scanned = key, 0
-    return _State.scanned
+    if _State.key != key:
+        _State.key, _State.scanned, _State.offered = key, 0, set()
+    if len(classes) < _State.scanned:
+        _State.scanned = 0
+    return [each for each in classes[_State.scanned:] if each.handle not in _State.offered]
+
+
+def _were_offered(classes, fresh):
+    _State.scanned = len(classes)
+    _State.offered.update(each.handle for each in fresh)
 
 
 def _try(stop, work):
@@ -168,11 +175,11 @@ def _class_prepared(_event):
     if _State.behind or _Left.stops:
         return _Comes()
     classes = class_list.prepared()
-    fresh = classes[_fresh(len(classes)):]
+    fresh = _fresh(classes)
     if any(stop.wants(signature, source) for _, signature, source in fresh for stop in _State.stops):
         return _Comes()
     if not calls.is_calling():
-        _State.scanned = len(classes)
+        _were_offered(classes, fresh)
     return None
 
 
@@ -207,10 +214,8 @@ def arrive():
 
 
 def classes_listed_anew():
-    """The list of prepared classes was made afresh, in another order: all are offered again, which sets nothing twice. Where the
-    agent may be asked."""
-    _State.scanned, _State.key = 0, None
-    class_list.forget()
+    """The list of prepared classes was made afresh, perhaps in another order. Where the agent may be asked."""
+    _State.scanned = 0
     if _State.stops:
         catch_up()
 
@@ -228,7 +233,7 @@ def _forget(_event=None):
         stop.forget()
     _Left.stops.clear()
     _State.behind = set(_State.stops)
-    _State.scanned, _State.key = 0, None
+    _State.key = None
     class_list.forget()
 
 

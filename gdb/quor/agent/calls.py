@@ -12,6 +12,7 @@ from quor.errors import QuorError
 from quor.selection import Selection
 
 LIMIT = 10  # seconds for a question
+_ALONE = 0.5  # for one that no other thread need help with
 _SCRATCH = 64 * 1024
 
 
@@ -23,6 +24,7 @@ class _State:
     scratch = {}  # (inferior's number, process id): address
     used = 0
     calling = False  # the process runs for a call of ours, not because the user lets it
+    on_agent_thread = False  # it is selected, and a block around sees to the user's selection
 
 
 def is_calling():
@@ -70,10 +72,35 @@ def call(what, *arguments, seconds=None, unwind=False, alone=False):
     thread = place.agent_thread()
     if thread is None:
         raise QuorError("the agent is not in this process; see help java run")
-    with Selection(), _Settings(unwind, alone):
-        if gdb.selected_thread() != thread:
-            thread.switch()
+    with on_agent_thread(thread), _Settings(unwind, alone):
         return _number(_limited(target, arguments, Limit(seconds or LIMIT), what))
+
+
+def call_alone(what, *arguments):
+    """The same for what may be called twice and needs no other thread, as a rule: the others stand, which costs a third. Where the
+    VM waits for one of them after all (a collection is under way), all run until it has answered, and it is called again."""
+    try:
+        return call(what, *arguments, seconds=_ALONE, alone=True)
+    except Interrupted:
+        let_call_return(LIMIT)
+        return call(what, *arguments)
+
+
+@contextlib.contextmanager
+def on_agent_thread(thread=None):
+    """A block with the agent thread selected, for many calls: to find the user's frame again after each costs as much as a call."""
+    if _State.on_agent_thread:
+        yield
+        return
+    with Selection():
+        thread = thread or place.agent_thread()
+        if thread is not None and thread != gdb.selected_thread():
+            thread.switch()
+        _State.on_agent_thread = True
+        try:
+            yield
+        finally:
+            _State.on_agent_thread = False
 
 
 def _limited(target, arguments, limit, what):

@@ -26,7 +26,8 @@ def prepared():
         return [_at(memory, at, offsets) for at in range(0, len(memory), record.sizeof)]
 
     known, key = _Known.classes, (inferior.num, inferior.pid)
-    if _Known.key != key or not 0 < len(known) <= count or read(0, 1) + read(len(known) - 1, 1) != [known[0], known[-1]]:
+    probes = {0, len(known) // 2, len(known) - 1}
+    if _Known.key != key or not 0 < len(known) <= count or any(read(at, 1) != [known[at]] for at in probes):
         _Known.key, _Known.classes = key, []
     if count > len(_Known.classes):
         _Known.classes += read(len(_Known.classes), count - len(_Known.classes))

@@ -135,7 +135,7 @@ def _queue():
 
 def _notify(mode):
     for name in _KEPT_OUT:
-        call("agent_set_eventnotification", 0, mode, place.constant(name), 0)
+        calls.call_alone("agent_set_eventnotification", 0, mode, place.constant(name), 0)
 
 
 def _write(variable, number):

@@ -14,6 +14,10 @@ Field = namedtuple("Field", "id name signature modifiers")
 Local = namedtuple("Local", "start length name signature slot")  # start and length: bytecodes where it is told
 
 ABSENT_INFORMATION, NATIVE_METHOD = 101, 104
+# Of classes and frames; the VM asks a thread itself for its locals, and stops all for some switches of events.
+_NEEDS_NO_OTHERS = frozenset("agent_get_" + name for name in (
+    "objectclass", "classinfo", "superclass", "implementedinterfaces", "classmethods", "classfields", "fieldname", "linenumbertable",
+    "localvariabletable", "framecount", "currentframe", "callerframe"))
 _NO_LINES, _NO_LOCALS = (ABSENT_INFORMATION, NATIVE_METHOD, 23, 32), (ABSENT_INFORMATION, NATIVE_METHOD, 32)
 
 
@@ -41,11 +45,14 @@ def asking(what):
 
 
 def list_classes_anew():
-    """Makes the list of prepared classes afresh, for what was prepared while the agent was not told of classes."""
+    """Brings the list of prepared classes up to date, for what was prepared while the agent was not told of classes."""
+    listed, env = place.global_value("prep_list").address, place.global_value("quor_env")
+    if place.address_or_none("PrepList_refresh") is not None:
+        call("PrepList_refresh", listed, env)
+        return
     class_list.forget()
-    listed = place.global_value("prep_list").address
     call("PrepList_reset", listed)
-    call("PrepList_seed", listed, call("getEnv"))
+    call("PrepList_seed", listed, env)
 
 
 def thread_handle(thread):
@@ -58,7 +65,7 @@ def thread_handle(thread):
 
 def ask(function, *arguments):
     """Calls one of the agent's functions that give a code; raises Refused unless it is 0."""
-    code = call(function, 0, *arguments)
+    code = (calls.call_alone if function in _NEEDS_NO_OTHERS else call)(function, 0, *arguments)
     if code:
         raise Refused(function, code)
 

@@ -19,10 +19,10 @@ def _in_native(what):
 def _innermost(what):
     """The selected thread's innermost JavaFrame."""
     session.require(f"java {what}", "hook", "native")
-    frames = stack.java_entries()
-    if not frames:
+    frame = stack.innermost_java()
+    if frame is None:
         raise QuorError("the selected thread runs no Java method; java threads lists those that do")
-    return frames[0].java
+    return frame.java
 
 
 def _is_native(java):
@@ -36,10 +36,15 @@ def _step(what, mode, arguments):
         raise QuorError("the thread is in native code: gdb's own stepi steps there, java finish goes back to Java")
     for _ in range(times):
         stop = session.stop_number()
-        stepping.run(lambda: stepping.Step(questions.thread_handle(gdb.selected_thread()), mode, native))
+        _run(mode, native)
         if times == 1 or session.state() != "hook" or session.stop_number() == stop:
             return
         native = False
+
+
+def _run(mode, native, depth=0):
+    thread = questions.thread_handle(gdb.selected_thread())
+    stepping.run(lambda: stepping.Step(thread, mode, native, depth))
 
 
 def _count(what, arguments):
@@ -74,8 +79,7 @@ def finish_command(arguments, _from_tty):
     if arguments:
         raise QuorError("java finish takes no arguments; java frame N selects the frame")
     native = _in_native("finish")
-    depth = 0 if native else _depth()
-    stepping.run(lambda: stepping.Step(questions.thread_handle(gdb.selected_thread()), "finish", native, depth))
+    _run("finish", native, 0 if native else _depth())
 
 
 def _depth():
@@ -95,7 +99,7 @@ def pop_command(arguments, _from_tty):
         raise QuorError("java pop takes no arguments: it pops the innermost frame of the selected thread")
     if _is_native(_innermost("pop")):
         raise QuorError("java pop: the thread is in native code, whose frames cannot be popped; java finish goes back to Java first")
-    stepping.run(lambda: stepping.Step(questions.thread_handle(gdb.selected_thread()), "pop", native=False))
+    _run("pop", False)
 
 
 @command("until", group="Step", states=("stopped",), usage="LINE|CLASS:LINE", examples=("java until 40",))
@@ -116,7 +120,7 @@ def until_command(arguments, _from_tty):
         if not stop.places():
             raise QuorError(f"java until: {stop.reason}")
         native, depth = _in_native("until"), _depth()
-        stepping.run(lambda: stepping.Step(questions.thread_handle(gdb.selected_thread()), "until", native, depth))
+        _run("until", native, depth)
     finally:
         if stop in stops.all_stops():
             stops.remove(stop)
