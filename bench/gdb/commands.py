@@ -10,7 +10,7 @@ import session
 DEPTH = 12
 # After the stop in Commands.stand, in this order. Those that this gdb/quor does not have are left out.
 COMMANDS = (("bt-first", "java bt"), ("bt-again", "java bt"), ("threads", "java threads"), ("deadlock", "java deadlock"),
-            ("toString", "java call item.toString()"), ("print", "java print item.amount"),
+            ("toString", "java call item.toString()"), ("toString-again", "java call item.toString()"), ("print", "java print item.amount"),
             ("completion", "complete java break Comm"), ("binding", "java break Commands.main"), ("step", "java step"),
             ("next", "java next"), ("next-call", "java next"))
 

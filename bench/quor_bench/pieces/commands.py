@@ -9,7 +9,7 @@ CLASSES = 200
 ROWS = {"source": ("source gdb/quor.py", 150), "run": ("java run, to the stop before main", None),
         "prepare": ("a class prepared that nobody waits for", 1.5), "bt-first": ("java bt, first", 150),
         "bt-again": ("java bt, again", 60), "threads": ("java threads", 80), "deadlock": ("java deadlock", 200),
-        "toString": ("java call item.toString()", 40),
+        "toString": ("java call item.toString(), first", 40), "toString-again": ("java call item.toString(), again", 40),
         "print": ("java print item.amount", None), "completion": ("completion", 100), "binding": ("java break, binding it", 10),
         "step": ("java step, a line", 30), "next": ("java next, a line", 30), "next-call": ("java next, over a call", 60)}
 GOALS = [Goal("gdb-commands", "", limit, [title]) for title, limit in ROWS.values() if limit]

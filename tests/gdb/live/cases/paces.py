@@ -86,6 +86,8 @@ def through_native(jvm):
     texts = gdb(jvm, started(jvm, "THROUGH") + ["java step", "java step", "java finish", "java next", "java next"])
     check("Java_Descent_through" in texts[4], f"into the C function: {texts[4]}")
     check("Java_Descent_through" in texts[4] and "lambda$between$" in texts[5], f"a step out of C into what it calls: {texts[5]}")
+    texts = gdb(jvm, [f"java break Paces:{line_of('REGISTER')}", *started(jvm, "REGISTER")[1:], "java step"])
+    check("Java_Descent_register" in texts[4], f"into the C function behind a breakpoint: {texts[4]}")
 
 
 def pops(jvm):

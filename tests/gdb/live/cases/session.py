@@ -19,6 +19,15 @@ def starts(jvm):
     check("not being run" in texts[5], f"there is nothing to continue: {texts[5]}")
 
 
+def waits_for_others(jvm):
+    """What is called while the other threads stand is answered, too, if it needs them after all."""
+    pause = "python from quor.agent import calls; print(calls.call_alone('(int (*)(unsigned)) usleep', 700000))"
+    texts = gdb(jvm, [jvm.java_run("Shop", 300), pause, "java status", "java continue"])
+    check_equal(texts[1].splitlines()[-1], "0", "its result")
+    check_equal(texts[2], AT_FIRST_CONTACT, "the state afterwards")
+    check("exited with code 07" in texts[3], f"the program's end: {texts[3]}")
+
+
 def attaches_and_lets_go(jvm):
     """After attach and detach the program runs on; a second debugger attaches again."""
     with jvm.start_with_agent("Shop", 60000) as program:
@@ -50,5 +59,6 @@ def detaches_from_anywhere(jvm):
 
 def case(jvm):
     starts(jvm)
+    waits_for_others(jvm)
     attaches_and_lets_go(jvm)
     detaches_from_anywhere(jvm)

@@ -54,6 +54,7 @@ public class Paces {
     }
 
     static int down() {
+        Descent.register(); // REGISTER
         return Descent.last(0); // DOWN
     }
 
