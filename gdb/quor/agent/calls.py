@@ -12,7 +12,7 @@ from quor.errors import QuorError
 from quor.selection import Selection
 
 LIMIT = 10  # seconds for a question
-_ALONE = 0.5  # for one that no other thread need help with
+_ALONE = 3  # for one that no other thread need help with: long, since a limit that passes at the very end hits what comes next
 _SCRATCH = 64 * 1024
 
 

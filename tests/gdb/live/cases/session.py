@@ -21,7 +21,7 @@ def starts(jvm):
 
 def waits_for_others(jvm):
     """What is called while the other threads stand is answered, too, if it needs them after all."""
-    pause = "python from quor.agent import calls; print(calls.call_alone('(int (*)(unsigned)) usleep', 700000))"
+    pause = "python from quor.agent import calls; print(calls.call_alone('(int (*)(unsigned)) usleep', 3200000))"
     texts = gdb(jvm, [jvm.java_run("Shop", 300), pause, "java status", "java continue"])
     check_equal(texts[1].splitlines()[-1], "0", "its result")
     check_equal(texts[2], AT_FIRST_CONTACT, "the state afterwards")
