@@ -1,10 +1,11 @@
 """The frame filter: names and lines of Java frames in `bt`; inlined methods as frames of their own.
 
 gdb prints every frame through a decorator as soon as there is one filter, and its own decorator looks each symbol up several
-times. So frames of libraries without debug information, whose text depends on the pc alone, are decorated here too, from a
-cache: threads mostly stand at the same places.
+times. So native frames, of which all but the values depends on the pc alone, are decorated here too, from a cache: threads mostly
+stand at the same places.
 """
 import gdb
+from gdb.FrameDecorator import FrameDecorator, FrameVars
 
 from quor.errors import QuorError
 from quor.hotspot import locals_text, objects
@@ -34,48 +35,68 @@ class _Decorator:
 
 
 class JavaDecorator(_Decorator):
-    """Shows a physical frame as one of the Java frames that it is."""
-    __slots__ = ("java",)
+    """Shows a physical frame as one of the Java frames that it is: the one of this number, or a frame in the heap, `java`."""
+    __slots__ = ("_shown", "_number", "_java")
 
-    def __init__(self, frame, java):
-        super().__init__(frame)
-        self.java = java
+    def __init__(self, frame, shown, number, java=None):
+        self._frame, self._shown, self._number, self._java = frame, shown, number, java
 
     def function(self):
-        return self.java.function
+        return self._shown[0]
 
     def address(self):
         return None
 
     def filename(self):
-        return self.java.source
+        return self._shown[1]
 
     def line(self):
-        return self.java.line if self.java.source else None
+        return self._shown[2]
 
     def frame_locals(self):
-        return locals_text.of(self.java)
+        return locals_text.of(self._java or vms.required().java_frames_of(self._frame)[self._number])
 
 
-class PlainDecorator(_Decorator):
-    """A frame of a library without debug information: its name and the library's."""
-    __slots__ = ("_pc", "_function", "_library")
+class NativeDecorator(_Decorator):
+    """A native frame: its function, file or library, line and arguments."""
+    __slots__ = ("_pc", "_native")
 
-    def __init__(self, frame, pc, function, library):
-        super().__init__(frame)
-        self._pc, self._function, self._library = pc, function, library
+    def __init__(self, frame, pc, native):
+        self._frame, self._pc, self._native = frame, pc, native
 
     def function(self):
-        return self._function
+        return self._native.function
 
     def address(self):
         return self._pc
 
     def filename(self):
-        return self._library
+        return self._native.file
 
     def line(self):
-        return None
+        return self._native.line
+
+    def frame_args(self):
+        return self._native.arguments
+
+    def frame_locals(self):
+        return FrameDecorator(self._frame).frame_locals()
+
+
+class _Native:
+    """What is the same in every native frame that stands at one pc. `inlined`: it shares its pc with the function around it."""
+    __slots__ = ("function", "file", "line", "arguments", "inlined")
+
+    def __init__(self, frame, pc):
+        self.inlined = frame.type() == gdb.INLINE_FRAME
+        self.arguments = None
+        function, sal = frame.function(), frame.find_sal()
+        if sal.symtab is not None and sal.symtab.filename:
+            self.file, self.line = sal.symtab.filename, sal.line
+            self.arguments = FrameVars(frame).fetch_frame_args()
+        else:
+            self.file, self.line = gdb.current_progspace().solib_name(pc), None
+        self.function = str(function) if function is not None else frame.name() or "??"
 
 
 class JavaFilter:
@@ -105,42 +126,56 @@ class JavaFilter:
 
 def _decorated(vm, frames):
     """Every frame decorated; those with debug information stay as they came."""
-    top = True
+    exact, depth = True, 0  # whether a frame stands at its pc, not behind a call; how many functions were inlined at the pc so far
     for given in frames:
         frame = given.inferior_frame()
         try:
             pc = frame.pc()
             if vm.code_cache.holds(pc):
-                for java in vm.java_frames_at(frame, pc):
-                    yield JavaDecorator(frame, java)
-                    if java.name == IN_THE_HEAP:
-                        for left in objects.frames_left_in_heap(vm, java.registers.sp):
-                            yield JavaDecorator(frame, left)
+                told = vm.java_frames.told_by_pc(pc)
+                for shown, number, java in _numbered(told) if told else _told_by_stack(vm, frame, pc):
+                    yield JavaDecorator(frame, shown, number, java)
                     given = None
-            elif not top:
-                plain = _plain(vm, frame, pc)
-                if plain:
-                    given = PlainDecorator(frame, pc, *plain)
+                exact = False
+            else:
+                native = _native_at(vm, frame, pc, exact, depth)
+                if native is not None:
+                    given = NativeDecorator(frame, pc, native)
+                    depth = depth + 1 if native.inlined else 0
+                    exact = exact and native.inlined
+                else:
+                    exact, depth = True, 0  # a signal's frame, or what gdb has called
         except (gdb.error, QuorError):
             pass
         except Exception as error:
             complain(error)
         if given is not None:
             yield given
-        top = False
 
 
-def _plain(vm, frame, pc):
-    """(name, library) of a caller's frame without debug information; None of others."""
+def _numbered(told):
+    return [(shown, number, None) for number, shown in enumerate(told)]
+
+
+def _told_by_stack(vm, frame, pc):
+    """(what is shown, number, the JavaFrame of those in the heap) of each Java frame that a physical frame is."""
+    for number, java in enumerate(vm.java_frames_at(frame, pc)):
+        yield java.shown, number, None
+        if java.name == IN_THE_HEAP:
+            for left in objects.frames_left_in_heap(vm, java.registers.sp):
+                yield left.shown, None, left
+
+
+def _native_at(vm, frame, pc, exact, depth):
+    """The _Native of a native frame; None of those that gdb itself makes up."""
+    key = pc, exact, depth
     try:
-        return vm.plain_frames[pc]
+        return vm.native_frames[key]
     except KeyError:
         pass
-    plain = None
-    if frame.type() == gdb.NORMAL_FRAME and frame.function() is None and frame.find_sal().symtab is None:
-        plain = frame.name() or "??", gdb.current_progspace().solib_name(pc)
-    vm.plain_frames[pc] = plain
-    return plain
+    native = _Native(frame, pc) if frame.type() in (gdb.NORMAL_FRAME, gdb.INLINE_FRAME) else None
+    vm.native_frames[key] = native
+    return native
 
 
 JavaFilter()

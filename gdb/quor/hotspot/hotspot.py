@@ -55,6 +55,7 @@ class HotSpot:
                                 self.unsigned5)
         self.threads = self._part("the VM's list of threads", JavaThreads, memory, self.tables) or _NoThreads()
         self.kinds = []
+        self._kinds_at = {}  # pc: its blob and the kinds of frames that may stand there; threads mostly stand at the same places
         if self.code_cache is not None:
             self._make_kinds()
         self.java_frames = JavaFrames(self)
@@ -95,6 +96,7 @@ class HotSpot:
     def forget(self):
         """The process ran, or its memory was written: nothing that was read holds any more."""
         self.memory.forget()
+        self._kinds_at.clear()
         for part in (self.code_cache, self.methods, self.threads, self.code, self.returns, self.java_frames, *self.kinds):
             if part is not None:
                 part.forget()
@@ -110,12 +112,12 @@ class HotSpot:
 
     def unwind(self, registers):
         """The Caller of the frame with these registers, or None: not one of the code cache's, or not to be told."""
-        if not self.in_code(registers.pc):
-            return None
-        blob = self.code_cache.find(registers.pc)
-        if blob is None:
-            return None
-        for kind in self.kinds:
+        pc = registers.pc
+        try:
+            blob, kinds = self._kinds_at[pc]
+        except KeyError:
+            blob, kinds = self._kinds_at[pc] = self._find_kinds(pc)
+        for kind in kinds:
             try:
                 caller = kind.unwind(registers, blob)
             except (Unreadable, MissingEntry):
@@ -124,3 +126,15 @@ class HotSpot:
                 caller.kind = kind
                 return caller
         return None
+
+    def _find_kinds(self, pc):
+        """The blob that holds this pc, and the kinds of frames that may stand there."""
+        blob = self.code_cache.find(pc) if self.in_code(pc) else None
+        return blob, [kind for kind in self.kinds if self._covers(kind, pc, blob)] if blob is not None else []
+
+    @staticmethod
+    def _covers(kind, pc, blob):
+        try:
+            return kind.covers(pc, blob)
+        except (Unreadable, MissingEntry):
+            return False

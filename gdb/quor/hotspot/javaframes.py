@@ -1,5 +1,6 @@
 """What a physical frame in the code cache is in Java: one method, or several when some were inlined. Needs no gdb."""
 from quor import show
+from quor.hotspot.frames.registers import Registers
 from quor.hotspot.memory import Unreadable
 from quor.hotspot.tables import MissingEntry
 
@@ -35,6 +36,12 @@ class JavaFrame:
         return self.method.source if self.method and not self.method.is_native else None
 
     @property
+    def shown(self):
+        """(function, source, line), as a line of `bt` needs them."""
+        source = self.source
+        return self.function, source, self.line if source else None
+
+    @property
     def text(self):
         """Mix.lambda$main$0(int) (Mix.java:31)"""
         if self.method is None:
@@ -47,10 +54,12 @@ class JavaFrames:
 
     def __init__(self, hotspot):
         self._hotspot = hotspot
+        self._told = {}  # pc: what told_by_pc gives
         self._scopes = {}  # pc: (PcDesc, [(method, bci, line, scope's offset)]), the same in every frame that stands there
 
     def forget(self):
         self._scopes.clear()
+        self._told.clear()
 
     def of(self, registers, caller):
         """The JavaFrames of a physical frame, the innermost first. `caller` is what its unwinding gave."""
@@ -71,6 +80,27 @@ class JavaFrames:
         for frame in frames:
             frame.cfa = caller.sp if caller is not None else None
         return frames
+
+    def told_by_pc(self, pc):
+        """[(function, source, line)] of the Java frames at this pc, the innermost first, where that is the same in every frame that
+        stands there, as in compiled code; None where the stack has a say."""
+        try:
+            return self._told[pc]
+        except KeyError:
+            told = self._told[pc] = self._tell_by_pc(pc)
+            return told
+
+    def _tell_by_pc(self, pc):
+        hotspot = self._hotspot
+        blob = hotspot.code_cache.find(pc)
+        if blob is None or not blob.compiled or hotspot.debug is None:
+            return None
+        try:
+            if pc in hotspot.debug.details(blob).deopt_handlers:
+                return None
+            return [frame.shown for frame in self._compiled(Registers(pc, 0, 0), blob) or ()] or None
+        except (Unreadable, MissingEntry):
+            return None
 
     @staticmethod
     def _stub(registers, blob, caller):

@@ -28,6 +28,7 @@ class Memory:
         self.word_size = word_size
         self.mask = (1 << (8 * word_size)) - 1
         self._unpack_word = struct.Struct("<Q" if word_size == 8 else "<I").unpack_from
+        self._last_word = PAGE - word_size
 
     def forget(self):
         self._pages.clear()
@@ -65,8 +66,8 @@ class Memory:
         """The unsigned pointer-sized number at the address."""
         address &= self.mask
         start = address & (PAGE - 1)
-        if start <= PAGE - self.word_size:
-            return self._unpack_word(self._page(address >> 12), start)[0]
+        if start <= self._last_word:
+            return self._unpack_word(self._pages.get(address >> 12) or self._page(address >> 12), start)[0]
         return self._number(address, self.word_size)
 
     def signed_word(self, address):

@@ -11,6 +11,7 @@ from quor.hotspot.frames.registers import Registers
 class FrameId:
     """What makes a frame the same one at the next stop: its base and the beginning of its code."""
     __slots__ = ("sp", "pc")
+    special = None  # gdb asks for it, and an error for each frame is dear
 
     def __init__(self, sp, pc):
         self.sp, self.pc = sp, pc
@@ -38,19 +39,19 @@ class JavaUnwinder(Unwinder):
         pc = int(pending.read_register(vm.pc_name)) & vm.memory.mask
         if not vm.code_cache.holds(pc):
             return None
-        mask = vm.memory.mask
-        sp, fp = int(pending.read_register(vm.sp_name)) & mask, int(pending.read_register(vm.fp_name)) & mask
         reader = _Reader(vm, pending)
-        registers = _registers(vm, pc, sp, fp, reader, getattr(pending, "level", None))
+        registers = _registers(vm, pc, reader, pending)
         caller = vm.unwind(registers)
         reader.close()
         if caller is None:
             return None
         vm.unwound[registers.sp, pc] = registers, caller
-        vm.called.add((caller.sp, caller.pc))
-        info = pending.create_unwind_info(FrameId(vm.value(caller.base), vm.start_value(caller.start)))
-        info.add_saved_register(vm.pc_name, vm.value(caller.pc))
-        info.add_saved_register(vm.sp_name, vm.value(caller.sp))
+        vm.called[caller.sp, caller.pc] = caller.fp
+        sp = vm.value(caller.sp)
+        base = sp if caller.base == caller.sp else vm.value(caller.base)
+        info = pending.create_unwind_info(FrameId(base, vm.code_value(caller.start)))
+        info.add_saved_register(vm.pc_name, vm.code_value(caller.pc))
+        info.add_saved_register(vm.sp_name, sp)
         info.add_saved_register(vm.fp_name, vm.value(caller.fp))
         for number, value in caller.saved.items():
             info.add_saved_register(vm.register_names[number], vm.value(value))
@@ -77,10 +78,16 @@ class _Reader:
         self._pending = None
 
 
-def _registers(vm, pc, sp, fp, reader, level):
+def _registers(vm, pc, reader, pending):
     # the interpreter jumps into what it calls: its own return addresses follow no call, but the frames that it called tell of it
-    top = (sp, pc) not in vm.called and (level is not None and level() == 0 or not vm.returns.follows_call(pc))
-    return Registers(pc, sp, fp, reader, top)
+    mask = vm.memory.mask
+    sp = int(pending.read_register(vm.sp_name)) & mask
+    fp = vm.called.get((sp, pc))
+    if fp is not None:
+        return Registers(pc, sp, fp, reader, False)
+    level = getattr(pending, "level", None)
+    top = level is not None and level() == 0 or not vm.returns.follows_call(pc)
+    return Registers(pc, sp, int(pending.read_register(vm.fp_name)) & mask, reader, top)
 
 
 register_unwinder(None, JavaUnwinder(), True)

@@ -24,9 +24,9 @@ class Vm(HotSpot):
     def __init__(self, inferior):
         self.inferior = inferior
         self.unwound = {}  # (sp, pc) of a frame at this stop: its Registers and Caller
-        self.called = set()  # (sp, pc) of frames that one of those in the code cache returns to
-        self.plain_frames = {}  # pc: what the frame filter shows of a native frame there
-        self._start_values = {}  # address: the gdb.Value of it
+        self.called = {}  # (sp, pc) of frames that one of those in the code cache returns to: their fp
+        self.native_frames = {}  # (pc, ...): what the frame filter shows of a native frame there
+        self._code_values = {}  # address: the gdb.Value of it
         super().__init__(Memory(self._read, _word_size()), address_of_symbol, _is_native)
         # makes a gdb.Value as wide as a register: an int becomes a long, or what is wider when a long has no room for it
         self.value = gdb.Value if self.word_size == 8 else self._narrow_value
@@ -44,19 +44,19 @@ class Vm(HotSpot):
     def _narrow_value(self, number):
         return gdb.Value(number).cast(self._word_type)
 
-    def start_value(self, address):
-        """The value of the beginning of a blob, of which there are few."""
-        value = self._start_values.get(address)
+    def code_value(self, address):
+        """The value of an address of code: threads mostly stand at the same places."""
+        value = self._code_values.get(address)
         if value is None:
-            value = self._start_values[address] = self.value(address)
+            value = self._code_values[address] = self.value(address)
         return value
 
     def forget(self):
         super().forget()
         self.unwound.clear()
         self.called.clear()
-        self.plain_frames.clear()
-        self._start_values.clear()
+        self.native_frames.clear()
+        self._code_values.clear()
 
     def java_frames_of(self, frame):
         """The JavaFrames of a gdb.Frame, the innermost first; empty when it is no frame of the code cache."""

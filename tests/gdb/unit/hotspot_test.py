@@ -46,6 +46,28 @@ class NamesTest(unittest.TestCase):
         self.assertEqual([("Mix.outer() (Mix.java)", javaframes.COMPILED)],
                          self.names(run, Registers(run.pc + 9, run.sp, run.fp, top=True)))
 
+    def test_what_compiled_code_is_called_depends_on_the_pc_alone(self):
+        for new in (False, True):
+            world, run = self.compiled(new)
+            self.assertEqual([("Mix.inner(long)", "Mix.java", 22), ("Mix.outer()", "Mix.java", 10)],
+                             run.hotspot.java_frames.told_by_pc(run.pc))
+
+    def test_what_is_called_where_depends_on_the_stack_is_not_told_by_the_pc(self):
+        world, run = self.compiled(False, deopt=20, orig_pc=8)
+        blob = run.hotspot.code_cache.find(run.pc)
+        stub = world.blob("StubRoutines (1)", code("90", "c3"))
+        for pc in (blob.code + 20, world.code_of(stub), world.stack):
+            self.assertIsNone(run.hotspot.java_frames.told_by_pc(pc))
+
+    def test_a_method_whose_code_was_replaced_has_its_new_name_after_the_program_ran(self):
+        world, run = self.compiled(False)
+        told = run.hotspot.java_frames.told_by_pc(run.pc)
+        world.image.put_word(run.hotspot.code_cache.find(run.pc).start + 72, 0)  # the inlined methods' metadata
+        world.image.put_word(run.hotspot.code_cache.find(run.pc).start + 32, world.method("Mix", "other", "()V"))
+        self.assertEqual(told, run.hotspot.java_frames.told_by_pc(run.pc))
+        run.hotspot.forget()
+        self.assertEqual("Mix.other()", run.hotspot.java_frames.told_by_pc(run.pc)[-1][0])
+
     def test_a_stub_has_its_name_in_angle_brackets(self):
         world = World()
         run = Run(world, world.blob("StubRoutines (1)", code("90", "c3")))

@@ -22,10 +22,16 @@ class FixedFrames:
     def forget(self):
         self._layouts.clear()
 
+    def covers(self, _pc, blob):
+        return bool(blob.frame_size)
+
     def unwind(self, registers, blob):
-        if not blob.frame_size:
-            return None
-        for cfa, fp_at in self._candidates(registers, blob):
+        sp = registers.sp
+        size, fp_at = self._layout(registers.pc, blob)
+        caller = self._caller(registers, blob, sp + size, None if fp_at is None else sp + fp_at)
+        if caller is not None:
+            return caller
+        for cfa, fp_at in self._other_candidates(registers, blob, size):
             caller = self._caller(registers, blob, cfa, fp_at)
             if caller is not None:
                 return caller
@@ -45,11 +51,9 @@ class FixedFrames:
         target = self._hotspot.code_cache.find(pc) if _FINDS_HANDLER in blob.name else None
         return target is not None and target.compiled and pc >= target.code
 
-    def _candidates(self, registers, blob):
-        """(CFA, address of the caller's fp or None when the register holds it), the likeliest first."""
+    def _other_candidates(self, registers, blob, size):
+        """(CFA, address of the caller's fp or None when the register holds it) where the likeliest `size` led to no return address."""
         word, sp = self._word, registers.sp
-        size, fp_at = self._layout(registers.pc, blob)
-        yield sp + size, None if fp_at is None else sp + fp_at
         if size != blob.frame_size:
             yield sp + blob.frame_size, sp + blob.frame_size - 2 * word
         # native wrappers and method-handle invokes move sp for a while, and keep fp

@@ -18,10 +18,11 @@ class ContinuationFrames:
     def forget(self):
         pass
 
+    def covers(self, pc, blob):
+        return not (blob.compiled or blob.interpreter or blob.frame_size or self._hotspot.returns.follows_call(pc))
+
     def unwind(self, registers, blob):
-        if blob.compiled or blob.interpreter or blob.frame_size or not self._returned_to(registers):
-            return None
-        if self._hotspot.returns.follows_call(registers.pc):
+        if not self._returned_to(registers):
             return None
         memory, word = self._hotspot.memory, self._hotspot.memory.word_size
         thread = self._hotspot.threads.at_stack(registers.sp)

@@ -67,13 +67,15 @@ class EntryFrames:
             self._states[pc] = flow.at(self._hotspot.code, begin, pc)
         return self._states[pc]
 
-    def unwind(self, registers, blob):
+    def covers(self, pc, blob):
         if blob.compiled:
-            return None
-        begin, end, behind_return = self._find_range()
+            return False
+        begin, end, _ = self._find_range()
+        return begin <= pc < end
+
+    def unwind(self, registers, blob):
+        begin, _, behind_return = self._find_range()
         pc = registers.pc
-        if not begin <= pc < end:
-            return None
         # behind the return stand the pieces that are jumped to, with the frame standing
         state = self._state(begin, pc if pc < behind_return else self.return_address)
         if state is None:

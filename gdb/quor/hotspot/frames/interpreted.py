@@ -27,9 +27,10 @@ class InterpretedFrames:
     def forget(self):
         pass
 
+    def covers(self, _pc, blob):
+        return blob.interpreter
+
     def unwind(self, registers, blob):
-        if not blob.interpreter:
-            return None
         if registers.top:
             found = self._entering(registers, blob) or self._leaving(registers, blob)
             if found:

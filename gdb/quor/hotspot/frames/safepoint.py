@@ -17,9 +17,10 @@ class SafepointFrames:
     def forget(self):
         pass
 
+    def covers(self, _pc, blob):
+        return blob.name in _NAMES
+
     def unwind(self, registers, blob):
-        if blob.name not in _NAMES:
-            return None
         code, word, memory = self._hotspot.code, self._word, self._hotspot.memory
         first = code.instruction(blob.code)
         makes_room = first is not None and first[1:] == ("push", BX)
