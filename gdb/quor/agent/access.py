@@ -21,6 +21,8 @@ from quor.hotspot import objects, vm
 ANYWHERE = (0, 2, 19)  # signals of a thread that did not choose its place: none, SIGINT, SIGSTOP
 _TRAP = 5
 _LOOP = b"\xeb\xfe"  # a jump to itself, on both widths
+_SYSTEM_CALLS = (b"\x0f\x05", b"\xcd\x80")  # syscall, int $0x80
+_INTERRUPTED = (-512, -513, -514, -516)  # results that only debuggers see: the kernel makes the call again
 _CHUNK, _MAX_SEARCH = 1 << 16, 1 << 23
 _SAVED = "j_saved"  # a convenience variable
 _LOCAL_REFERENCES = 64
@@ -64,9 +66,6 @@ def _require_agent():
     agent = place.agent_thread()
     if agent is None:
         raise QuorError("the agent is not in this process; see help java run")
-    if states.is_remote(gdb.selected_inferior()) and gdb.lookup_type("void").pointer().sizeof == 4:
-        # the system call that the agent thread waits in did not go on after _end_at_breakpoint
-        raise QuorError("through a gdbserver the agent of a 32-bit JVM can be asked at Java stops only; java attach leads to one")
     if not place.is_waiting() or java_state(agent) != "in native":
         raise QuorError("the agent is busy at this moment: continue, and stop again")
 
@@ -260,6 +259,18 @@ def _end_at_breakpoint():
         finally:
             for each in saved:
                 each.put_back()
+            _begin_again(saved[0].number(), *(_number(name) for name in (_result_register(), _system_call_register())))
+
+
+def _begin_again(pc, result, system_call):
+    """Does what the kernel does when a thread goes on whose system call a debugger interrupted: it is made again. Behind a
+    breakpoint's stop the kernel does so for 64-bit threads only (gdbserver 13.1, kernel 6.18)."""
+    if result not in _INTERRUPTED or system_call < 0:
+        return
+    code = gdb.selected_inferior().read_memory(pc - 2, 2).tobytes()
+    if code in _SYSTEM_CALLS:
+        for name, value in (("$pc", pc - 2), (_result_register(), system_call), (_system_call_register(), -1)):
+            gdb.execute(f"set var {name} = {value}", to_string=True)
 
 
 def _result_register():

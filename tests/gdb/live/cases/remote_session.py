@@ -33,6 +33,17 @@ def attach(jvm, port):
         check("clerk" in program.thread_dump(), "the program lives")
 
 
+def native_stop(jvm, port):
+    """Where a C function stops the program, the agent answers; the program goes on as if nothing had been, and to its end."""
+    texts = gdb(jvm, ["set sysroot /", f"target extended-remote 127.0.0.1:{port}", jvm.java_run("Mix", "descend", 2, 0),
+                      "break Java_Descent_bottom", "java continue", "java methods Descent", "java fields java.lang.Thread", "bt 1",
+                      "java continue", "java class Descent", "bt 1", "java continue"])
+    check("hit Breakpoint" in texts[4] and "hit Breakpoint" in texts[8], f"the program stops in native code: {texts[4]} {texts[8]}")
+    check("bottom" in texts[5] and "java.lang.String" in texts[6] and "Descent" in texts[9], f"questions: {texts[5:10]}")
+    check("Java_Descent_bottom" in texts[7] and "Java_Descent_bottom" in texts[10], f"the thread stands where it stood: {texts[7]}")
+    check("exited normally" in texts[11], f"the program runs to its end: {texts[11]}")
+
+
 def case(jvm):
     try:
         subprocess.run(["gdbserver", "--version"], stdout=subprocess.DEVNULL, check=True)
@@ -42,5 +53,6 @@ def case(jvm):
     try:
         launch(jvm, port)
         attach(jvm, port)
+        native_stop(jvm, port)
     finally:
         end_session(server)
