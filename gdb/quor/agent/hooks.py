@@ -19,7 +19,7 @@ class Event:
         self.hook = hook
         self.record = None
         if hook in place.HOOKS:
-            pointer = frame.read_var("event")
+            pointer = _event_of(frame)
             self.address = int(pointer)
             self.record = pointer.dereference()
 
@@ -34,6 +34,18 @@ class Event:
         if self.record is None or self.hook in ("hook_invoke_method", "hook_class_unload"):
             return 0
         return int(self.part("breakpoint")["thread"])
+
+
+def _event_of(frame):
+    """The event that a hook point is called with, its second argument. Without debug information: where calls have that at the
+    entry."""
+    if frame.function() is not None:
+        return frame.read_var("event")
+    kind = gdb.lookup_type("JVMDI_Event").pointer()
+    if kind.sizeof == 8:
+        return frame.read_register("rsi").cast(kind)
+    arguments = frame.older().read_register("esp").cast(kind.pointer())
+    return arguments[1]
 
 
 class _Hook(gdb.Breakpoint):

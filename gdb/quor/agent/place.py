@@ -4,6 +4,7 @@ import re
 
 import gdb
 
+from quor.agent import layouts
 from quor.errors import QuorError
 from quor.selection import Selection
 
@@ -18,7 +19,10 @@ _MAX_DEPTH = 12  # frames from a wait in libc up to the agent's function
 
 def is_loaded():
     """Whether the agent's library is in the selected inferior."""
-    return address_or_none("tid_debug_agent") is not None
+    if address_or_none("tid_debug_agent") is None:
+        return False
+    layouts.provide(address_or_none)
+    return True
 
 
 def address_or_none(name):

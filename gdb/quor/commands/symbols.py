@@ -1,11 +1,7 @@
 """`java symbols`: names of compiled methods for everything in gdb that knows symbols only."""
-import atexit
-import os
-import shutil
-import tempfile
-
 import gdb
 
+from quor import symbol_files
 from quor.commands import command
 from quor.errors import QuorError
 from quor.hotspot import vm as vms
@@ -16,8 +12,7 @@ from quor.hotspot.tables import MissingEntry
 
 class _Files:
     """The symbol files that gdb has loaded from us."""
-    folder = None
-    loaded = {}  # inferior's number: (file, lowest address)
+    loaded = {}  # inferior's number: path
 
 
 @command("symbols", group="Look", states=("stopped", "core"), usage="[off]", complete=("off",),
@@ -41,34 +36,13 @@ def _add():
     if not low:
         raise QuorError("java symbols: the VM has no code cache yet")
     found = [(blob.code, blob.end - blob.code, _name(vm, blob)) for blob in vm.code_cache.blobs()]
-    if _Files.folder is None:
-        _Files.folder = tempfile.mkdtemp(prefix="quor-symbols-")
-        atexit.register(shutil.rmtree, _Files.folder, ignore_errors=True)
     number = gdb.selected_inferior().num
-    path = os.path.join(_Files.folder, f"java-{number}.so")
-    with open(path, "wb") as file:
-        file.write(symbol_file(vm.word_size, low, high, found))
-    _without_questions(f"add-symbol-file {path}")
-    _Files.loaded[number] = low
+    _Files.loaded[number] = symbol_files.load(f"java-{number}.so", symbol_file(vm.word_size, low, high, found))
     gdb.write(f"{len(found)} symbols of the code cache, as it is now.\n")
 
 
 def _remove():
-    low = _Files.loaded.pop(gdb.selected_inferior().num, None)
-    if low is not None:
-        try:
-            _without_questions(f"remove-symbol-file -a {low}")
-        except gdb.error:
-            pass  # gdb has dropped it with the process
-
-
-def _without_questions(line):
-    asks = gdb.parameter("confirm")
-    gdb.execute("set confirm off", to_string=True)
-    try:
-        gdb.execute(line, to_string=True)
-    finally:
-        gdb.execute(f"set confirm {'on' if asks else 'off'}", to_string=True)
+    symbol_files.unload(_Files.loaded.pop(gdb.selected_inferior().num, None))
 
 
 def _name(vm, blob):
