@@ -4,7 +4,7 @@ import functools
 import gdb
 
 from checks import CaseFailed, check_equal
-from quor.agent import events, place, questions, session
+from quor.agent import place, questions, session
 from quor.agent.calls import call, out, out_pointer, text_of, with_own_scratch
 from stops import run_to
 
@@ -63,7 +63,8 @@ def set_breakpoint(clazz, name, location=0):
 
 def enable_event(name, on=1, thread=0):
     """`name` of a kind of events, without its prefix: BREAKPOINT."""
-    events.switch(place.constant(f"JVMDI_EVENT_{name}"), on, thread)
+    code = call("agent_set_eventnotification", 0, on, place.constant(f"JVMDI_EVENT_{name}"), thread)
+    check_equal(code, 0, f"agent_set_eventnotification({on}, {name})")
 
 
 # ---- Values and threads ----

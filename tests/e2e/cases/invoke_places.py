@@ -6,9 +6,10 @@ from checks import check, check_equal
 from invoke import check_returned, check_status, invoke
 from program import attach_java_mode, start
 from quor.agent import class_list, place, questions, thread_map
-from quor.agent.calls import call
+from quor.agent.calls import call, sleep
 from stops import expect_exit, run_to
 from surroundings import output
+from waits import wait_for
 
 
 def thread_named(name):
@@ -59,11 +60,17 @@ def load_in(thread, clazz):
     check(name in listed(), "the class that the method loaded is listed")
 
 
+def written():
+    """What the program has written. The debugger's call may come back before the system call that made it end: it goes on."""
+    sleep(0.02)
+    return output()
+
+
 def block_in(thread, clazz):
     at_write = AtWrite("write", internal=True)
     check_given_up(invoke(thread, clazz, "block", "I"))
     at_write.delete()
-    check_equal(output(), "blocked\n", "the method blocks")
+    check_equal(wait_for(written, "the method's output"), "blocked\n", "the method blocks")
     check_equal(int(place.global_value("controlc_hit")), 1, "the request is left for the main loop")
     run_to("hook_controlc")
     check_equal(call("agent_set_static_field_boolean", 0, clazz, java.field(clazz, "over"), 1), 0, "the method is told to end")
