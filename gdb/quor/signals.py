@@ -1,4 +1,6 @@
 """The JVM's signals in gdb: its own faults pass unseen, a real one stops at the instruction that made it."""
+import contextlib
+
 import gdb
 
 from quor.errors import QuorError
@@ -161,6 +163,17 @@ def _handling(signal):
 
 def _handle(signal, words):
     gdb.execute(f"handle {signal} {words}", to_string=True)
+
+
+@contextlib.contextmanager
+def passed_over(signal):
+    """A block in which a signal neither stops the process for the user nor reaches it."""
+    before = _handling(signal)
+    _handle(signal, "nostop noprint nopass")
+    try:
+        yield
+    finally:
+        _handle(signal, before)
 
 
 def _catch():

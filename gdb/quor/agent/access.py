@@ -12,7 +12,7 @@ import signal
 
 import gdb
 
-from quor import states
+from quor import signals, states
 from quor.agent import calls, place
 from quor.agent.quiet import Quiet
 from quor.errors import QuorError
@@ -237,6 +237,9 @@ def called():
         stack.enter_context(calls.not_ended())
         stack.enter_context(place.Selection())
         parked = _parked(stop_thread())
+        if states.is_remote(gdb.selected_inferior()):
+            # a gdbserver (13.1) may tell of one by which it stopped a thread itself, before, and end the call half-way
+            stack.enter_context(signals.passed_over("SIGSTOP"))
         stack.enter_context(Quiet(stop_thread() if parked else None))
         if parked:
             stack.enter_context(parked)
