@@ -1,4 +1,6 @@
 """java bt, frame, up, down: the stack of a thread, native and Java in one list."""
+import os
+
 import gdb
 
 from quor import source_folders, stack, thread_names
@@ -95,13 +97,20 @@ def print_selected():
         gdb.write(stack.text(entry) + "\n")
     java = next((entry.java for entry in stack.selected() if stack.is_java(entry)), None)
     if java is None:
-        place = gdb.selected_frame().find_sal()
-        if place.symtab is not None:
-            gdb.execute(f"list {place.line},{place.line}")
+        gdb.write(_native_source_line())
         return
     line = source_folders.line(java.method.klass, java.source, java.line)
     if line:
         gdb.write(line + "\n")
+
+
+def _native_source_line():
+    """As gdb shows it; empty when the file is not there. Not by `list`, to which a line that is inlined in places is ambiguous."""
+    place = gdb.selected_frame().find_sal()
+    if place.symtab is None or not os.path.exists(place.symtab.fullname()):
+        return ""
+    shown = gdb.execute("frame", to_string=True).splitlines()[-1]
+    return shown + "\n" if shown.startswith(f"{place.line}\t") else ""
 
 
 @command("frame", group="Look", states=("stopped", "core"), usage="[N]", examples=("java frame 3",))

@@ -17,8 +17,8 @@ def at_a_native_breakpoint(jvm):
         "complete java interrupt hol": "java interrupt holder",
         "java status": LOADED,
         "java threadgroups": r'(?s)"system"  highest priority 10.*\n  "main"  highest priority 10\n.* holder  TIMED_WAITING.*',
-        "java thread holder": rf"(?s){THREAD}\n#0 .*",
-        "java thread": rf"(?s){THREAD}\n#0 .*",
+        "java thread holder": rf"{THREAD}\n#0 .*",  # libc's sources are not there
+        "java thread": rf"{THREAD}\n#0 .*",
         "java thread nobody": "there is no thread nobody; java threads lists them",
         "java suspend holder": rf"{THREAD} is suspended; java resume lets it go on\.",
         "java suspend  holder": rf"java suspend: {THREAD}: it is suspended already",
