@@ -1,35 +1,17 @@
 """How long the java commands take, on the program Commands. Runs inside gdb; `count`: classes that the program prepares. Prints
 NAME=MICROSECONDS.
 """
-import time
-
 import gdb
 
 import session
+from session import timed
 
 DEPTH = 12
-# After the stop in Commands.stand, in this order. Those that this gdb/quor does not have are left out.
+# After the stop in Commands.stand, in this order.
 COMMANDS = (("bt-first", "java bt"), ("bt-again", "java bt"), ("threads", "java threads"), ("deadlock", "java deadlock"),
-            ("toString", "java call item.toString()"), ("toString-again", "java call item.toString()"), ("print", "java print item.amount"),
-            ("completion", "complete java break Comm"), ("binding", "java break Commands.main"), ("step", "java step"),
-            ("next", "java next"), ("next-call", "java next"))
-
-
-def absent(error):
-    return "Undefined java command" in str(error)
-
-
-def timed(name, command):
-    """What the command prints."""
-    begin = time.monotonic()
-    try:
-        text = gdb.execute(command, to_string=True)
-    except gdb.error as error:
-        if absent(error):
-            return ""
-        raise
-    print(f"{name}={round((time.monotonic() - begin) * 1e6)}", flush=True)
-    return text
+            ("toString", "java call item.toString()"), ("toString-again", "java call item.toString()"),
+            ("print", "java print item.amount"), ("completion", "complete java break Comm"),
+            ("binding", "java break Commands.main"), ("step", "java step"), ("next", "java next"), ("next-call", "java next"))
 
 
 def check_stack(text):

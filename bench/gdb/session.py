@@ -4,6 +4,7 @@ The file `request.json` in the current folder says how: {"java": ..., "options":
 and what the script asks for besides.
 """
 import json
+import time
 
 import gdb
 
@@ -26,3 +27,11 @@ def source(asked):
 def run(asked, *program):
     """The command that starts a program, by its class and arguments, and stops before its main."""
     return " ".join(["java run -java", asked["java"], *asked["options"], "-cp", asked["classes"], *map(str, program)])
+
+
+def timed(name, command):
+    """What the command prints; how long it took is printed as a figure."""
+    begin = time.monotonic()
+    text = gdb.execute(command, to_string=True)
+    print(f"{name}={round((time.monotonic() - begin) * 1e6)}", flush=True)
+    return text

@@ -1,0 +1,13 @@
+"""How long it takes to attach to a program that runs. Runs inside gdb; `pid`: the program's process. Prints NAME=MICROSECONDS."""
+import gdb
+
+import session
+
+
+def main(asked):
+    gdb.execute(session.source(asked))
+    session.timed("attach", f"java attach {asked['pid']}")
+    gdb.execute("java detach")
+
+
+main(session.request())
