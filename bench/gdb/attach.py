@@ -6,7 +6,8 @@ import session
 
 def main(asked):
     gdb.execute(session.source(asked))
-    session.timed("attach", f"java attach {asked['pid']}")
+    session.timed("gdb-attach", f"attach {asked['pid']}")
+    session.timed("attach", "java attach")
     gdb.execute("java detach")
 
 

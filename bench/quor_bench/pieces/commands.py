@@ -9,7 +9,7 @@ NAME = "commands"
 TITLE = "The java commands in gdb, a stop in 12 frames and 25 threads"
 CLASSES = 200
 ROWS = {"source": ("source gdb/quor.py", 150), "run": ("java run, to the stop before main", None),
-        "attach": ("java attach, to a program that runs", 300),
+        "gdb-attach": ("attach, gdb's own, to a program that runs", None), "attach": ("java attach then", 300),
         "prepare": ("a class prepared that nobody waits for", 1.5), "bt-first": ("java bt, first", 150),
         "bt-again": ("java bt, again", 60), "threads": ("java threads", 80), "deadlock": ("java deadlock", 200),
         "toString": ("java call item.toString(), first", 40), "toString-again": ("java call item.toString(), again", 40),

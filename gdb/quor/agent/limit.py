@@ -26,7 +26,7 @@ def _python():
 
 
 class Limit:
-    """A block that is interrupted, once a second, when it takes longer. Limits do not nest."""
+    """A block that is interrupted, every three seconds, when it takes longer. Limits do not nest."""
 
     def __init__(self, seconds):
         self.seconds = seconds

@@ -36,7 +36,7 @@ def main():
             limit = None if line == "off" else float(line)
         else:
             os.kill(gdb_pid, signal.SIGINT)
-            limit = 1.0  # again, until it is lifted
+            limit = 3.0  # again, until it is lifted: a busy gdb takes its time to lift it
 
 
 if __name__ == "__main__":

@@ -127,6 +127,7 @@ def attach_command(arguments, _from_tty):
         _attached()
     else:
         place.set_global("jquor_attached", 1)
+        access.wake_agent()
         _to_first_contact(lambda: gdb.execute("continue", to_string=True))
     gdb.write("Attached to the Java side; all Java threads stand still.\n")
     if left_held:
