@@ -8,23 +8,17 @@ which nobody waits. Where the process was interrupted anywhere (Ctrl-C, attach),
 until it is suspended.
 """
 import contextlib
-import signal
 
 import gdb
 
 from quor import signals, states
-from quor.agent import calls, place
+from quor.agent import calls, parking, place
 from quor.agent.quiet import Quiet
 from quor.errors import QuorError
 from quor.hotspot import objects, vm
 
-ANYWHERE = (0, 2, 19)  # signals of a thread that did not choose its place: none, SIGINT, SIGSTOP
-_TRAP = 5
-_LOOP = b"\xeb\xfe"  # a jump to itself, on both widths
 _SYSTEM_CALLS = (b"\x0f\x05", b"\xcd\x80")  # syscall, int $0x80
 _INTERRUPTED = (-512, -513, -514, -516)  # results that only debuggers see: the kernel makes the call again
-_CHUNK, _MAX_SEARCH = 1 << 16, 1 << 23
-_SAVED = "j_saved"  # a convenience variable
 _LOCAL_REFERENCES = 64
 
 
@@ -100,139 +94,6 @@ def _is_of_the_vm(thread):
     return "libjvm" in (library or "")
 
 
-# ---- Parking ----
-
-class _Loops:
-    """Where a jump to itself stands in the process's code."""
-    known = {}  # (inferior's number, process id): address
-
-
-def _loop():
-    inferior = gdb.selected_inferior()
-    key = inferior.num, inferior.pid
-    if key not in _Loops.known:
-        _Loops.known[key] = _find_loop(inferior)
-    return _Loops.known[key]
-
-
-def _find_loop(inferior):
-    """The bytes need not be meant as an instruction: nobody else runs them."""
-    start = int(gdb.parse_and_eval("(unsigned long)&'JNI_CreateJavaVM'"))
-    for chunk in range(start, start + _MAX_SEARCH, _CHUNK):
-        try:
-            at = inferior.read_memory(chunk, _CHUNK).tobytes().find(_LOOP)
-        except gdb.error:
-            break
-        if at >= 0:
-            return chunk + at
-    raise QuorError("no place was found to park a thread at; java continue leads to a Java stop")
-
-
-class Parked:
-    """Keeps one gdb thread where it is while the process runs for calls; it must be outside of the VM."""
-
-    def __init__(self, thread):
-        self._thread = thread
-
-    def __enter__(self):
-        loop = _loop()
-        with self._selected():
-            self._signal = _signal()
-            if self._signal == _TRAP and _number(_system_call_register()) >= 0:
-                raise QuorError(f"thread {self._thread.num} stopped at a system call: the agent cannot be asked here")
-            self._saved = [_Saved(name) for name in ("$pc", "$eflags", _system_call_register(), "$_siginfo")]
-            try:
-                if self._is_pending():
-                    gdb.execute("queue-signal 0", to_string=True)
-                gdb.execute(f"set var $pc = {loop}", to_string=True)
-            except gdb.error:
-                self._saved[0].put_back()
-                self._put_back()
-                raise
-        return self
-
-    def __exit__(self, *_):
-        if self._thread.is_valid():
-            with self._selected():
-                try:
-                    _stand_at(self._saved[0].number())
-                finally:
-                    self._put_back()
-
-    def _put_back(self):
-        for each in self._saved[1:]:
-            each.put_back()
-        if self._is_pending():
-            gdb.execute(f"queue-signal {_signal_name(self._signal)}", to_string=True)
-
-    def _is_pending(self):
-        return self._signal not in ANYWHERE and self._signal != _TRAP
-
-    @contextlib.contextmanager
-    def _selected(self):
-        with place.Selection():
-            self._thread.switch()
-            gdb.newest_frame().select()
-            yield
-
-
-class _Saved:
-    """What a register, or gdb's $_siginfo, of the selected thread held."""
-
-    def __init__(self, name):
-        self._name, self._value = name, gdb.parse_and_eval(name)
-        self._value.fetch_lazy()
-
-    def number(self):
-        return int(self._value.cast(gdb.lookup_type("unsigned long")))
-
-    def put_back(self):
-        gdb.set_convenience_variable(_SAVED, self._value)
-        gdb.execute(f"set var {self._name} = ${_SAVED}", to_string=True)
-        gdb.set_convenience_variable(_SAVED, None)
-
-
-class _Here(gdb.Breakpoint):
-    def __init__(self, pc):
-        super().__init__(f"*{pc}", internal=True)
-        self.silent = True
-
-    def stop(self):
-        return True
-
-
-def _stand_at(pc):
-    """Has the selected thread stop at this place before it runs anything there. Without a stop of its own gdb, which has let it
-    run, would not step over the breakpoint there when the user continues, but stop a second time."""
-    here = _Here(pc)
-    try:
-        calls.let_run_alone(f"jump *{pc}")
-    finally:
-        here.delete()
-    if gdb.newest_frame().pc() != pc:
-        raise QuorError("the thread that was parked has not come back to its place")
-
-
-def _number(expression):
-    return int(gdb.parse_and_eval(f"(long){expression}"))
-
-
-def _system_call_register():
-    return "$orig_rax" if gdb.lookup_type("void").pointer().sizeof == 8 else "$orig_eax"
-
-
-def _signal():
-    """The signal with which the selected thread stopped."""
-    try:
-        return int(gdb.parse_and_eval("$_siginfo.si_signo"))
-    except gdb.error:
-        return 0
-
-
-def _signal_name(number):
-    return signal.Signals(number).name
-
-
 # ---- Holding ----
 
 @contextlib.contextmanager
@@ -269,13 +130,13 @@ def _end_at_breakpoint():
     with place.Selection():
         agent.switch()
         gdb.newest_frame().select()
-        saved = [_Saved(name) for name in ("$pc", "$eflags", _result_register(), _system_call_register())]
+        saved = [parking.Saved(name) for name in ("$pc", "$eflags", _result_register(), parking.system_call_register())]
         try:
-            _stand_at(saved[0].number())
+            parking.stand_at(saved[0].number())
         finally:
             for each in saved:
                 each.put_back()
-            _begin_again(saved[0].number(), *(_number(name) for name in (_result_register(), _system_call_register())))
+            _begin_again(saved[0].number(), *(parking.number(name) for name in (_result_register(), parking.system_call_register())))
 
 
 def _begin_again(pc, result, system_call):
@@ -285,7 +146,7 @@ def _begin_again(pc, result, system_call):
         return
     code = gdb.selected_inferior().read_memory(pc - 2, 2).tobytes()
     if code in _SYSTEM_CALLS:
-        for name, value in (("$pc", pc - 2), (_result_register(), system_call), (_system_call_register(), -1)):
+        for name, value in (("$pc", pc - 2), (_result_register(), system_call), (parking.system_call_register(), -1)):
             gdb.execute(f"set var {name} = {value}", to_string=True)
 
 
@@ -297,11 +158,11 @@ def _parked(thread):
     """What keeps the thread in its place; None when it did not choose that."""
     with place.Selection():
         thread.switch()
-        anywhere = _signal() in ANYWHERE
+        anywhere = parking.signal_of_stop() in parking.ANYWHERE
     if anywhere or thread == place.agent_thread():
         return None
     _require_outside(thread)
-    return Parked(thread)
+    return parking.Parked(thread)
 
 
 class _Held:

@@ -5,7 +5,7 @@ import shlex
 import gdb
 
 from quor import signals
-from quor.agent import access, calls, hooks, place, session, settling
+from quor.agent import access, calls, hooks, parking, place, session, settling
 from quor.commands import command
 from quor.errors import QuorError
 
@@ -120,6 +120,7 @@ def attach_command(arguments, _from_tty):
         gdb.execute(f"attach {arguments}", to_string=True)
     now = session.require("java attach", "loaded", "native", "hook")
     left_held = access.is_left_held()
+    left_parked = parking.release_left() if left_held else []
     if now == "hook":
         code = session.attach()
         if code:
@@ -132,6 +133,8 @@ def attach_command(arguments, _from_tty):
     gdb.write("Attached to the Java side; all Java threads stand still.\n")
     if left_held:
         gdb.write("They did before: a gdb was killed while it held them. java continue and java detach let them go.\n")
+    for thread in left_parked:
+        gdb.write(f"Thread {thread.num}, which it kept in a loop, goes on where it stood.\n")
 
 
 @command("detach", group="Start", states=("stopped", "no process"), examples=("java detach",))

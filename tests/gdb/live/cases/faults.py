@@ -1,6 +1,7 @@
 """What goes wrong while the agent is asked at a native stop leaves the JVM alive where it can be: gdb killed at the stop, gdb ended
 or killed in the middle of a question, another thread selected, the JVM gone under a question."""
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -75,6 +76,19 @@ def killed_in_a_question(jvm):
         check("clerk" in program.thread_dump(), "the program lives")
 
 
+def killed_with_a_parked_thread(jvm):
+    """The thread that gdb kept at its breakpoint goes on from there."""
+    with jvm.start_with_agent("Mix", "work") as program:
+        program.ready()
+        status = gdb_that_ends(jvm, program.pid, [STOP, "continue", "python killed_in_a_question()"])
+        check_equal(status, -signal.SIGKILL, "gdb was killed")
+        os.kill(program.pid, signal.SIGCONT)
+        texts = gdb(jvm, ["java attach", STOP, "java continue", "java detach"], pid=program.pid)
+        check(re.search(r"^Thread \d+, which it kept in a loop, goes on where it stood\.$", texts[0], re.MULTILINE), texts[0])
+        check('"work-native" hit Temporary breakpoint' in texts[2], f"it comes to the place again: {texts[2]}")
+        check_lives(jvm, program, "gdb killed with a parked thread")
+
+
 def in_another_thread(jvm):
     """Which thread is selected does not matter, and stays."""
     with jvm.start_with_agent("Shop", 60000) as program:
@@ -123,5 +137,6 @@ def case(jvm):
     killed(jvm)
     ended_in_a_question(jvm)
     killed_in_a_question(jvm)
+    killed_with_a_parked_thread(jvm)
     in_another_thread(jvm)
     gone_under_a_question(jvm)
