@@ -82,7 +82,7 @@ def at_a_methods_entry(clazz):
     late = stop.part("thread_change")["thread"]
     check_equal(java.thread_name(late), "late", "the thread that starts")
     java.enable_event("METHOD_ENTRY", 1, late)
-    run_to("hook_method_entry", condition=f"event->u.frame.method == (jmethodID){int(entered)}")
+    run_to("hook_method_entry", condition=f"event->u.frame.method == (jmethodID){entered}")
     check_number(late, clazz)
     java.enable_event("METHOD_ENTRY", 0, late)
 
