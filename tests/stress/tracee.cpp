@@ -5,7 +5,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <set>
+#include <fstream>
 #include <sys/ptrace.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -14,6 +14,7 @@
 
 static const unsigned char BREAKPOINT = 0xCC;
 enum { TICK_MICROSECONDS = 5000, EVENT_SHIFT = 16 };
+static const double STOP_ALL_SECONDS = 10;
 
 double seconds_now() {
     timespec now;
@@ -40,7 +41,7 @@ static void start_ticking() {
     setitimer(ITIMER_REAL, &interval, nullptr);
 }
 
-static std::set<pid_t> threads_of(pid_t pid) {
+std::set<pid_t> threads_of(pid_t pid) {
     std::set<pid_t> found;
     if (DIR* folder = opendir(("/proc/" + std::to_string(pid) + "/task").c_str())) {
         while (const dirent* entry = readdir(folder))
@@ -48,6 +49,15 @@ static std::set<pid_t> threads_of(pid_t pid) {
         closedir(folder);
     }
     return found;
+}
+
+pid_t tracer_of(pid_t pid, pid_t tid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/task/" + std::to_string(tid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("State:\tZ") || line.starts_with("State:\tX")) return 0;
+        if (line.starts_with("TracerPid:")) return std::stoi(line.substr(strlen("TracerPid:")));
+    }
+    return 0;
 }
 
 tracee::tracee(pid_t pid, on_our_death fate)
@@ -202,40 +212,51 @@ void tracee::go_on() {
     trace(PTRACE_CONT, tid, 0, (word)signal);
 }
 
+/* Takes the stop of a thread that is to stay stopped, or its end. */
+void tracee::take_last_stop(pid_t tid, int status) {
+    if (!WIFSTOPPED(status)) return note_end(tid, status);
+    signals.emplace(tid, 0);
+    if (status >> EVENT_SHIFT) return;
+    registers now;
+    const bool trapped = WSTOPSIG(status) == SIGTRAP;
+    if (trapped && ptrace(PTRACE_GETREGS, tid, nullptr, &now) == 0 && breakpoints.count(now.pc() - 1)) {
+        now.set_pc(now.pc() - 1); /* it will run the instruction that belongs there */
+        trace(PTRACE_SETREGS, tid, 0, (word)&now);
+    } else {
+        signals[tid] = WSTOPSIG(status);
+    }
+}
+
+void tracee::await_stops(std::set<pid_t> running) {
+    const double deadline = seconds_now() + STOP_ALL_SECONDS;
+    while (!running.empty() && !ended) {
+        int status;
+        const pid_t tid = waitpid(-1, &status, __WALL);
+        if (tid == -1 && errno == ECHILD) return;
+        if (tid > 0) {
+            running.erase(tid);
+            take_last_stop(tid, status);
+        }
+        if (seconds_now() > deadline) throw hang("the stop of all threads");
+    }
+}
+
+/* A thread that a seized one makes is seized too, and comes to a stop before it runs. Nobody may have heard of it yet, not even
+ * when its creator's stop for having made it was taken long ago. */
+std::set<pid_t> tracee::unheard_of() const {
+    std::set<pid_t> found;
+    for (const pid_t tid : threads_of(process))
+        if (!signals.count(tid) && tracer_of(process, tid) == getpid()) found.insert(tid);
+    return found;
+}
+
 /* Stops every thread, and notes the signals that they are still to get. */
 void tracee::stop_all() {
     std::set<pid_t> running;
     for (const auto& [tid, signal] : signals)
         if (tid != stopped && trace(PTRACE_INTERRUPT, tid, 0, 0)) running.insert(tid);
-    const double deadline = seconds_now() + 10;
-    while (!running.empty() && seconds_now() < deadline) {
-        int status;
-        const pid_t tid = waitpid(-1, &status, __WALL);
-        if (tid == -1 && errno == EINTR) continue;
-        if (tid == -1) break;
-        running.erase(tid);
-        if (!WIFSTOPPED(status)) {
-            note_end(tid, status);
-            continue;
-        }
-        signals.emplace(tid, 0);
-        registers now;
-        const bool trapped = !(status >> EVENT_SHIFT) && WSTOPSIG(status) == SIGTRAP;
-        if (trapped && ptrace(PTRACE_GETREGS, tid, nullptr, &now) == 0 && breakpoints.count(now.pc() - 1)) {
-            now.set_pc(now.pc() - 1); /* it will run the instruction that belongs there */
-            trace(PTRACE_SETREGS, tid, 0, (word)&now);
-        } else if (!(status >> EVENT_SHIFT)) {
-            signals[tid] = WSTOPSIG(status);
-        }
-        if (status >> EVENT_SHIFT ==
-            PTRACE_EVENT_CLONE) { /* a thread that starts now is traced too, and stops by itself */
-            unsigned long started = 0;
-            if (ptrace(PTRACE_GETEVENTMSG, tid, nullptr, &started) == 0 && !signals.count((pid_t)started)) {
-                signals[(pid_t)started] = 0;
-                running.insert((pid_t)started);
-            }
-        }
-    }
+    do await_stops(running);
+    while (!ended && !(running = unheard_of()).empty());
 }
 
 void tracee::detach() {

@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <sys/types.h>
@@ -79,6 +80,9 @@ private:
     bool note_stop(pid_t tid, int status);
     bool take_event(pid_t tid, int status);
     void step_off_breakpoint(word address);
+    void take_last_stop(pid_t tid, int status);
+    void await_stops(std::set<pid_t> running);
+    std::set<pid_t> unheard_of() const;
     void stop_all();
 
     pid_t process;
@@ -91,6 +95,11 @@ private:
     bool ended = false;
     int end_status = 0;
 };
+
+/* The threads of a process. */
+std::set<pid_t> threads_of(pid_t pid);
+/* The process that traces a thread of process `pid`; 0 when none does or the thread is dead. */
+pid_t tracer_of(pid_t pid, pid_t tid);
 
 double seconds_now();
 
