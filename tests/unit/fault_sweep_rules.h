@@ -8,10 +8,9 @@
 #ifndef QUOR_FAULT_SWEEP_RULES_H
 #define QUOR_FAULT_SWEEP_RULES_H
 
-#include <array>
+#include <map>
 #include <regex>
 #include <string>
-#include <vector>
 
 /* Parts of outcomes. */
 #define FAILED(function) "prints \"AgentThread: JVMDI_" function "\\(\\) failed -- <its name>\""
@@ -243,18 +242,20 @@ static const SweepRule sweep_rules[] = {
      "the failure is a record of the log, and the dump goes on"},
 };
 
+/* The expression for this text, compiled once: that takes longer than the run that it judges. */
+static inline const std::regex& compiled(const std::string& text) {
+    static std::map<std::string, std::regex> all;
+    const auto found = all.find(text);
+    return found != all.end() ? found->second : all.emplace(text, text).first->second;
+}
+
 /* Why an outcome is as it should be; null if no rule tells. */
 static inline const char* explanation(const std::string& call, const std::string& place, const std::string& outcome) {
-    static const std::vector<std::array<std::regex, 2>> compiled = [] {
-        std::vector<std::array<std::regex, 2>> all;
-        for (const SweepRule& rule : sweep_rules) all.push_back({std::regex(rule.call), std::regex(rule.place)});
-        return all;
-    }();
     const std::string function = call.substr(call.find('.') + 1, call.find('(') - call.find('.') - 1);
-    for (size_t i = 0; i < compiled.size(); i++) {
-        if (!std::regex_match(call, compiled[i][0]) || !std::regex_match(place, compiled[i][1])) continue;
-        const std::string wanted = std::regex_replace(sweep_rules[i].outcome, std::regex("\\{f\\}"), function);
-        if (std::regex_match(outcome, std::regex(wanted))) return sweep_rules[i].why;
+    for (const SweepRule& rule : sweep_rules) {
+        if (!std::regex_match(call, compiled(rule.call)) || !std::regex_match(place, compiled(rule.place))) continue;
+        const std::string wanted = std::regex_replace(rule.outcome, compiled("\\{f\\}"), function);
+        if (std::regex_match(outcome, compiled(wanted))) return rule.why;
     }
     return nullptr;
 }

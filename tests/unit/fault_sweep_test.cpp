@@ -636,8 +636,8 @@ struct Told {
 strings lines_of(std::string text) {
     const std::string without_end = "agent_resume_all() failed";
     for (size_t at = 0; (at = text.find(without_end, at)) != text.npos;) text.insert(at += without_end.size(), "\n");
-    text = std::regex_replace(text, std::regex("[0-9a-f]{6,}|-?[0-9]{6,}"), "N");
-    text = std::regex_replace(text, std::regex("ACCESS_DENIED|OUT_OF_MEMORY"), "<its name>");
+    text = std::regex_replace(text, compiled("[0-9a-f]{6,}|-?[0-9]{6,}"), "N");
+    text = std::regex_replace(text, compiled("ACCESS_DENIED|OUT_OF_MEMORY"), "<its name>");
     strings lines;
     std::istringstream in(text);
     for (std::string line; std::getline(in, line);)
