@@ -80,9 +80,9 @@ def main():
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
     command = [*GDB, "-iex", f"python import sys; sys.path.insert(0, {str(HERE)!r})", "-ex", "python import in_gdb"]
-    environment = {name: value for name, value in os.environ.items() if not re.match(r"_?_?QUOR_|JAVA_|JDK_", name)}
+    environment = {name: value for name, value in os.environ.items() if not re.match(r"_?_?QUOR_|JAVA_|JDK_|PYTHON", name)}
     environment["QUOR_E2E"] = json.dumps(config)
-    environment["PYTHONDONTWRITEBYTECODE"] = "1"
+    environment["PYTHONPYCACHEPREFIX"] = str(folder.parent / "bytecode")
     with open(folder / "gdb.log", "wb") as log:
         gdb = subprocess.Popen(command, cwd=folder, env=environment, stdin=subprocess.DEVNULL, stdout=log,
                                stderr=subprocess.STDOUT, start_new_session=True)

@@ -64,8 +64,9 @@ def wait_until(condition, text, seconds=LIMIT):
 
 
 def environment(folder):
-    """What a program under test sees: nothing of the user's own settings."""
-    return {"PATH": os.environ["PATH"], "HOME": str(folder), "LANG": "C.UTF-8", "PYTHONDONTWRITEBYTECODE": "1"}
+    """What a program under test sees: nothing of the user's own settings. All cases share what Python compiles, of gdb's too."""
+    return {"PATH": os.environ["PATH"], "HOME": str(folder), "LANG": "C.UTF-8",
+            "PYTHONPYCACHEPREFIX": str(folder.parent / "bytecode")}
 
 
 # ---- The program ----
