@@ -5,16 +5,12 @@ MODES = {"default": [], "C1": ["-XX:TieredStopAtLevel=1"], "interpreter": ["-Xin
          "C2": ["-XX:-TieredCompilation"]}
 SHORT, LONG = 30, 2000
 
-RANGE = ("python from quor.hotspot import vm; v = vm.required(); print('%x %x' % (v.memory.word(v.tables.static("
-         "'CodeCache::_low_bound')), v.memory.word(v.tables.static('CodeCache::_high_bound'))))")
-
 
 def stepped(jvm, mode, options, wanted):
     with jvm.start("work", options=options) as program:
         program.ready()
-        bounds = gdb(jvm, [RANGE], pid=program.pid)[0].splitlines()[-1]
         texts = gdb(jvm, [f"source {HERE}/inside/steps.py"], pid=program.pid, seconds=60 + wanted,
-                    variables={"QUOR_STEPS": str(wanted), "QUOR_RANGE": bounds})
+                    variables={"QUOR_STEPS": str(wanted)})
     (result,) = results(texts[0])
     note(f"steps: mode {mode}: {len(result['misses'])} bad stacks at {result['pcs']} distinct pcs")
     for miss in result["misses"]:

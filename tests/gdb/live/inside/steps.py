@@ -1,7 +1,6 @@
 """In gdb: steps threads of the attached program through machine instructions of the code cache and examines each new pc's stack.
 
-QUOR_STEPS: how many distinct pcs. QUOR_RANGE: the code cache's lowest and highest address, as hexadecimal numbers.
-Prints a line of JSON.
+QUOR_STEPS: how many distinct pcs. Prints a line of JSON.
 """
 import os
 import time
@@ -10,6 +9,7 @@ import gdb
 
 import harness
 from interruption import interrupt
+from quor.hotspot import vm
 
 STEPS_IN_A_ROW = 80
 SHORTEST, LONGEST = 0.02, 1  # seconds that the program runs between two stops, at most
@@ -23,6 +23,12 @@ def run_and_interrupt(longest):
 
 def pc():
     return int(gdb.selected_frame().pc())
+
+
+def code_cache():
+    """Its lowest and highest address."""
+    found = vm.required()
+    return [found.memory.word(found.tables.static(f"CodeCache::_{bound}_bound")) for bound in ("low", "high")]
 
 
 def in_code_cache(low, high):
@@ -62,7 +68,7 @@ def step_through(thread, low, high, seen, wanted, result):
 
 
 def main():
-    low, high = (int(number, 16) for number in os.environ["QUOR_RANGE"].split())
+    low, high = code_cache()
     wanted, seen, result = int(os.environ["QUOR_STEPS"]), set(), {"misses": []}
     gdb.execute("handle SIGINT stop print nopass", to_string=True)
     end, longest = time.monotonic() + 20 + wanted * 0.5, SHORTEST
