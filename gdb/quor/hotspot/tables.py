@@ -49,11 +49,16 @@ class Tables:
             self._strings[address] = self._memory.string(address)
         return self._strings[address]
 
-    def _rows(self, array, entry, name_column):
-        """The addresses of a table's rows, with their names."""
+    def _first_row(self, array):
         row = self._memory.word(self._symbol(array))
         if not row:
             raise NotYet(f"{array} is not set")
+        self._memory.word(row)
+        return row
+
+    def _rows(self, array, entry, name_column):
+        """The addresses of a table's rows, with their names."""
+        row = self._first_row(array)
         name_offset = self._u64(f"{entry}{name_column}Offset")
         stride = self._u64(f"{entry}ArrayStride")
         if not 0 < stride <= 1024 or name_offset >= stride:
@@ -67,6 +72,7 @@ class Tables:
         raise NotYet(f"{array} does not end")
 
     def _read_all(self):
+        self._first_row("gHotSpotVMStructs")  # it is often too early, and each further symbol takes gdb milliseconds
         self._read_fields()
         self._read_types()
         self._read_constants("Int", self._memory.i32)

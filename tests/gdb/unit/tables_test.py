@@ -57,6 +57,20 @@ class TablesTest(unittest.TestCase):
             with self.assertRaises(NotYet):
                 Tables(image.memory, image.symbol)
 
+    def test_a_library_that_is_not_relocated_is_asked_for_one_symbol(self):
+        for pointer in (0, 0x123456):
+            image, asked = Image(4), []
+            export_tables(image, fields=[("Method::_constMethod", 8)], sizes=[("Method", 88)])
+            image.put_symbol("gHotSpotVMStructs", pointer, 4)
+
+            def symbol(name):
+                asked.append(name)
+                return image.symbol(name)
+
+            with self.assertRaises(NotYet):
+                Tables(image.memory, symbol)
+            self.assertEqual(["gHotSpotVMStructs"], asked)
+
     def test_rows_that_have_no_distance_mean_not_yet(self):
         image = Image()
         export_tables(image, fields=[("Method::_constMethod", 8)], sizes=[("Method", 88)])
