@@ -24,6 +24,7 @@ def prepared(name):
 
 
 def signature(clazz):
+    """LTour;"""
     return questions.class_info(clazz).signature
 
 
@@ -37,6 +38,7 @@ def method(clazz, name):
 
 @functools.lru_cache(maxsize=None)
 def _fields(_process, _stop, clazz):
+    """{name: ID}, asked once at a stop: each field costs calls, and a handle may name another class at the next."""
     return {field.name: field.id for field in questions.fields(clazz)}
 
 
