@@ -2,7 +2,7 @@
 import re
 from pathlib import Path
 
-from harness import check, check_equal, check_whole, frames, gdb, java_frames, note, threads
+from harness import check, check_equal, check_whole, gdb, java_frames, note, threads
 from crash import SHOW_AND_WAIT, plain
 
 SHOW_AND_CRASH = 1
