@@ -1,5 +1,6 @@
 """gdb attaches, stops and leaves again and again while the program starts and ends threads all the time."""
 import re
+from pathlib import Path
 
 from checks import check, check_equal
 from program import alone_status, attach, detach, meet_agent, select_agent_thread, start_alone
@@ -12,7 +13,7 @@ AT_WORK = 99  # what agent_attach_jquor gives while the agent thread is at work
 
 
 def case():
-    pid = start_alone("ThreadStorm", "12000")
+    pid = start_alone("ThreadStorm", "enough")
     wait_for_output("ready")
     for _ in range(ROUNDS):
         attach(pid)
@@ -21,6 +22,7 @@ def case():
         meet_agent()
         check_equal(call("agent_detach_jquor", 0), 0, "agent_detach_jquor")
         detach()
+    Path("enough").touch()
     check_equal(alone_status(), 6, "the program's own exit status")
     # A thread that starts or ends during a stop is met in another state than the stop left it: the agent says so and goes on.
     said = re.compile(r"AgentThread: cb_(?:suspend|resume)_list\(\): .*\n|resume_after_event\(\): agent_resume_all\(\) failed")

@@ -1,4 +1,6 @@
 """Methods that the debugger calls where no breakpoint holds their thread, one that blocks, and one that loads a class."""
+from pathlib import Path
+
 import gdb
 
 import java
@@ -43,13 +45,14 @@ class AtWrite(gdb.Breakpoint):
 
 
 def at_the_attach_stop():
-    start("ThreadStorm", "2000")
+    start("ThreadStorm", "enough")
     attach_java_mode()
     run_to("hook_thread_stop")
     place.set_global("jquor_attached", 1)
     run_to("jquor_jvmdi_sync_hook")
     # the wait ends with the next thread's event
     check_given_up(invoke(thread_named("main"), questions.class_by_name("java/lang/Thread").handle, "activeCount", "I"))
+    Path("enough").touch()
     expect_exit(6)
 
 

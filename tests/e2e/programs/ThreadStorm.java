@@ -1,4 +1,6 @@
-/** Starts and ends threads all the time, for the given number of milliseconds. */
+import java.io.File;
+
+/** Starts and ends threads all the time, until there is a file of the given name. */
 class ThreadStorm {
     static volatile int ended;
 
@@ -7,10 +9,10 @@ class ThreadStorm {
     }
 
     public static void main(String[] arguments) throws InterruptedException {
-        long end = System.nanoTime() + Long.parseLong(arguments[0]) * 1_000_000L;
+        File enough = new File(arguments[0]);
         System.out.println("ready");
         int started = 0;
-        while (System.nanoTime() < end) {
+        do {
             Thread[] threads = new Thread[4];
             for (int i = 0; i < threads.length; i++) {
                 threads[i] = new Thread(ThreadStorm::end);
@@ -18,7 +20,7 @@ class ThreadStorm {
                 started++;
             }
             for (Thread thread : threads) thread.join();
-        }
+        } while (!enough.exists());
         System.out.println(ended == started && started > 0 ? "all ended" : "lost some");
         System.exit(6);
     }
