@@ -18,7 +18,8 @@ TYPES = ["AgentInvokRet", "JVMDI_Event", "JVMDI_line_number_entry", "JVMDI_local
 VARIABLES = ["prep_list", "jvmti", "quor_env", "tmap", "tid_debug_agent"]
 PRIVATE_VARIABLES = ["event_queue", "event_queue_end", "pending_notify_event", "at_work"]
 CONSTANTS = ["JVMDI_EVENT_BREAKPOINT", "JVMDI_EVENT_CLASS_PREPARE"]
-FUNCTIONS = ["PrepList_reset", "PrepList_seed", "getEnv", "keep_alive", "resume_after_event"]  # and those called agent_...
+# and those called agent_...
+FUNCTIONS = ["PrepList_refresh", "PrepList_reset", "PrepList_seed", "getEnv", "keep_alive", "resume_after_event"]
 
 # Run inside gdb: prints the table.
 IN_GDB = r"""
