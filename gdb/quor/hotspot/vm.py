@@ -180,8 +180,15 @@ def _may_hold_hotspot(objfile):
         return False
 
 
+def _symbols_changed(_event=None):
+    """What native frames show came from symbols that may be gone."""
+    for vm in _Known.vms.values():
+        vm.native_frames.clear()
+
+
 def _loaded(event):
     _Known.failed.clear()
+    _symbols_changed()
     if _may_hold_hotspot(event.new_objfile):
         _Known.suspects.add(event.new_objfile.progspace)
         inferior = gdb.selected_inferior()
@@ -194,6 +201,9 @@ def _connect():
     gdb.events.stop.connect(_stopped)
     gdb.events.memory_changed.connect(_forget)
     gdb.events.new_objfile.connect(_loaded)
+    for name in ("clear_objfiles", "free_objfile"):  # the second since gdb 13
+        if hasattr(gdb.events, name):
+            getattr(gdb.events, name).connect(_symbols_changed)
     gdb.events.exited.connect(_gone)
     gdb.events.before_prompt.connect(current)
     for space in gdb.progspaces():

@@ -34,6 +34,19 @@ def equal_to_the_vms_own(jvm, mode, options, rounds):
     note(f"crash: mode {mode}: {len(own)} Java frames equal the VM's own, {len(stack)} in all")
 
 
+def after_other_symbols(jvm):
+    """Stacks that were shown before libraries' symbols went and came are shown as before."""
+    with jvm.start("descend", 3, SHOW_AND_WAIT, options=["-Xint"]) as program:
+        program.ready()
+        texts = gdb(jvm, ["python [t.switch() for t in gdb.selected_inferior().threads() if t.name == 'descender']", "bt",
+                          "nosharedlibrary", "sharedlibrary lib[cjz]", "bt", "sharedlibrary", "bt"], pid=program.pid)
+    check_equal(depths(frames(texts[1])), [1, 2, 3, 4], "the arguments of native functions")
+    check_equal(depths(frames(texts[4])), [], "the arguments without the library's symbols")
+    check_equal(texts[6].partition("#0")[2], texts[1].partition("#0")[2], "the stack once the symbols are there again")
+
+
 def case(jvm):
+    if jvm.word_size == 8:  # gdb does not give the symbols of i386's vDSO back, without which a stack is lost there
+        after_other_symbols(jvm)
     for mode, (options, rounds) in MODES.items():
         equal_to_the_vms_own(jvm, mode, options, rounds)
