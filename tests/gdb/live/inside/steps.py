@@ -9,13 +9,26 @@ import gdb
 
 import harness
 from interruption import interrupt
-from quor.hotspot import vm
+from quor.hotspot import vm as vms
 
-STEPS_IN_A_ROW = 80
+STEPS_IN_A_ROW, STALE = 80, 30  # at most; without a new pc
 SHORTEST, LONGEST = 0.02, 1  # seconds that the program runs between two stops, at most
+TRACE = 0x100  # in the flags
+AT_WORK = "work-"  # how the names of threads begin that do something
+
+
+def end_trace():
+    """A thread whose fault came while it was stepped keeps the processor's trace flag, from the VM's handler on: it would stop at each
+    of its instructions."""
+    flags = int(gdb.parse_and_eval("$eflags + 0"))
+    if flags & TRACE:
+        gdb.execute(f"set var $eflags = {flags & ~TRACE}", to_string=True)
 
 
 def run_and_interrupt(longest):
+    for thread in at_work():
+        thread.switch()
+        end_trace()
     gdb.execute("set scheduler-locking off")
     gdb.execute("handle SIGSEGV nostop noprint pass", to_string=True)
     interrupt(longest / 10, longest)
@@ -25,23 +38,21 @@ def pc():
     return int(gdb.selected_frame().pc())
 
 
-def code_cache():
-    """Its lowest and highest address."""
-    found = vm.required()
-    return [found.memory.word(found.tables.static(f"CodeCache::_{bound}_bound")) for bound in ("low", "high")]
+def at_work():
+    return [thread for thread in gdb.selected_inferior().threads() if (thread.name or "").startswith(AT_WORK)]
 
 
 def in_code_cache(low, high):
     """Threads that stand in the code cache."""
     found = []
-    for thread in gdb.selected_inferior().threads():
+    for thread in at_work():
         thread.switch()
         if low <= pc() < high:
             found.append(thread)
     return found
 
 
-def examine(seen, result):
+def examine(result):
     stack = harness.frames(gdb.execute("bt", to_string=True))
     why = harness.why_not_whole(stack)
     if why:
@@ -50,25 +61,26 @@ def examine(seen, result):
 
 
 def step_through(thread, low, high, seen, wanted, result):
-    """Until it leaves the code cache or comes to a fault: the VM's handler may wait for others, which stand still."""
+    """Until it leaves the code cache or comes to a fault (the VM's handler may wait for others, which stand still), or to nothing
+    new for a while."""
     thread.switch()
     gdb.execute("set scheduler-locking on")
     gdb.execute("handle SIGSEGV stop print pass", to_string=True)
-    before = None
+    before, stale = None, 0
     for _ in range(STEPS_IN_A_ROW):
-        if pc() == before:
+        here = pc()
+        if here == before or stale > STALE or len(seen) >= wanted or not low <= here < high:
             return
-        before = pc()
-        if len(seen) >= wanted or not low <= pc() < high:
-            return
-        if pc() not in seen:
-            seen.add(pc())
-            examine(seen, result)
+        before, stale = here, stale + 1
+        if here not in seen:
+            stale = 0
+            seen.add(here)
+            examine(result)
         gdb.execute("stepi", to_string=True)
 
 
 def main():
-    low, high = code_cache()
+    low, high = vms.required().code_cache.bounds()
     wanted, seen, result = int(os.environ["QUOR_STEPS"]), set(), {"misses": []}
     gdb.execute("handle SIGINT stop print nopass", to_string=True)
     end, longest = time.monotonic() + 20 + wanted * 0.5, SHORTEST
