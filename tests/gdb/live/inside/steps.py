@@ -18,8 +18,8 @@ AT_WORK = "work-"  # how the names of threads begin that do something
 
 
 def end_trace():
-    """A thread whose fault came while it was stepped keeps the processor's trace flag, from the VM's handler on: it would stop at each
-    of its instructions."""
+    """A thread whose fault came while it was stepped may be left with the processor's trace flag: it would stop at each of its
+    instructions."""
     flags = int(gdb.parse_and_eval("$eflags + 0"))
     if flags & TRACE:
         gdb.execute(f"set var $eflags = {flags & ~TRACE}", to_string=True)
