@@ -9,6 +9,9 @@ from stops import Process, expect_exit, run_to
 from surroundings import output
 
 
+_ENDED_UNDER_IT = ("exited while in a function", "No such process")  # as gdb tells it, by when it notices
+
+
 def begin(*arguments):
     start("Exits", *arguments)
     attach_java_mode()
@@ -55,8 +58,8 @@ def called_by_the_debugger_which_waits():
     try:
         call("agent_invoke_static_method", 0, thread, clazz, leave, ord("V"), 0, 0, 1, outcome)
     except QuorError as ended:  # the call has come back, or the process has ended under it
-        check("exited while in a function" in str(ended), "the call does not hang")
-    else:
+        check(any(words in str(ended) for words in _ENDED_UNDER_IT), f"the call does not hang: {ended}")
+    if Process.exit_status is None:
         expect_exit(10)
     check_equal(Process.exit_status, 10, "the program's own exit status")
 
