@@ -67,14 +67,11 @@ def _require_agent():
 def wake_agent():
     """Has the agent thread look at its flags as soon as it runs: it polls them every two seconds. Where it cannot be asked now it
     comes to that by itself."""
-    try:
-        _require_agent()
+    with contextlib.suppress(QuorError), called():
         queue = place.global_value("event_queue_monitor").address
         name = calls.out_text("process_next_event")
         for step in ("monitor_lock", "monitor_signal", "monitor_unlock"):
             calls.call(step, queue, name)
-    except QuorError:
-        pass
 
 
 def _require_outside(thread):
