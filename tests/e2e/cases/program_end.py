@@ -12,7 +12,7 @@ LogJVMDI
 """
 
 
-RUNS = 5  # nobody waits for the agent thread's last words: on a busy machine the process may be gone before them
+RUNS = 20  # nobody waits for the agent thread's last words: on a busy machine the process may be gone before them
 
 
 def has_left():
