@@ -81,8 +81,18 @@ def run(names, seconds=LIMIT, start_first=False, expected_signal=None, condition
     if start_first:
         gdb.execute("starti", to_string=True)
     with limit(seconds, f"to {', '.join(names) or 'the end'}"):
-        gdb.execute("continue", to_string=True)
+        _continue()
     return _stopped_at(names, expected_signal, may_end or not names)
+
+
+def _continue():
+    """Lets the process run. Where gdb finds a thread gone whose end it has not been told, it goes on to what it was not told."""
+    try:
+        gdb.execute("continue", to_string=True)
+    except gdb.error as error:
+        if "No such process" not in str(error):
+            raise
+        gdb.execute("continue", to_string=True)
 
 
 def _stopped_at(names, expected_signal, may_end):

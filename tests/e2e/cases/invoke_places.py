@@ -37,7 +37,11 @@ def listed():
 
 
 class AtWrite(gdb.Breakpoint):
-    """Asks for a control-C stop when the program writes, which the debugger's call keeps Python from doing otherwise."""
+    """Asks for a control-C stop when a thread writes, which the debugger's call keeps Python from doing otherwise."""
+
+    def __init__(self, handle):
+        super().__init__("write", internal=True)
+        self.thread = thread_map.thread_of(int(handle)).global_num
 
     def stop(self):
         place.set_global("controlc_hit", 1)
@@ -70,7 +74,7 @@ def written():
 
 
 def block_in(thread, clazz):
-    at_write = AtWrite("write", internal=True)
+    at_write = AtWrite(thread)
     check_given_up(invoke(thread, clazz, "block", "I"))
     at_write.delete()
     check_equal(wait_for(written, "the method's output"), "blocked\n", "the method blocks")
