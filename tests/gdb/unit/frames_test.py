@@ -190,6 +190,43 @@ class FramesTest(unittest.TestCase):
             self.assertEqual((run.return_to + 5, run.bottom), (found.pc, found.sp), hex(run.pc))
             going = run.step()
 
+    def test_the_same_handler_where_it_keeps_the_method_s_on_the_stack(self):
+        # push %eax; mov 0x274(%ecx),%edx; movl $0,0x270(%ecx); pop %ecx; jmp *%ecx
+        text = code("50", "8b9174020000", "c7817002000000000000", "59", "ffe1")
+        world = World(4)
+        run = Run(world, world.blob("ExceptionBlob", code("52", "83ec08", "83c408", "5a") + text, 3))
+        run.sp = run.bottom
+        run.registers[DX] = run.return_to
+        world.image.put_word(run.bottom - 4, run.return_to + 3)  # within a method, behind no call
+        base = run.pc + 8
+        for offset, depth in ((0, 0), (1, 4), (7, 4), (17, 4), (18, 0)):
+            run.pc, run.sp = base + offset, run.bottom - depth
+            found = run.caller()
+            self.assertIsNotNone(found, offset)
+            self.assertEqual((run.return_to, run.bottom), (found.pc, found.sp), offset)
+
+    def test_a_method_within_which_the_compiler_s_code_for_strings_lowers_sp(self):
+        # push %ebp; sub $0x10,%esp; mov %esp,%ecx; sub $0x10,%esp; push %esi; push %edi; push %ecx; and a loop
+        world = World(4)
+        run = Run(world, world.compiled(code("55", "83ec10", "8bcc", "83ec10", "56", "57", "51", "ebfe"), 6, 4))
+        base, standing = run.pc, run.bottom - 0x18
+        world.image.put_word(run.bottom - 8, run.fp)
+        for offset, lower in ((9, 0x10), (10, 0x14), (11, 0x18), (12, 0x1c)):
+            run.pc, run.sp = base + offset, standing - lower
+            found = run.caller()
+            self.assertIsNotNone(found, offset)
+            self.assertEqual((run.return_to, run.bottom, run.fp), (found.pc, found.sp, found.fp), offset)
+
+    def test_a_stub_that_pops_the_return_address_and_jumps(self):
+        # push %ebp; sub $8,%esp; add $8,%esp; pop %ebp; pop %edx; jmp *%ecx
+        world = World(4)
+        run = Run(world, world.blob("_rethrow_Java", code("55", "83ec08", "83c408", "5d", "5a", "ffe1"), 4))
+        run.registers[DX] = run.return_to
+        run.pc, run.sp = run.pc + 9, run.bottom
+        found = run.caller()
+        self.assertIsNotNone(found)
+        self.assertEqual((run.return_to, run.bottom), (found.pc, found.sp))
+
     def test_a_stub_that_returns_to_the_handler_of_an_exception(self):
         # push %rbp; mov %rsp,%rbp; sub $0x10,%rsp; nop; add $0x10,%rsp; leave; ret
         text = code("55", "488bec", "4883ec10", "90", "4883c410", "c9", "c3")

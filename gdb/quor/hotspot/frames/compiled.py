@@ -5,7 +5,9 @@ from quor.hotspot.frames.registers import DX, Caller
 _STRAIGHT = 60  # instructions from a pc to the return, at most
 _OSR_PROLOGUE = 96  # bytes
 _MAX_PUSHED = 128  # bytes of arguments
+_MAX_LOWERED = 256  # bytes
 _JUMPED_TO = ("ExceptionBlob",)  # with the return address in dx, which is pushed first and popped last
+_JUMPS_ON = (*_JUMPED_TO, "_rethrow_Java")  # to the handler, at their end: the frame is gone, dx alone has the return address
 _FINDS_HANDLER = "handle_exception"  # in the name of C1's stubs that return to an exception's handler, which follows no call
 
 
@@ -41,6 +43,8 @@ class FixedFrames:
         """The caller for this CFA, when a return address lies there."""
         memory = self._hotspot.memory
         pc = registers.read(DX) or 0 if cfa == registers.sp else memory.word(cfa - self._word)
+        if not self._may_return(blob, pc) and blob.name in _JUMPED_TO:
+            pc = registers.read(DX) or 0  # in its place lies the handler, for a few instructions
         if not self._may_return(blob, pc):
             return None
         return Caller(pc, cfa, registers.fp if fp_at is None else memory.word(fp_at), blob.start)
@@ -56,12 +60,18 @@ class FixedFrames:
         word, sp = self._word, registers.sp
         if size != blob.frame_size:
             yield sp + blob.frame_size, sp + blob.frame_size - 2 * word
+        if blob.name in _JUMPS_ON:
+            yield sp, None
         # native wrappers and method-handle invokes move sp for a while, and keep fp
         if sp <= registers.fp < sp + 4096 * word:
             yield registers.fp + 2 * word, registers.fp
         if registers.top:
             yield sp + word, None
             yield sp + 2 * word, sp
+        if blob.compiled:
+            # what the compiler puts in the place of a String's method may lower sp for a while, by what only that code knows
+            for cfa in range(sp + blob.frame_size + word, sp + blob.frame_size + _MAX_LOWERED, word):
+                yield cfa, cfa - 2 * word
 
     def _layout(self, pc, blob):
         """(size of the frame, distance of the caller's fp or None), both from sp on, as the code tells for this pc."""
