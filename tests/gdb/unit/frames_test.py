@@ -205,6 +205,20 @@ class FramesTest(unittest.TestCase):
             self.assertIsNotNone(found, offset)
             self.assertEqual((run.return_to, run.bottom), (found.pc, found.sp), offset)
 
+    def test_the_handler_of_exceptions_that_a_method_made_without_a_call(self):
+        # mov 0x3d0(%r15),%rax; mov 0x3d8(%r15),%rdx; movq $0,0x3d0(%r15); jmp *%r8
+        text = code("498b87d0030000", "498b97d8030000", "49c787d003000000000000", "41ffe0")
+        world = World()
+        run = Run(world, world.blob("ExceptionBlob", code("52", "4883ec10", "4883c410", "5a") + text, 4))
+        fault = run.registers[DX] = run.return_to + 3
+        run.sp = run.bottom
+        base = run.pc + 10
+        for offset in (0, 7, 14, 25):
+            run.pc = base + offset
+            found = run.caller()
+            self.assertIsNotNone(found, offset)
+            self.assertEqual((fault, run.bottom), (found.pc, found.sp), offset)
+
     def test_a_method_within_which_the_compiler_s_code_for_strings_lowers_sp(self):
         # push %ebp; sub $0x10,%esp; mov %esp,%ecx; sub $0x10,%esp; push %esi; push %edi; push %ecx; and a loop
         world = World(4)

@@ -42,17 +42,28 @@ class FixedFrames:
     def _caller(self, registers, blob, cfa, fp_at):
         """The caller for this CFA, when a return address lies there."""
         memory = self._hotspot.memory
-        pc = registers.read(DX) or 0 if cfa == registers.sp else memory.word(cfa - self._word)
-        if not self._may_return(blob, pc) and blob.name in _JUMPED_TO:
-            pc = registers.read(DX) or 0  # in its place lies the handler, for a few instructions
-        if not self._may_return(blob, pc):
-            return None
-        return Caller(pc, cfa, registers.fp if fp_at is None else memory.word(fp_at), blob.start)
+        pc = self._return_of(registers, blob, cfa)
+        return Caller(pc, cfa, registers.fp if fp_at is None else memory.word(fp_at), blob.start) if pc else None
 
-    def _may_return(self, blob, pc):
-        if self._hotspot.returns.plausible(pc):
-            return True
-        target = self._hotspot.code_cache.find(pc) if _FINDS_HANDLER in blob.name else None
+    def _return_of(self, registers, blob, cfa):
+        """The return address for this CFA, or None. Where dx has it the handler's may lie in its place, for a few instructions."""
+        pcs = [] if cfa == registers.sp else [self._hotspot.memory.word(cfa - self._word)]
+        if cfa == registers.sp or blob.name in _JUMPED_TO:
+            pcs.append(registers.read(DX) or 0)
+        for may_return in (self._hotspot.returns.plausible, self._is_of_a_method) if self._leads_to_handlers(blob) else (
+                self._hotspot.returns.plausible,):
+            for pc in pcs:
+                if may_return(pc):
+                    return pc
+        return None
+
+    @staticmethod
+    def _leads_to_handlers(blob):
+        """Whether it returns to handlers, or comes from where a method failed by itself: no call stands before such places."""
+        return _FINDS_HANDLER in blob.name or blob.name in _JUMPS_ON
+
+    def _is_of_a_method(self, pc):
+        target = self._hotspot.code_cache.find(pc)
         return target is not None and target.compiled and pc >= target.code
 
     def _other_candidates(self, registers, blob, size):
