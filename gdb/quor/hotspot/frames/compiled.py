@@ -50,12 +50,10 @@ class FixedFrames:
         pcs = [] if cfa == registers.sp else [self._hotspot.memory.word(cfa - self._word)]
         if cfa == registers.sp or blob.name in _JUMPED_TO:
             pcs.append(registers.read(DX) or 0)
-        for may_return in (self._hotspot.returns.plausible, self._is_of_a_method) if self._leads_to_handlers(blob) else (
-                self._hotspot.returns.plausible,):
-            for pc in pcs:
-                if may_return(pc):
-                    return pc
-        return None
+        found = next(filter(self._hotspot.returns.plausible, pcs), None)
+        if found is None and self._leads_to_handlers(blob):
+            found = next(filter(self._is_of_a_method, pcs), None)
+        return found
 
     @staticmethod
     def _leads_to_handlers(blob):
