@@ -127,6 +127,8 @@ class State:
             return self.by_frame or self.register is not None or self._by_copy(what, value)
         elif what == "save":
             self.saved.setdefault(*value)
+        elif what == "store" and value[0] == self.register:
+            self.ret, self.register, self.apart = value[1], None, True
         return True
 
 

@@ -12,6 +12,7 @@
     copy_sp     the register of this number = sp
     lose_sp     sp becomes what cannot be told
     save        (register, distance from fp) a register is stored in the frame
+    store       (register, distance from sp) the whole register is stored there
     jump_register  to the address in this register
     other       none of these
 or None for bytes that are no instruction known here.
@@ -159,6 +160,8 @@ def _one_byte(code, start, position, rex, narrow, wide, address_16):
         size = 6
     value = _signed(code, position, size)
     what, value = _effect(byte, operand, value, rex, wide)
+    if what == "store" and (narrow or wide and not rex & 8):  # not the whole register
+        what, value = "other", None
     return position + size - start, what, value
 
 
@@ -213,8 +216,8 @@ def _effect_on_operand(byte, operand, value):
         return ("restore_sp", operand.distance) if operand.base == FP else ("lose_sp", None)
     if operand.base == SP and operand.reg == FP and byte in (0x89, 0x8b):
         return "save_fp" if byte == 0x89 else "load_fp", operand.distance
-    if byte == 0x89 and operand.base == FP:
-        return "save", (operand.reg, operand.distance)
+    if byte == 0x89 and operand.base in (FP, SP):
+        return "save" if operand.base == FP else "store", (operand.reg, operand.distance)
     if _writes_reg(byte) and operand.reg == SP:
         return "lose_sp", None
     return "other", None

@@ -58,6 +58,9 @@ class Run:
             self.sp = self.fp + value
         elif what == "save_fp":
             self.world.image.put_word(self.sp + value, self.fp)
+        elif what == "store":
+            if value[1] >= 0:
+                self.world.image.put_word(self.sp + value[1], self.registers.get(value[0], 0xbad))
         elif what == "load_fp":
             self.fp = self.world.image.memory.word(self.sp + value)
         elif what == "move_sp":
@@ -146,6 +149,21 @@ class FramesTest(unittest.TestCase):
             run.registers[R13] = sender
             found = run.caller()
             self.assertEqual((run.return_to, sender), (found.pc, found.sp), run.pc)
+            run.step()
+
+    def test_an_adapter_that_overwrites_that_register_once_the_return_address_is_stored(self):
+        # pop %rax; mov %rsp,%r13; sub $0x20,%rsp; mov %rax,(%rsp); mov 0x30(%rsp),%rax; mov %rax,0x18(%rsp); nop; jmp *%rcx
+        text = code("58", "4c8bec", "4883ec20", "48890424", "488b442430", "4889442418", "90", "ffe1")
+        world = World()
+        run = Run(world, world.blob("I2C/C2I adapters", text))
+        base, sender = run.pc, run.sp + 8
+        run.registers[R13] = sender
+        for _ in range(8):
+            with self.subTest(offset=run.pc - base):
+                if run.pc - base == 17:
+                    run.registers[AX] = run.return_to - 1  # an argument that looks like code
+                found = run.caller()
+                self.assertEqual((run.return_to, sender), (found.pc, found.sp))
             run.step()
 
     def test_an_adapter_that_calls_the_vm_with_sp_aligned(self):

@@ -5,13 +5,17 @@ from frames_test import code
 from hotspot_world import World
 from quor.hotspot import javaframes
 from quor.hotspot.frames.interpreted import InterpretedFrames
-from quor.hotspot.frames.registers import AX, BX, R13, SI, Registers
+from quor.hotspot.frames.registers import AX, BX, DX, R13, SI, Registers
 
 _NATIVE = 0x100
 # pop %rax; nop; push $0; push %rax; push %rbp; mov %rsp,%rbp; push %r13; push $0; nop
 ENTRY = code("90", "58", "90", "6a00", "50", "55", "488bec", "4155", "6a00", "90")
 # leave; pop %rdi; mov %rbx,%rsp; jmp *%rdi
 LEAVING = code("c9", "5f", "488be3", "ffe7")
+# leave; pop %rsi; mov %rbx,%rsp; cmp 0x620(%r15),%rsp; jb +11; movq $0,0x620(%r15); jmp *%rsi
+LEAVING_25 = code("c9", "5e", "488be3", "493ba720060000", "720b", "49c7872006000000000000", "ffe6")
+# leave; pop %rdx; mov %rbx,%rsp; push %rax; push %rdx; mov %rdx,%rsi; call; mov %rax,%rbx; pop %rdx; pop %rax; jmp *%rbx
+TO_THE_HANDLER = code("c9", "5a", "488be3", "50", "52", "488bf2", "e800010000", "488bd8", "5a", "58", "ffe3")
 
 
 class InterpretedTest(unittest.TestCase):
@@ -122,3 +126,31 @@ class InterpretedTest(unittest.TestCase):
                 pc = self.world.code_of(self.start) + len(ENTRY) + offset
                 caller = self.hotspot.unwind(Registers(pc, sp, caller_fp, values.get, True))
                 self.assertEqual((self.pc, sender, caller_fp), (caller.pc, caller.sp, caller.fp))
+
+    def check_leaving(self, text, steps):
+        """`steps`: (offset, what lies on the stack from sp on, how far sp is from the caller's, registers) behind `leave`."""
+        for offset, stack, distance, holds in steps:
+            with self.subTest(offset=offset):
+                self.make()
+                base = self.world.code_of(self.start) + len(ENTRY)
+                self.world.image.write(base, text)
+                sp = self.world.stack + 0x2000
+                self.world.push_words(sp, *(self.pc if each == "ret" else each for each in stack), 0, 0)
+                values = {number: self.pc if value == "ret" else value for number, value in holds.items()}
+                values.setdefault(BX, sp + distance)
+                caller = self.hotspot.unwind(Registers(base + offset, sp, 0x7777, values.get, offset != 15))
+                self.assertEqual((self.pc, sp + distance, 0x7777), (caller.pc, caller.sp, caller.fp))
+
+    def test_what_is_done_between_the_caller_s_sp_and_the_jump_back(self):
+        self.check_leaving(LEAVING_25, ((1, ["ret"], 0x40, {}), (2, [], 0x40, {SI: "ret"}), (5, [], 0, {SI: "ret"}),
+                                        (12, [], 0, {SI: "ret"}), (14, [], 0, {SI: "ret"}), (25, [], 0, {SI: "ret"})))
+
+    def test_where_the_handler_of_an_exception_is_looked_for_behind_the_frame_that_was_left(self):
+        self.check_leaving(TO_THE_HANDLER, ((5, [], 0, {DX: "ret"}), (6, [1], 8, {DX: "ret"}), (7, ["ret", 1], 16, {DX: "ret"}),
+                                            (10, ["ret", 1], 16, {DX: 0}), (15, ["ret", 1], 16, {}),
+                                            (18, ["ret", 1], 16, {BX: 0x10}), (19, [1], 8, {DX: "ret", BX: 0x10}),
+                                            (20, [], 0, {DX: "ret", BX: self.a_handler()})))
+
+    def a_handler(self):
+        self.make()
+        return self.pc + 4

@@ -1,5 +1,6 @@
 """Frames of the interpreter. Where their slots lie is not in the tables; it is the same in every HotSpot on x86."""
 from quor.hotspot import flow
+from quor.hotspot.frames import leaving
 from quor.hotspot.frames.registers import BX, R13, SI, Caller
 from quor.hotspot.memory import Unreadable
 
@@ -23,19 +24,17 @@ class InterpretedFrames:
         self._entry = hotspot.tables.offset_or_none("Method::_i2i_entry")
         self._bcp_register = R13 if self._word == 8 else SI
         self._sender_register = self._bcp_register
+        self._left = {}  # pc: the Left there, or None
 
     def forget(self):
-        pass
+        self._left.clear()
 
     def covers(self, _pc, blob):
         return blob.interpreter
 
     def unwind(self, registers, blob):
-        if registers.top:
-            found = self._entering(registers, blob) or self._leaving(registers, blob)
-            if found:
-                return found
-        return self._standing(registers, blob)
+        found = registers.top and self._entering(registers, blob) or self._leaving(registers, blob)
+        return found or self._standing(registers, blob)
 
     # ---- The frame stands ----
 
@@ -126,26 +125,20 @@ class InterpretedFrames:
         return Caller(pc, sender, fp, blob.start, detail=("entering", method))
 
     def _leaving(self, registers, blob):
-        """The frame is gone, the return to come: pop the address, set sp, jump."""
-        code, word, sp = self._hotspot.code, self._word, registers.sp
-        first = code.instruction(registers.pc)
-        if first is None:
+        """The frame is gone, the return to come."""
+        left = self._left_at(registers.pc)
+        if left is None:
             return None
-        if first[1] == "pop":
-            second = code.instruction(registers.pc + first[0])
-            third = second and second[1] == "move_sp" and code.instruction(registers.pc + first[0] + second[0])
-            if not third or third[1:] != ("jump_register", first[2]):
-                return None
-            pc, sender = self._memory.word(sp), registers.read(second[2])
-        elif first[1] == "move_sp":
-            second = code.instruction(registers.pc + first[0])
-            if not second or second[1] != "jump_register":
-                return None
-            pc, sender = registers.read(second[2]), registers.read(first[2])
-        elif first[1] == "jump_register":
-            pc, sender = registers.read(first[2]), sp
-        else:
-            return None
+        sp = registers.sp
+        pc = self._memory.word(sp + left.ret) if left.register is None else registers.read(left.register)
+        sender = sp + left.distance if left.sender is None else registers.read(left.sender)
         if not pc or not sender or not self._hotspot.returns.plausible(pc) or not sp <= sender < sp + _MAX_FRAME:
             return None
         return Caller(pc, sender, registers.fp, blob.start, detail="leaving")
+
+    def _left_at(self, pc):
+        try:
+            return self._left[pc]
+        except KeyError:
+            left = self._left[pc] = leaving.at(self._hotspot.code, pc)
+            return left
