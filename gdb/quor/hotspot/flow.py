@@ -52,18 +52,20 @@ class State:
     `apart`: the caller's sp is not behind the return address (arguments were pushed between): the sender's sp tells it.
     `copy`: (register, distance): the return address lies at that distance from what the register holds, which calls preserve.
     Where sp is aligned meanwhile nothing else tells: `ret` is None.
+    `loaded`: the register into which the return address was read last.
     """
-    __slots__ = ("ret", "register", "by_frame", "fp_at", "apart", "saved", "copy")
+    __slots__ = ("ret", "register", "by_frame", "fp_at", "apart", "saved", "copy", "loaded")
 
     def __init__(self):
         self.ret, self.register, self.by_frame, self.fp_at, self.apart = 0, None, False, None, False
         self.saved = {}  # register: where it was stored, relative to fp
-        self.copy = None
+        self.copy = self.loaded = None
 
     def twin(self):
         other = State()
         other.ret, other.register, other.by_frame = self.ret, self.register, self.by_frame
         other.fp_at, other.apart, other.saved, other.copy = self.fp_at, self.apart, dict(self.saved), self.copy
+        other.loaded = self.loaded
         return other
 
     def _move(self, size):
@@ -88,7 +90,10 @@ class State:
         self._move(word)
 
     def _by_copy(self, what, value):
-        """sp is aligned, or becomes what it was before. False when no register tells what that was."""
+        """sp is aligned, or becomes what it was before. False when no register tells what that was, nor has the return address."""
+        if what == "lose_sp" and self.loaded is not None:
+            self.ret, self.register, self.apart = None, self.loaded, True
+            return True
         if self.copy is None or what == "move_sp" and value != self.copy[0]:
             return False
         self.ret = self.copy[1] if what == "move_sp" else None
@@ -127,6 +132,8 @@ class State:
             return self.by_frame or self.register is not None or self._by_copy(what, value)
         elif what == "save":
             self.saved.setdefault(*value)
+        elif what == "load" and self.ret is not None and value[1] == self.ret:
+            self.loaded = value[0]
         elif what == "store" and value[0] == self.register:
             self.ret, self.register, self.apart = value[1], None, True
         return True

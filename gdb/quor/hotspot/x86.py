@@ -12,7 +12,7 @@
     copy_sp     the register of this number = sp
     lose_sp     sp becomes what cannot be told
     save        (register, distance from fp) a register is stored in the frame
-    store       (register, distance from sp) the whole register is stored there
+    store, load (register, distance from sp) the whole register is stored there, or read from there
     jump_register  to the address in this register
     other       none of these
 or None for bytes that are no instruction known here.
@@ -160,7 +160,7 @@ def _one_byte(code, start, position, rex, narrow, wide, address_16):
         size = 6
     value = _signed(code, position, size)
     what, value = _effect(byte, operand, value, rex, wide)
-    if what == "store" and (narrow or wide and not rex & 8):  # not the whole register
+    if what in ("store", "load") and (narrow or wide and not rex & 8):  # not the whole register
         what, value = "other", None
     return position + size - start, what, value
 
@@ -220,6 +220,8 @@ def _effect_on_operand(byte, operand, value):
         return "save" if operand.base == FP else "store", (operand.reg, operand.distance)
     if _writes_reg(byte) and operand.reg == SP:
         return "lose_sp", None
+    if byte == 0x8b and operand.base == SP:
+        return "load", (operand.reg, operand.distance)
     return "other", None
 
 

@@ -17,12 +17,15 @@ def code(*parts):
 class Run:
     """Executes code from its entry, as far as sp and fp go: calls return at once, branches are not taken."""
 
-    def __init__(self, world, start):
+    def __init__(self, world, start, decoys=True):
         self.world, self.word = world, world.word
         self.pc = world.code_of(start)
         caller = world.compiled(b"\x90" * 5 + code(CALL) + b"\x90" * 20, 4, 5)
         self.return_to = world.code_of(caller) + 10
         self.bottom = world.stack + 0x2000
+        if decoys:  # stale return addresses wherever one may look
+            decoy = world.code_of(world.compiled(b"\x90" * 5 + code(CALL) + b"\x90" * 20, 4, 5)) + 10
+            world.push_words(self.bottom - 0x100, *[decoy] * (0x200 // self.word))
         self.sp, self.fp = self.bottom, FP_OF_CALLER & ((1 << (8 * self.word)) - 1)
         self.registers = {}
         self.push(self.return_to)
@@ -100,6 +103,10 @@ class FramesTest(unittest.TestCase):
         text = code(BANG, "4883ec18", "48896c2410", "90" * 3, CALL, "90", "488b6c2410", "4883c418", "c3")
         self.check_every_pc(lambda world: world.compiled(text, 4, 16))
 
+    def test_a_method_so_long_that_its_end_is_seen_in_part_only(self):
+        text = code("55", "4883ec10", "90" * 70, "4883c410", "5d", "c3")
+        self.check_every_pc(lambda world: world.compiled(text, 4, 5))
+
     def test_a_narrow_method(self):
         text = code(BANG, "55", "83ec18", "90" * 3, CALL, "90", "83c418", "5d", "3b40100f8700020000", "c3")
         self.check_every_pc(lambda world: world.compiled(text, 8, 11), word_size=4)
@@ -166,6 +173,23 @@ class FramesTest(unittest.TestCase):
                 self.assertEqual((run.return_to, sender), (found.pc, found.sp))
             run.step()
 
+    def test_an_adapter_to_compiled_code_that_aligns_sp_and_pushes_the_return_address_again(self):
+        # mov (%rsp),%rax; mov %rsp,%r11; sub $0x10,%rsp; and $-16,%rsp; push %rax; mov %r11,%rax; mov 0x18(%rax),%rdx; jmp *%r11
+        text = code("488b0424", "4c8bdc", "4883ec10", "4883e4f0", "50", "498bc3", "488b5018", "41ffe3")
+        world = World()
+        run = Run(world, world.blob("I2C/C2I adapters", text))
+        base, sender = run.pc, run.sp + 8
+        run.registers.update({AX: run.return_to, R13: sender})
+        for _ in range(8):
+            with self.subTest(offset=run.pc - base):
+                if run.pc - base == 15:
+                    run.sp -= 8  # aligned
+                if run.pc - base == 19:
+                    run.registers[AX] = sender
+                found = run.caller()
+                self.assertEqual((run.return_to, sender), (found.pc, found.sp))
+            run.step()
+
     def test_an_adapter_that_calls_the_vm_with_sp_aligned(self):
         # mov %rsp,%r13; and $-16,%rsp; pushf; sub $0x80,%rsp; call; add $0x80,%rsp; popf; mov %r13,%rsp; jmp *%rcx
         world = World()
@@ -208,6 +232,20 @@ class FramesTest(unittest.TestCase):
             self.assertEqual((run.return_to + 5, run.bottom), (found.pc, found.sp), hex(run.pc))
             going = run.step()
 
+    def test_the_same_handler_where_it_aligns_sp_for_its_call(self):
+        # push %rdx; sub $8,%rsp; mov %rbp,(%rsp); and $-16,%rsp; call; mov (%rsp),%rbp; add $8,%rsp; pop %rdx; jmp *%r8
+        text = code("52", "4883ec08", "48892c24", "4883e4f0", CALL, "488b2c24", "4883c408", "5a", "41ffe0")
+        world = World()
+        run = Run(world, world.blob("ExceptionBlob", text, 2))
+        run.sp = run.bottom
+        run.registers[DX] = run.return_to
+        going = True
+        while going:
+            found = run.caller()
+            self.assertIsNotNone(found, hex(run.pc))
+            self.assertEqual((run.return_to, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp), hex(run.pc))
+            going = run.step()
+
     def test_the_same_handler_where_it_keeps_the_method_s_on_the_stack(self):
         # push %eax; mov 0x274(%ecx),%edx; movl $0,0x270(%ecx); pop %ecx; jmp *%ecx
         text = code("50", "8b9174020000", "c7817002000000000000", "59", "ffe1")
@@ -240,7 +278,7 @@ class FramesTest(unittest.TestCase):
     def test_a_method_within_which_the_compiler_s_code_for_strings_lowers_sp(self):
         # push %ebp; sub $0x10,%esp; mov %esp,%ecx; sub $0x10,%esp; push %esi; push %edi; push %ecx; and a loop
         world = World(4)
-        run = Run(world, world.compiled(code("55", "83ec10", "8bcc", "83ec10", "56", "57", "51", "ebfe"), 6, 4))
+        run = Run(world, world.compiled(code("55", "83ec10", "8bcc", "83ec10", "56", "57", "51", "ebfe"), 6, 4), decoys=False)
         base, standing = run.pc, run.bottom - 0x18
         world.image.put_word(run.bottom - 8, run.fp)
         for offset, lower in ((9, 0x10), (10, 0x14), (11, 0x18), (12, 0x1c)):
@@ -264,7 +302,7 @@ class FramesTest(unittest.TestCase):
         text = code("55", "488bec", "4883ec10", "90", "4883c410", "c9", "c3")
         for name, finds in (("handle_exception_nofpu Runtime1 stub", True), ("fast_new_instance Runtime1 stub", False)):
             world = World()
-            run = Run(world, world.blob(name, text, 4))
+            run = Run(world, world.blob(name, text, 4), decoys=False)
             handler = run.return_to + 3  # within a method, behind no call
             world.push_words(run.sp, handler)
             going = True
@@ -287,7 +325,7 @@ class FramesTest(unittest.TestCase):
 
     def test_a_frame_whose_caller_cannot_be_told_is_left_to_gdb(self):
         world = World()
-        run = Run(world, world.compiled(code("55", "4883ec10", "90" * 80), 4, 5))
+        run = Run(world, world.compiled(code("55", "4883ec10", "90" * 80), 4, 5), decoys=False)
         world.push_words(run.bottom - 8, 0x1234)
         for _ in range(3):
             run.step()
