@@ -9,7 +9,9 @@ from quor.hotspot.memory import Unreadable
 _LONGEST = 15  # bytes of an instruction
 _CHUNK = 256
 _MAX_CODE = 1 << 14
+_EPILOGUE = 12  # instructions, at most
 _KEPT = 13  # r13: where the VM's code keeps sp over calls
+_HANDED = 2  # dx: where it hands the return address on to the handler of an exception
 
 
 class Code:
@@ -174,18 +176,26 @@ class Exit:
 
     `ret`: the return address lies at sp + ret; `fp_at`: the caller's fp lies at sp + fp_at; None: the register holds it. When the
     code leaves `by_frame`, both count from fp instead. `extra`: the most bytes that were popped before the code went on elsewhere.
+    `handed`: the return address was popped into a register before a jump, from where `ret` says.
     """
-    __slots__ = ("kind", "ret", "fp_at", "by_frame", "extra", "_new_fp")
+    __slots__ = ("kind", "ret", "fp_at", "by_frame", "extra", "handed", "_popped", "_new_fp")
 
     def __init__(self):
         self.kind, self.ret, self.fp_at, self.by_frame, self.extra = "unknown", 0, None, False, 0
+        self.handed = False
+        self._popped = None  # sp + this is where the register of return addresses was popped from
         self._new_fp = None  # sp + this is what fp becomes on the way
 
     def twin(self):
         other = Exit()
         other.ret, other.fp_at, other.by_frame, other.extra = self.ret, self.fp_at, self.by_frame, self.extra
-        other._new_fp = self._new_fp
+        other._new_fp, other._popped = self._new_fp, self._popped
         return other
+
+    def jumps(self, word):
+        """The end is a jump to what a register holds."""
+        if self._popped is not None and self.ret == self._popped + word:
+            self.ret, self.handed = self._popped, True
 
     def _restores_fp(self, at):
         """fp is read from sp + at: below sp lies what the code is still to push, fp itself."""
@@ -198,6 +208,8 @@ class Exit:
         elif what == "pop":
             if value == x86.FP:
                 self._restores_fp(self.ret)
+            elif value == _HANDED:
+                self._popped = self.ret
             self.ret += word
         elif what == "add":
             self.ret += value
@@ -212,7 +224,8 @@ class Exit:
             self.by_frame, self.ret, self.fp_at = True, word, 0
         elif what in ("stop", "restore_sp", "move_sp", "lose_sp"):
             return False
-        self.extra = max(self.extra, self.ret)
+        if not self.by_frame:
+            self.extra = max(self.extra, self.ret)
         return None
 
 
@@ -232,8 +245,11 @@ def to_exit(code, pc, blob, limit, follow=False):
 
 def _follow(code, pc, blob, limit, way, seen, passed):
     """The kind of end that one way through the code has. `passed` gets the branches on it; without it no jump is followed."""
+    settled = way.extra
     while len(seen) < limit and pc not in seen:
         seen.add(pc)
+        if len(seen) <= limit - _EPILOGUE:
+            settled = way.extra
         found = code.instruction(pc)
         if found is None:
             break
@@ -248,7 +264,35 @@ def _follow(code, pc, blob, limit, way, seen, passed):
                 return "inside"
             pc += value
             continue
+        if what == "jump_register":
+            way.jumps(code.word_size)
         known = True if what in ("ret", "jump", "jump_register") else way.apply(what, value, code.word_size)
         if known is not None:
             return "return" if known else "unknown"
+    if len(seen) >= limit:
+        way.extra = settled  # what was popped last may be the beginning of an epilogue
     return "unknown"
+
+
+def straight(code, first, pc):
+    """The instructions [(what, value)] from `first` on up to the pc; None when they do not lead there."""
+    found = []
+    while first < pc:
+        length, *effect = code.instruction(first) or (pc, None)
+        first += length
+        found.append(tuple(effect))
+    return found if first == pc else None
+
+
+_LONGEST_HAND_OVER = 40  # bytes
+_LEAVES_SP = ("other", "load", "store", "save")
+
+
+def is_handed_over(code, pc):
+    """Whether the return address was popped into the register that hands it on, a few instructions before this pc."""
+    for first in range(pc - 1, pc - _LONGEST_HAND_OVER, -1):
+        if (code.instruction(first) or ())[1:] == ("pop", _HANDED):
+            since = straight(code, first, pc)
+            if since and all(what in _LEAVES_SP for what, _ in since[1:]):
+                return True
+    return False

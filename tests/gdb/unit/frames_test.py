@@ -116,6 +116,10 @@ class FramesTest(unittest.TestCase):
                     "50", "52", "51", CALL, "59", "5a", "58", "3b40100f8700020000", "c3")
         self.check_every_pc(lambda world: world.compiled(text, 8, 4), word_size=4)
 
+    def test_pushes_around_an_inner_call_far_from_the_end_of_a_narrow_method(self):
+        text = code("55", "83ec18", "50", "52", "51", CALL, "59", "5a", "58", "90" * 80, "83c418", "5d", "c3")
+        self.check_every_pc(lambda world: world.compiled(text, 8, 4), word_size=4)
+
     def test_code_before_the_verified_entry(self):
         text = code("448b5608", "493bc2", "0f8500020000", BANG, "55", "4883ec10", "90" * 2, "4883c410", "5d", "c3")
         self.check_every_pc(lambda world: world.compiled(text, 4, 25))
@@ -142,6 +146,35 @@ class FramesTest(unittest.TestCase):
     def test_a_stub_with_fp(self):
         text = code("55", "488bec", "53", "51", "90" * 3, "59", "5b", "c9", "c3")
         self.check_every_pc(lambda world: world.blob("StubRoutines (1)", text))
+
+    def test_a_long_stub_at_its_beginning(self):
+        # push fp; mov sp,fp; sub $0x68,sp, and more than is followed to its end
+        for word_size, text in ((8, code("55", "488bec", "4883ec68")), (4, code("55", "8bec", "83ec68"))):
+            world = World(word_size)
+            run = Run(world, world.blob("StubRoutines (1)", text + b"\x90" * 400))
+            run.fp = caller_fp = run.bottom + 0x20  # the caller's frame, whose return address lies above it
+            for _ in range(4):
+                with self.subTest(pc=hex(run.pc)):
+                    found = run.caller()
+                    self.assertEqual((run.return_to, run.bottom, caller_fp), (found.pc, found.sp, found.fp))
+                run.step()
+
+    def test_the_stub_that_looks_for_an_exception_s_handler_and_hands_it_the_return_address(self):
+        # mov (%rsp),%rdi; test $15,%esp; je +15; sub $8,%rsp; call; add $8,%rsp; jmp +5; call; mov %rax,%rbx; pop %rdx;
+        # mov 8(%r15),%rax; movq $0,8(%r15); jmp *%rbx
+        text = code("488b3c24", "f7c40f000000", "740f", "4883ec08", CALL, "4883c408", "eb05", CALL, "488bd8", "5a", "498b4708",
+                    "49c7470800000000", "ffe3")
+        world = World()
+        run = Run(world, world.blob("StubRoutines (1)", text))
+        base, entered = run.pc, run.sp
+        run.fp = run.bottom + 0x20  # as the caller uses it
+        for offset, moved in ((0, 0), (4, 0), (10, 0), (12, 0), (16, -8), (21, -8), (25, 0), (27, 0), (32, 0), (35, 0), (36, 8),
+                              (40, 8), (48, 8)):
+            with self.subTest(offset=offset):
+                run.pc, run.sp = base + offset, entered + moved
+                run.registers[DX] = run.return_to if moved > 0 else 0
+                found = run.caller()
+                self.assertEqual((run.return_to, run.bottom, run.fp), (found.pc, found.sp, found.fp))
 
     def test_a_stub_that_keeps_a_word_between_fp_and_the_return_address(self):
         text = code("6aff", "55", "488bec", "57", "4883ec20", CALL, "4883c420", "5f", "83f801", "c9", "4883c408", "c3")

@@ -17,6 +17,9 @@ LEAVING_25 = code("c9", "5e", "488be3", "493ba720060000", "720b", "49c7872006000
 # leave; pop %rdx; mov %rbx,%rsp; push %rax; push %rdx; mov %rdx,%rsi; call; mov %rax,%rbx; pop %rdx; pop %rax; jmp *%rbx
 TO_THE_HANDLER = code("c9", "5a", "488be3", "50", "52", "488bf2", "e800010000", "488bd8", "5a", "58", "ffe3")
 
+# call; add $8,%rsp; sub $8,%rsp; nop; add $8,%rsp; pop %rax; mov %r13,%rsp; jmp *%rax
+OF_A_COMPUTATION = code("e800010000", "4883c408", "4883ec08", "90", "4883c408", "58", "498be5", "ffe0")
+
 
 class InterpretedTest(unittest.TestCase):
     def make(self, word_size=8, flags=1, new=False):
@@ -150,6 +153,20 @@ class InterpretedTest(unittest.TestCase):
                                             (10, ["ret", 1], 16, {DX: 0}), (15, ["ret", 1], 16, {}),
                                             (18, ["ret", 1], 16, {BX: 0x10}), (19, [1], 8, {DX: "ret", BX: 0x10}),
                                             (20, [], 0, {DX: "ret", BX: self.a_handler()})))
+
+    def test_a_method_that_the_interpreter_computes_without_a_frame(self):
+        self.make()
+        base = self.world.code_of(self.start) + len(ENTRY)
+        self.world.image.write(base, OF_A_COMPUTATION)
+        sp = self.world.stack + 0x2000
+        self.world.push_words(sp, 1, self.pc, 0, 0)
+        for offset, at, top in ((5, 0, False), (9, 8, True), (13, 0, True), (14, 0, True), (18, 8, True)):
+            for sender in (sp + 0x40, None):  # who calls does not keep the register
+                with self.subTest(offset=offset, sender=sender):
+                    # the caller's frame, which fp belongs to
+                    read = {R13: sender}.get
+                    caller = self.hotspot.unwind(Registers(base + offset, sp + at, self.fp + 0x4000, read, top))
+                    self.assertEqual((self.pc, sender or sp + 16, self.fp + 0x4000), (caller.pc, caller.sp, caller.fp))
 
     def a_handler(self):
         self.make()

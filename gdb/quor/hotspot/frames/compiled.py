@@ -125,7 +125,6 @@ class FixedFrames:
         word = self._word
         if way.kind == "return" and way.by_frame is False and 0 <= way.ret:
             # with sp lower than in the method's own code (the code around an inner call) there is more to pop than the frame
-            return way.ret + (0 if blob.name in _JUMPS_ON else word), way.fp_at
+            return way.ret + (0 if blob.name in _JUMPS_ON and not way.handed else word), way.fp_at
         size, fp_at = standing
-        extra = way.extra if way.kind == "inside" else 0
-        return size + extra, fp_at + extra
+        return size + way.extra, fp_at + way.extra

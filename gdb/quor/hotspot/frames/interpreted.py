@@ -129,11 +129,16 @@ class InterpretedFrames:
         left = self._left_at(registers.pc)
         if left is None:
             return None
-        sp = registers.sp
-        pc = self._memory.word(sp + left.ret) if left.register is None else registers.read(left.register)
-        sender = sp + left.distance if left.sender is None else registers.read(left.sender)
-        if not pc or not sender or not self._hotspot.returns.plausible(pc) or not sp <= sender < sp + _MAX_FRAME:
+        sp = after = registers.sp
+        if left.register is None:
+            pc, after = self._memory.word(sp + left.ret), sp + left.ret + self._word
+        else:
+            pc = registers.read(left.register)
+        if not pc or not self._hotspot.returns.plausible(pc):
             return None
+        sender = sp + left.distance if left.sender is None else registers.read(left.sender)
+        if not sender or not sp <= sender < sp + _MAX_LOCALS:  # interpreted callers, which do without, may leave the register alone
+            sender = after
         return Caller(pc, sender, registers.fp, blob.start, detail="leaving")
 
     def _left_at(self, pc):

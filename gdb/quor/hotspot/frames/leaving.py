@@ -1,7 +1,9 @@
-"""The interpreter's code between a frame that is gone and the jump to where the method returns. Needs no gdb."""
-from quor.hotspot import x86
+"""The interpreter's code between a frame that is gone and the jump to where the method returns; some methods, of Math for instance,
+never had a frame. Needs no gdb."""
+from quor.hotspot import flow, x86
 
 _LONGEST = 64  # bytes from the first instruction to the jump, at most
+_MOST_BEFORE = 16  # instructions before the first
 _ENDS = (None, "jump", "jump_register", "ret", "stop", "leave", "set_fp", "restore_sp", "lose_sp")  # nothing is known behind them
 
 
@@ -42,6 +44,23 @@ def at(code, pc):
         left = _begins(code, first)
         if left is not None and _reaches(code, first, pc, left):
             return left
+    return _before(code, pc)
+
+
+def _before(code, pc):
+    """The Left at a pc from where the code leads there, with no frame to leave on the way."""
+    moved = 0
+    for _ in range(_MOST_BEFORE):
+        left = _begins(code, pc)
+        if left is not None:
+            left.ret = moved
+            return left
+        length, what, value = code.instruction(pc) or (0, None, None)
+        if what == "add":
+            moved += value
+        elif what not in ("other", "load", "store"):
+            return None
+        pc += length
     return None
 
 
@@ -56,9 +75,5 @@ def _begins(code, pc):
 
 def _reaches(code, first, pc, left):
     """Whether the instructions from `first` on lead to the pc; `left` follows them."""
-    while first < pc:
-        length, what, value = code.instruction(first) or (0, None, None)
-        if not left.apply(what, value, code.word_size):
-            return False
-        first += length
-    return first == pc
+    effects = flow.straight(code, first, pc)
+    return effects is not None and all(left.apply(what, value, code.word_size) for what, value in effects)

@@ -1,9 +1,10 @@
 """Code without a frame of fixed size: the VM's stubs, adapters, and single states of the interpreter."""
-from quor.hotspot import flow
-from quor.hotspot.frames.registers import AX, R13, SI, Caller
+from quor.hotspot import flow, x86
+from quor.hotspot.frames.registers import AX, DX, R13, SI, Caller
 
 _LONGEST = 300  # instructions to the return
 _MAX_ARGUMENTS = 1 << 16  # bytes
+_PUSH_FP = (1, "push", x86.FP)
 
 
 class StubFrames:
@@ -43,8 +44,12 @@ class StubFrames:
         adapter = "adapters" in blob.name
         if adapter:
             yield from self._in_adapter(registers, blob)
+        else:
+            yield from self._in_prologue(registers)
         way = flow.to_exit(self._hotspot.code, registers.pc, blob, _LONGEST, follow=True)
-        if way.kind == "return" and way.ret >= 0:
+        if way.kind == "return" and way.ret == 0 and registers.top and flow.is_handed_over(self._hotspot.code, registers.pc):
+            yield registers.read(DX), sp, None, None
+        elif way.kind == "return" and way.ret >= 0:
             at = registers.fp if way.by_frame else sp
             yield memory.word(at + way.ret), at + way.ret + word, None if way.fp_at is None else at + way.fp_at, None
         if not adapter and sp <= registers.fp < sp + _MAX_ARGUMENTS:
@@ -53,6 +58,15 @@ class StubFrames:
         yield memory.word(sp + word), sp + 2 * word, None, None
         if registers.top:
             yield registers.read(AX), sp, None, None
+
+    def _in_prologue(self, registers):
+        """Where fp is still the caller's: at "push fp", or at "mov sp,fp" behind it."""
+        code, pc, sp, word = self._hotspot.code, registers.pc, registers.sp, self._word
+        here = code.instruction(pc)
+        if here == _PUSH_FP and (code.instruction(pc + 1) or ())[1:2] == ("set_fp",):
+            yield self._memory.word(sp), sp + word, None, None
+        elif here and here[1] == "set_fp" and code.instruction(pc - 1) == _PUSH_FP:
+            yield self._memory.word(sp + word), sp + 2 * word, sp, None
 
     def _in_adapter(self, registers, blob):
         """Adapters hold the return address in a register while they move the arguments; where they call the VM, sp is aligned, and

@@ -1,4 +1,5 @@
-"""Stepped through machine instructions of the code cache, prologues, epilogues, polls and stubs too, every stack is whole."""
+"""Stepped through machine instructions of the code cache, prologues, epilogues, polls and stubs too, every stack is whole, and its
+callers are those of one instruction before, but for one that was called or returned from."""
 from harness import HERE, check, check_equal, chosen, gdb, note, results
 
 MODES = {"default": [], "C1": ["-XX:TieredStopAtLevel=1"], "interpreter": ["-Xint"], "compiled": ["-Xcomp"],

@@ -8,6 +8,7 @@ import time
 import gdb
 
 import harness
+from callers import callers, turned_into
 from interruption import interrupt
 from quor.hotspot import vm as vms
 
@@ -52,12 +53,17 @@ def in_code_cache(low, high):
     return found
 
 
-def examine(result):
+def examine(result, before):
+    """`before`: the callers one step ago, or None. Gives those of now."""
+    now = callers()
     stack = harness.frames(gdb.execute("bt", to_string=True))
     why = harness.why_not_whole(stack)
+    if not why and before is not None:
+        why = turned_into(before, now)
     if why:
         code = gdb.execute(f"x/3i {pc()}", to_string=True)
         result["misses"].append({"pc": hex(pc()), "why": why, "code": code, "stack": [frame.text for frame in stack][:60]})
+    return now
 
 
 def step_through(thread, low, high, seen, wanted, result):
@@ -66,7 +72,7 @@ def step_through(thread, low, high, seen, wanted, result):
     thread.switch()
     gdb.execute("set scheduler-locking on")
     gdb.execute("handle SIGSEGV stop print pass", to_string=True)
-    before, stale = None, 0
+    before, stale, stood = None, 0, None
     for _ in range(STEPS_IN_A_ROW):
         here = pc()
         if here == before or stale > STALE or len(seen) >= wanted or not low <= here < high:
@@ -75,7 +81,9 @@ def step_through(thread, low, high, seen, wanted, result):
         if here not in seen:
             stale = 0
             seen.add(here)
-            examine(result)
+            stood = examine(result, stood)
+        else:
+            stood = None
         gdb.execute("stepi", to_string=True)
 
 
