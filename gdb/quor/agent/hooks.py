@@ -75,13 +75,17 @@ def listen(hook, function):
 
 
 def _plant(_event=None):
-    """Plants what is listened to, once the library is there: before, gdb would say a line about each."""
-    if not place.is_loaded():
-        return
-    for hook, functions in _State.listeners.items():
-        planted = _State.planted.get(hook)
-        if functions and (planted is None or not planted.is_valid()):
+    """Plants what is listened to, once the library is there: before, gdb would say a line about each. To ask for the library takes
+    gdb milliseconds, at each library that comes."""
+    missing = [hook for hook, functions in _State.listeners.items() if functions and not _is_planted(hook)]
+    if missing and place.is_loaded():
+        for hook in missing:
             _State.planted[hook] = _Hook(hook)
+
+
+def _is_planted(hook):
+    planted = _State.planted.get(hook)
+    return planted is not None and planted.is_valid()
 
 
 def ignore(hook, function):

@@ -93,13 +93,14 @@ class State:
 
     def _by_copy(self, what, value):
         """sp is aligned, or becomes what it was before. False when no register tells what that was, nor has the return address."""
-        if what == "lose_sp" and self.loaded is not None:
+        if what == "lose_sp" and self.copy is None and self.loaded is not None:
             self.ret, self.register, self.apart = None, self.loaded, True
             return True
         if self.copy is None or what == "move_sp" and value != self.copy[0]:
             return False
-        self.ret = self.copy[1] if what == "move_sp" else None
-        self.fp_at = None
+        self.ret = self.fp_at = None
+        if what == "move_sp":
+            (_, self.ret), self.copy = self.copy, None
         return True
 
     def apply(self, what, value, word):

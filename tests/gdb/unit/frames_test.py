@@ -24,8 +24,8 @@ class Run:
         self.return_to = world.code_of(caller) + 10
         self.bottom = world.stack + 0x2000
         if decoys:  # stale return addresses wherever one may look
-            decoy = world.code_of(world.compiled(b"\x90" * 5 + code(CALL) + b"\x90" * 20, 4, 5)) + 10
-            world.push_words(self.bottom - 0x100, *[decoy] * (0x200 // self.word))
+            self.decoy = world.code_of(world.compiled(b"\x90" * 5 + code(CALL) + b"\x90" * 20, 4, 5)) + 10
+            world.push_words(self.bottom - 0x100, *[self.decoy] * (0x200 // self.word))
         self.sp, self.fp = self.bottom, FP_OF_CALLER & ((1 << (8 * self.word)) - 1)
         self.registers = {}
         self.push(self.return_to)
@@ -224,19 +224,37 @@ class FramesTest(unittest.TestCase):
             run.step()
 
     def test_an_adapter_that_calls_the_vm_with_sp_aligned(self):
-        # mov %rsp,%r13; and $-16,%rsp; pushf; sub $0x80,%rsp; call; add $0x80,%rsp; popf; mov %r13,%rsp; jmp *%rcx
+        # mov %rsp,%r13; mov (%rsp),%rax; and $-16,%rsp; pushf; sub $0x80,%rsp; call; add $0x80,%rsp; popf; mov %r13,%rsp; jmp *%rcx
         world = World()
-        start = world.blob("I2C/C2I adapters", code("4c8bec", "4883e4f0", "9c", "4881ec80000000", CALL, "4881c480000000", "9d",
-                                                    "498be5", "ffe1"))
+        start = world.blob("I2C/C2I adapters", code("4c8bec", "488b0424", "4883e4f0", "9c", "4881ec80000000", CALL,
+                                                    "4881c480000000", "9d", "498be5", "ffe1"))
         run = Run(world, start)
         before, base = run.sp, world.code_of(start)
-        run.registers[R13] = before
-        for offset, sp in ((3, before), (7, before - 8), (8, before - 16), (20, before - 0x90), (27, before - 16), (31, before)):
+        run.registers.update({R13: before, AX: run.decoy})  # the call leaves what it likes in rax
+        for offset, sp in ((3, before), (7, before), (11, before - 8), (12, before - 16), (24, before - 0x90),
+                           (31, before - 16), (35, before)):
             with self.subTest(offset=offset):
                 run.pc, run.sp = base + offset, sp
-                found = run.caller(top=offset != 20)
+                found = run.caller(top=offset != 24)
                 self.assertIsNotNone(found)
                 self.assertEqual((run.return_to, run.bottom, run.fp), (found.pc, found.sp, found.fp))
+
+    def test_an_adapter_that_need_not_call_the_vm(self):
+        # je L; mov %rsp,%r13; mov (%rsp),%rax; and $-16,%rsp; pushf; call; popf; mov %r13,%rsp;
+        # L: lea 8(%rsp),%r13; pop %rax; sub $0x20,%rsp; push %rax; nop; jmp *%rcx
+        world = World()
+        run = Run(world, world.blob("I2C/C2I adapters", code("7415", "4c8bec", "488b0424", "4883e4f0", "9c", CALL, "9d", "498be5",
+                                                             "4c8d6c2408", "58", "4883ec20", "50", "90", "ffe1")))
+        sender = run.bottom
+        run.registers.update({R13: run.sp - 0x20, AX: run.decoy})  # of something else before
+        run.pc += 23
+        for offset in (0, 5, 6, 10, 11, 12):
+            with self.subTest(offset=offset):
+                if offset == 5:
+                    run.registers[R13] = sender
+                found = run.caller()
+                self.assertEqual((run.return_to, sender), (found.pc, found.sp))
+            run.step()
 
     def test_a_method_whose_prologue_is_followed_by_a_jump(self):
         # push %rbp; sub $0x10,%rsp; jmp +2; nop; nop; nop; add $0x10,%rsp; pop %rbp; ret

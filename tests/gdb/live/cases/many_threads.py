@@ -1,5 +1,7 @@
-"""How long the stacks of many threads take, with the Java side and without. The figures are printed; only wild ones fail."""
+"""How long the stacks of many threads take, with the Java side and without. The figures are printed, in CPU time, which other work
+on the machine changes little; what a user was promised fails."""
 import re
+import resource
 
 from harness import check, gdb, note, threads, why_not_whole
 
@@ -8,6 +10,9 @@ MEASURE = "python import time; begun = time.process_time(); text = gdb.execute('
           "print('SECONDS %.3f LINES %d' % (time.process_time() - begun, text.count(chr(10))))"
 COUNT = "python print(text)"
 SHORT, LONG = 1, 7  # runs, of which the best counts
+WHOLE = 4  # runs of a whole gdb, of which the best counts: the first may have Python's modules to compile
+MOST = 1.5  # times what a gdb takes without us to start, attach, show all stacks and end
+LONGEST = 3  # seconds for the stacks of a thousand threads
 
 
 def measured(text):
@@ -25,21 +30,38 @@ def in_words(found):
     return f"{seconds:.3f} s for {lines} lines ({seconds / lines * 1e6:.0f} microseconds each)"
 
 
+def of_a_whole_gdb(jvm, program, front):
+    """CPU time of a gdb that shows all stacks, from its start to its end."""
+    def used():
+        times = resource.getrusage(resource.RUSAGE_CHILDREN)
+        return times.ru_utime + times.ru_stime
+
+    found = []
+    for _ in range(WHOLE):
+        before = used()
+        gdb(jvm, ["thread apply all bt"], pid=program.pid, front=front, seconds=180)
+        found.append(used() - before)
+    return min(found)
+
+
 def case(jvm):
     runs = LONG if jvm.long else SHORT
-    for count, limit in ((120, 20), (1000, 60)):
+    for count in (120, 1000):
         with jvm.start("threads", count) as program:
             program.ready()
             alone = [gdb(jvm, ["info threads", MEASURE], pid=program.pid, front=False, seconds=180)[1] for _ in range(runs)]
             ours = [gdb(jvm, ["info threads", MEASURE, MEASURE, COUNT], pid=program.pid, seconds=180) for _ in range(runs)]
             bare = [gdb(jvm, ["disable frame-filter global quor-java", "info threads", MEASURE], pid=program.pid, seconds=180)[2]
                     for _ in range(runs if jvm.long else 0)]
+            whole_alone, whole = of_a_whole_gdb(jvm, program, False), of_a_whole_gdb(jvm, program, True)
         stacks = threads(ours[0][3])
         bad = [f"{heading}: {why_not_whole(stack)}" for heading, stack in stacks.items() if why_not_whole(stack)]
         first, again = best([text[1] for text in ours]), best([text[2] for text in ours])
         note(f"many_threads: {count} threads, CPU time of gdb, best of {runs}; {len(stacks) - len(bad)} of {len(stacks)} whole\n"
              f"  gdb alone, whose stacks end at the first Java frame: {in_words(best(alone))}\n"
              + (f"  with our unwinder, gdb's own printing: {in_words(best(bare))}\n" if bare else "") +
-             f"  with names and lines: {in_words(first)}; at the same stop again: {in_words(again)}")
+             f"  with names and lines: {in_words(first)}; at the same stop again: {in_words(again)}\n"
+             f"  from gdb's start to its end: {whole_alone:.3f} s alone, {whole:.3f} s with us ({whole / whole_alone:.2f} times)")
         check(len(stacks) > count and not bad, f"all stacks are whole: {bad[:5]}")
-        check(first[0] < limit, f"{count} threads take less than {limit} s")
+        check(first[0] < LONGEST, f"{count} threads take less than {LONGEST} s")
+        check(count > 120 or whole <= MOST * whole_alone, f"a gdb that shows all stacks takes at most {MOST} times as long with us")
