@@ -8,7 +8,7 @@ import os
 import gdb
 
 from quor.errors import QuorError
-from quor.hotspot import x86
+from quor.hotspot import exports, x86
 from quor.hotspot.complaint import complain
 from quor.hotspot.frames.registers import NAMES_32, NAMES_64, Registers
 from quor.hotspot.hotspot import HotSpot
@@ -16,6 +16,7 @@ from quor.hotspot.memory import Memory, Unreadable
 from quor.hotspot.tables import NotYet
 
 _MARK = "gHotSpotVMStructs"  # exported by every HotSpot
+_LIBRARIES = "_r_debug"  # the dynamic linker's list of what is loaded
 
 
 class Vm(HotSpot):
@@ -27,7 +28,8 @@ class Vm(HotSpot):
         self.called = {}  # (sp, pc) of frames that one of those in the code cache returns to: their fp
         self.native_frames = {}  # (pc, ...): what the frame filter shows of a native frame there
         self._code_values = {}  # address: the gdb.Value of it
-        super().__init__(Memory(self._read, _word_size()), address_of_symbol, _is_native)
+        memory = Memory(self._read, _word_size())
+        super().__init__(memory, _Symbols(memory), _is_native)
         # makes a gdb.Value as wide as a register: an int becomes a long, or what is wider when a long has no room for it
         self.value = gdb.Value if self.word_size == 8 else self._narrow_value
         self._word_type = gdb.lookup_type("unsigned long")
@@ -82,6 +84,29 @@ class Vm(HotSpot):
         try:
             return int(frame.read_register(self.register_names[number])) & self.memory.mask
         except gdb.error:  # nobody saved it
+            return None
+
+
+class _Symbols:
+    """The addresses of libjvm's variables: the first one from gdb, the others from libjvm's own table where it can be read."""
+
+    def __init__(self, memory):
+        self._memory = memory
+        self._first = self._exports = None
+
+    def __call__(self, name):
+        if self._first is None:
+            self._first = name, address_of_symbol(name)
+            return self._first[1]
+        if self._exports is None:
+            self._exports = self._find_exports() or False
+        found = self._exports.address(name) if self._exports else None
+        return address_of_symbol(name) if found is None else found
+
+    def _find_exports(self):
+        try:
+            return exports.of_library(self._memory, address_of_symbol(_LIBRARIES), *self._first)
+        except NotYet:
             return None
 
 

@@ -128,6 +128,24 @@ class FramesTest(unittest.TestCase):
         text = code("55", "4883ec10", "90", "4883c410", "5d", "e900100000")
         self.check_every_pc(lambda world: world.compiled(text, 4, 5))
 
+    def test_the_way_to_a_poll_behind_a_call_that_never_returns(self):
+        # push %rbp; sub $0x10,%rsp; add $0x10,%rsp; pop %rbp; ja +6; ret; call; movabs $..,%r10; mov %r10,0x358(%r15); jmp away
+        text = code("55", "4883ec10", "4883c410", "5d", "7706", "c3", CALL, "49ba8609590000000000", "4d899758030000", "e900100000")
+        behind = 18
+        world = World()
+        method = world.method("Mix", "f", "()V", lines=[(0, 31)])
+        run = Run(world, world.compiled(text, 4, 5, method, descriptions=[(behind, [(1, 4)])], metadata=[method]))
+        base = run.pc
+        for offset in (behind, behind + 10, behind + 17):
+            run.pc = base + offset
+            found = run.caller()
+            self.assertEqual((run.return_to, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp), offset)
+        # one that did not come to that by a jump has the frame standing
+        world.push_words(run.bottom - 0x20, run.decoy, 0, FP_OF_CALLER)
+        run.pc, run.sp = base + behind, run.bottom - 0x20
+        found = run.caller(top=False)
+        self.assertEqual((run.return_to, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp))
+
     def test_a_native_wrapper_that_moves_sp_around_a_call(self):
         text = code("55", "488bec", "4883ec20", "90", "4883ec08", CALL, "4883c408", "90", "c9", "c3")
         self.check_every_pc(lambda world: world.compiled(text, 6, 8, name="native nmethod"))

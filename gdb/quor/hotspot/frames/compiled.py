@@ -29,7 +29,7 @@ class FixedFrames:
 
     def unwind(self, registers, blob):
         sp = registers.sp
-        size, fp_at = self._layout(registers.pc, blob)
+        size, fp_at = self._layout(registers.pc, blob, registers.top)
         caller = self._caller(registers, blob, sp + size, None if fp_at is None else sp + fp_at)
         if caller is not None:
             return caller
@@ -65,7 +65,7 @@ class FixedFrames:
         return target is not None and target.compiled and pc >= target.code
 
     def _other_candidates(self, registers, blob, size):
-        """(CFA, address of the caller's fp or None when the register holds it) where the likeliest `size` led to no return address."""
+        """(CFA, address of the caller's fp or None when the register holds it), where the likeliest `size` led to no return."""
         word, sp = self._word, registers.sp
         if size != blob.frame_size:
             yield sp + blob.frame_size, sp + blob.frame_size - 2 * word
@@ -82,20 +82,21 @@ class FixedFrames:
             for cfa in range(sp + blob.frame_size + word, sp + blob.frame_size + _MAX_LOWERED, word):
                 yield cfa, cfa - 2 * word
 
-    def _layout(self, pc, blob):
+    def _layout(self, pc, blob, top):
         """(size of the frame, distance of the caller's fp or None), both from sp on, as the code tells for this pc."""
         try:
-            return self._layouts[pc]
+            return self._layouts[pc, top]
         except KeyError:
-            found = self._layouts[pc] = self._find_layout(pc, blob)
+            found = self._layouts[pc, top] = self._find_layout(pc, blob, top)
             return found
 
-    def _find_layout(self, pc, blob):
+    def _find_layout(self, pc, blob, top):
         word = self._word
         standing = blob.frame_size, blob.frame_size - 2 * word
         if blob.compiled:
             details = self._hotspot.debug and self._hotspot.debug.details(blob)
-            if details and self._hotspot.debug.description(blob, pc, exact=True) and self._hotspot.returns.follows_call(pc):
+            # at the top a jump may have led to where a call would return, if it ever did
+            if not top and details and self._returns_to(pc, blob):
                 return standing
             entry = self._entry_before(pc, blob, details)
         else:
@@ -105,6 +106,9 @@ class FixedFrames:
             if state is not None and state.ret is not None and not state.apart and self._is_inside(state, blob):
                 return state.ret + (0 if blob.name in _JUMPED_TO else word), state.fp_at
         return self._by_exit(pc, blob, standing)
+
+    def _returns_to(self, pc, blob):
+        return self._hotspot.debug.description(blob, pc, exact=True) and self._hotspot.returns.follows_call(pc)
 
     def _is_inside(self, state, blob):
         """Whether this depth can be: methods have no more than their frame, stubs push arguments beyond it."""
