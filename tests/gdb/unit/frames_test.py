@@ -194,6 +194,17 @@ class FramesTest(unittest.TestCase):
                 found = run.caller()
                 self.assertEqual((run.return_to, run.bottom, run.fp), (found.pc, found.sp, found.fp))
 
+    def test_an_operand_that_looks_like_the_hand_over_does_not_mislead(self):
+        # mov 0x24(%rdx),%ebx; mov 0x10(%rbx),%rbx; test %rbx,%rbx; je +6; jmp *0x40(%rbx); jmp away
+        world = World()
+        run = Run(world, world.blob("native nmethod", code("8b5a24", "488b5b10", "4885db", "7403", "ff6340", "e900100000")))
+        run.fp = run.bottom + 0x20
+        base = run.pc
+        for offset in (0, 3, 7, 10, 12):
+            run.pc = base + offset
+            found = run.caller()
+            self.assertEqual((run.return_to, run.bottom), (found.pc, found.sp), offset)
+
     def test_a_stub_that_keeps_a_word_between_fp_and_the_return_address(self):
         text = code("6aff", "55", "488bec", "57", "4883ec20", CALL, "4883c420", "5f", "83f801", "c9", "4883c408", "c3")
         self.check_every_pc(lambda world: world.blob("StubRoutines (finalstubs)", text))

@@ -49,7 +49,7 @@ class StubFrames:
         way = flow.to_exit(self._hotspot.code, registers.pc, blob, _LONGEST, follow=True)
         if way.kind == "return" and way.ret == 0 and registers.top and flow.is_handed_over(self._hotspot.code, registers.pc):
             yield registers.read(DX), sp, None, None
-        elif way.kind == "return" and way.ret >= 0:
+        if way.kind == "return" and way.ret >= 0:
             at = registers.fp if way.by_frame else sp
             yield memory.word(at + way.ret), at + way.ret + word, None if way.fp_at is None else at + way.fp_at, None
         if not adapter and sp <= registers.fp < sp + _MAX_ARGUMENTS:
