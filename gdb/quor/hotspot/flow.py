@@ -177,13 +177,13 @@ class Exit:
 
     `ret`: the return address lies at sp + ret; `fp_at`: the caller's fp lies at sp + fp_at; None: the register holds it. When the
     code leaves `by_frame`, both count from fp instead. `extra`: the most bytes that were popped before the code went on elsewhere.
-    `handed`: the return address was popped into a register before a jump, from where `ret` says.
+    `handed`: the return address was popped into a register before a jump, from where `ret` says. `target`: where the jump leads.
     """
-    __slots__ = ("kind", "ret", "fp_at", "by_frame", "extra", "handed", "_popped", "_new_fp")
+    __slots__ = ("kind", "ret", "fp_at", "by_frame", "extra", "handed", "target", "_popped", "_new_fp")
 
     def __init__(self):
         self.kind, self.ret, self.fp_at, self.by_frame, self.extra = "unknown", 0, None, False, 0
-        self.handed = False
+        self.handed, self.target = False, None
         self._popped = None  # sp + this is where the register of return addresses was popped from
         self._new_fp = None  # sp + this is what fp becomes on the way
 
@@ -267,6 +267,8 @@ def _follow(code, pc, blob, limit, way, seen, passed):
             continue
         if what == "jump_register":
             way.jumps(code.word_size)
+        elif what == "jump" and value is not None:
+            way.target = pc + value
         known = True if what in ("ret", "jump", "jump_register") else way.apply(what, value, code.word_size)
         if known is not None:
             return "return" if known else "unknown"

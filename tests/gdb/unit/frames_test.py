@@ -146,6 +146,21 @@ class FramesTest(unittest.TestCase):
         found = run.caller(top=False)
         self.assertEqual((run.return_to, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp))
 
+    def test_the_way_to_the_handler_of_exceptions_has_the_frame_standing(self):
+        # push %rbp; sub $0x10,%rsp; add $0x10,%rsp; pop %rbp; ret; nop; jmp to the blob
+        world = World()
+        blob = world.blob("ExceptionBlob", b"\x90" * 16, 2)
+        text = code("55", "4883ec10", "4883c410", "5d", "c3", "90")
+        start = world.compiled(text + b"\xe9" + bytes(4), 4, 5)
+        run = Run(world, start)
+        jump = world.code_of(start) + len(text)
+        world.image.write(jump + 1, (world.code_of(blob) - jump - 5).to_bytes(4, "little", signed=True))
+        run.sp = run.bottom - 0x20
+        world.image.put_word(run.bottom - 16, FP_OF_CALLER)
+        for run.pc in (jump - 1, jump):
+            found = run.caller()
+            self.assertEqual((run.return_to, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp))
+
     def test_a_native_wrapper_that_moves_sp_around_a_call(self):
         text = code("55", "488bec", "4883ec20", "90", "4883ec08", CALL, "4883c408", "90", "c9", "c3")
         self.check_every_pc(lambda world: world.compiled(text, 6, 8, name="native nmethod"))
