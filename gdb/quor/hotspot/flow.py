@@ -230,21 +230,21 @@ class Exit:
         return None
 
 
-def to_exit(code, pc, blob, limit, follow=False):
+def to_exit(code, pc, blob, limit, follow=False, ends=lambda target: False):
     """Follows the code from the pc, at most `limit` instructions: straight on, and with `follow` over jumps within the blob; where
-    that leads round in a circle, over the branches that were passed too."""
+    that leads round in a circle, over the branches that were passed too. `ends(target)`: a call of that address never returns."""
     first = Exit()
     seen = set()
     passed = [(pc, first)]  # where to go on, and what is known there
     while passed:
         pc, way = passed.pop()
-        way.kind = _follow(code, pc, blob, limit, way, seen, passed if follow else None)
+        way.kind = _follow(code, pc, blob, limit, way, seen, passed if follow else None, ends)
         if way.kind != "unknown":
             return way
     return first
 
 
-def _follow(code, pc, blob, limit, way, seen, passed):
+def _follow(code, pc, blob, limit, way, seen, passed, ends):
     """The kind of end that one way through the code has. `passed` gets the branches on it; without it no jump is followed."""
     settled = way.extra
     while len(seen) < limit and pc not in seen:
@@ -265,6 +265,8 @@ def _follow(code, pc, blob, limit, way, seen, passed):
                 return "inside"
             pc += value
             continue
+        if what == "call" and value and ends(pc + value):
+            return "unknown"
         if what == "jump_register":
             way.jumps(code.word_size)
         elif what == "jump" and value is not None:

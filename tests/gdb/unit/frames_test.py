@@ -146,6 +146,28 @@ class FramesTest(unittest.TestCase):
         found = run.caller(top=False)
         self.assertEqual((run.return_to, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp))
 
+    def test_a_call_that_never_returns_is_not_followed(self):
+        # push %rbp; sub $0x10,%rsp; nop; call; jmp away: what stands behind the call belongs to something else
+        for name in ("throw_null_pointer_exception Runtime1 stub", "UncommonTrapBlob"):
+            world = World()
+            stub = world.blob(name, b"\x90" * 16, 2)
+            start = world.compiled(code("55", "4883ec10", "90", "e800000000", "e900100000"), 4, 5)
+            run = Run(world, start)
+            call = world.code_of(start) + 6
+            world.image.write(call + 1, (world.code_of(stub) - call - 5).to_bytes(4, "little", signed=True))
+            self.assertEqual(4, self.check_each_step(run, call + 5))
+
+    def check_each_step(self, run, end):
+        """Each instruction up to `end` must lead to the caller; gives how many those are."""
+        count = 0
+        while run.pc < end:
+            found = run.caller()
+            self.assertIsNotNone(found, hex(run.pc))
+            self.assertEqual((run.return_to, run.bottom, FP_OF_CALLER), (found.pc, found.sp, found.fp), hex(run.pc))
+            run.step()
+            count += 1
+        return count
+
     def test_the_way_to_the_handler_of_exceptions_has_the_frame_standing(self):
         # push %rbp; sub $0x10,%rsp; add $0x10,%rsp; pop %rbp; ret; nop; jmp to the blob
         world = World()
@@ -384,13 +406,14 @@ class FramesTest(unittest.TestCase):
 
     def test_a_stub_that_pops_the_return_address_and_jumps(self):
         # push %ebp; sub $8,%esp; add $8,%esp; pop %ebp; pop %edx; jmp *%ecx
-        world = World(4)
-        run = Run(world, world.blob("_rethrow_Java", code("55", "83ec08", "83c408", "5d", "5a", "ffe1"), 4))
-        run.registers[DX] = run.return_to
-        run.pc, run.sp = run.pc + 9, run.bottom
-        found = run.caller()
-        self.assertIsNotNone(found)
-        self.assertEqual((run.return_to, run.bottom), (found.pc, found.sp))
+        for name in ("_rethrow_Java", "C2 Runtime rethrow"):
+            world = World(4)
+            run = Run(world, world.blob(name, code("55", "83ec08", "83c408", "5d", "5a", "ffe1"), 4))
+            run.registers[DX] = run.return_to
+            run.pc, run.sp = run.pc + 9, run.bottom
+            found = run.caller()
+            self.assertIsNotNone(found)
+            self.assertEqual((run.return_to, run.bottom), (found.pc, found.sp))
 
     def test_a_stub_that_returns_to_the_handler_of_an_exception(self):
         # push %rbp; mov %rsp,%rbp; sub $0x10,%rsp; nop; add $0x10,%rsp; leave; ret
@@ -434,6 +457,17 @@ class FramesTest(unittest.TestCase):
         self.assertIsNone(world.hotspot().unwind(registers))
         world.natives.add(0x5555_0000)
         self.assertEqual(0x5555_0000, world.hotspot().unwind(registers).pc)
+
+    def test_native_code_counts_before_stale_return_addresses_where_the_code_leads_to_it(self):
+        world = World()
+        run = Run(world, world.blob("flush_icache_stub", code("90", "0faee8", "90", "c3")))
+        native = 0x5555_0000
+        world.natives.add(native)
+        world.push_words(run.sp, native)
+        run.fp = run.bottom + 0x20
+        for _ in range(4):
+            self.assertEqual((native, run.bottom), (lambda found: (found.pc, found.sp))(run.caller()), hex(run.pc))
+            run.step()
 
 
 class SafepointTest(unittest.TestCase):

@@ -7,7 +7,9 @@ _OSR_PROLOGUE = 96  # bytes
 _MAX_PUSHED = 128  # bytes of arguments
 _MAX_LOWERED = 256  # bytes
 _JUMPED_TO = ("ExceptionBlob",)  # while the frame stands, with the return address in dx, which is pushed first and popped last
-_JUMPS_ON = (*_JUMPED_TO, "_rethrow_Java")  # to the handler, at their end: the frame is gone, dx alone has the return address
+# to the handler, at their end: the frame is gone, dx alone has the return address
+_JUMPS_ON = (*_JUMPED_TO, "_rethrow_Java", "C2 Runtime rethrow")
+_NEVER_RETURN = ("throw_", "UncommonTrap", "deoptimize", "handle_exception", "unwind_exception")  # in the names of the VM's stubs
 _FINDS_HANDLER = "handle_exception"  # in the name of C1's stubs that return to an exception's handler, which follows no call
 
 
@@ -54,6 +56,10 @@ class FixedFrames:
         if found is None and self._leads_to_handlers(blob):
             found = next(filter(self._is_of_a_method, pcs), None)
         return found
+
+    def _never_returns(self, target):
+        blob = self._hotspot.code_cache.find(target)
+        return blob is not None and not blob.compiled and any(each in blob.name for each in _NEVER_RETURN)
 
     def _is_jumped_to(self, target):
         blob = self._hotspot.code_cache.find(target) if target is not None else None
@@ -129,7 +135,7 @@ class FixedFrames:
         return None
 
     def _by_exit(self, pc, blob, standing):
-        way = flow.to_exit(self._hotspot.code, pc, blob, _STRAIGHT)
+        way = flow.to_exit(self._hotspot.code, pc, blob, _STRAIGHT, ends=self._never_returns)
         word = self._word
         if way.kind == "return" and way.by_frame is False and 0 <= way.ret and not self._is_jumped_to(way.target):
             # with sp lower than in the method's own code (the code around an inner call) there is more to pop than the frame

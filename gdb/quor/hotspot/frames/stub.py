@@ -5,6 +5,7 @@ from quor.hotspot.frames.registers import AX, DX, R13, SI, Caller
 _LONGEST = 300  # instructions to the return
 _MAX_ARGUMENTS = 1 << 16  # bytes
 _PUSH_FP = (1, "push", x86.FP)
+_LED = True
 
 
 class StubFrames:
@@ -26,10 +27,10 @@ class StubFrames:
 
     def unwind(self, registers, blob):
         native = None
-        for pc, sp, fp_at, base in self._candidates(registers, blob):
+        for pc, sp, fp_at, base, *led in self._candidates(registers, blob):
             if not pc:
                 continue
-            if self._hotspot.returns.plausible(pc):
+            if self._hotspot.returns.plausible(pc) or led and self._hotspot.is_native(pc):
                 return self._caller(registers, blob, pc, sp, fp_at, base)
             if native is None and self._hotspot.is_native(pc):
                 native = pc, sp, fp_at, base
@@ -39,7 +40,8 @@ class StubFrames:
         return Caller(pc, sp, registers.fp if fp_at is None else self._memory.word(fp_at), blob.start, base)
 
     def _candidates(self, registers, blob):
-        """(return address, the caller's sp, where its fp lies or None when the register holds it, the frame's base)."""
+        """(return address, the caller's sp, where its fp lies or None when the register holds it, the frame's base), and one more
+        where the code itself leads to it: then native code counts as much as Java's."""
         word, sp, memory = self._word, registers.sp, self._memory
         adapter = "adapters" in blob.name
         if adapter:
@@ -51,7 +53,7 @@ class StubFrames:
             yield registers.read(DX), sp, None, None
         if way.kind == "return" and way.ret >= 0:
             at = registers.fp if way.by_frame else sp
-            yield memory.word(at + way.ret), at + way.ret + word, None if way.fp_at is None else at + way.fp_at, None
+            yield memory.word(at + way.ret), at + way.ret + word, None if way.fp_at is None else at + way.fp_at, None, _LED
         if not adapter and sp <= registers.fp < sp + _MAX_ARGUMENTS:
             yield memory.word(registers.fp + word), registers.fp + 2 * word, registers.fp, None
         yield memory.word(sp), sp + word, None, None
@@ -64,9 +66,9 @@ class StubFrames:
         code, pc, sp, word = self._hotspot.code, registers.pc, registers.sp, self._word
         here = code.instruction(pc)
         if here == _PUSH_FP and (code.instruction(pc + 1) or ())[1:2] == ("set_fp",):
-            yield self._memory.word(sp), sp + word, None, None
+            yield self._memory.word(sp), sp + word, None, None, _LED
         elif here and here[1] == "set_fp" and code.instruction(pc - 1) == _PUSH_FP:
-            yield self._memory.word(sp + word), sp + 2 * word, sp, None
+            yield self._memory.word(sp + word), sp + 2 * word, sp, None, _LED
 
     def _in_adapter(self, registers, blob):
         """Adapters hold the return address in a register while they move the arguments; where they call the VM, sp is aligned, and

@@ -10,7 +10,7 @@ MEASURE = "python import time; begun = time.process_time(); text = gdb.execute('
           "print('SECONDS %.3f LINES %d' % (time.process_time() - begun, text.count(chr(10))))"
 COUNT = "python print(text)"
 SHORT, LONG = 1, 7  # runs, of which the best counts
-WHOLE = 4  # runs of a whole gdb, of which the best counts: the first may have Python's modules to compile
+WHOLE = {120: 6, 1000: 2}  # runs of a whole gdb, of which the best counts: the first may have Python's modules to compile
 MOST = 1.5  # times what a gdb takes without us to start, attach, show all stacks and end
 LONGEST = 3  # seconds for the stacks of a thousand threads
 
@@ -30,18 +30,17 @@ def in_words(found):
     return f"{seconds:.3f} s for {lines} lines ({seconds / lines * 1e6:.0f} microseconds each)"
 
 
+def used():
+    """CPU time of the processes that have ended."""
+    times = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return times.ru_utime + times.ru_stime
+
+
 def of_a_whole_gdb(jvm, program, front):
     """CPU time of a gdb that shows all stacks, from its start to its end."""
-    def used():
-        times = resource.getrusage(resource.RUSAGE_CHILDREN)
-        return times.ru_utime + times.ru_stime
-
-    found = []
-    for _ in range(WHOLE):
-        before = used()
-        gdb(jvm, ["thread apply all bt"], pid=program.pid, front=front, seconds=180)
-        found.append(used() - before)
-    return min(found)
+    before = used()
+    gdb(jvm, ["thread apply all bt"], pid=program.pid, front=front, seconds=180)
+    return used() - before
 
 
 def case(jvm):
@@ -53,7 +52,8 @@ def case(jvm):
             ours = [gdb(jvm, ["info threads", MEASURE, MEASURE, COUNT], pid=program.pid, seconds=180) for _ in range(runs)]
             bare = [gdb(jvm, ["disable frame-filter global quor-java", "info threads", MEASURE], pid=program.pid, seconds=180)[2]
                     for _ in range(runs if jvm.long else 0)]
-            whole_alone, whole = of_a_whole_gdb(jvm, program, False), of_a_whole_gdb(jvm, program, True)
+            wholes = [[of_a_whole_gdb(jvm, program, front) for front in (False, True)] for _ in range(WHOLE[count])]
+            whole_alone, whole = map(min, zip(*wholes))
         stacks = threads(ours[0][3])
         bad = [f"{heading}: {why_not_whole(stack)}" for heading, stack in stacks.items() if why_not_whole(stack)]
         first, again = best([text[1] for text in ours]), best([text[2] for text in ours])
