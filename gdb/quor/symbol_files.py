@@ -1,8 +1,6 @@
 """Files that are made for gdb to load: symbols, or debug information, of what has none of its own."""
 import atexit
 import os
-import shutil
-import tempfile
 
 import gdb
 
@@ -14,6 +12,8 @@ class _Folder:
 def load(name, content):
     """Has gdb load this file; gives its path."""
     if _Folder.path is None:
+        import shutil  # here, like its companion: few sessions need them, and each would load them
+        import tempfile
         _Folder.path = tempfile.mkdtemp(prefix="quor-symbols-")
         atexit.register(shutil.rmtree, _Folder.path, ignore_errors=True)
     path = os.path.join(_Folder.path, name)

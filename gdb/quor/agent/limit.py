@@ -1,6 +1,5 @@
 """Time limits: past one, gdb is interrupted and has its process back, in the middle of a call too."""
 import os
-import subprocess
 import sys
 import time
 
@@ -13,6 +12,7 @@ class _State:
 
 def _tell_watchdog(line):
     if _State.watchdog is None or _State.watchdog.poll() is not None:
+        import subprocess  # here: sessions without the agent do not need it, and each would load it
         _State.watchdog = subprocess.Popen([_python(), _WATCHDOG, str(os.getpid())], stdin=subprocess.PIPE,
                                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
     _State.watchdog.stdin.write(line.encode() + b"\n")
