@@ -257,37 +257,44 @@ class FramesTest(unittest.TestCase):
             self.assertEqual((run.return_to, sender), (found.pc, found.sp), run.pc)
             run.step()
 
-    def test_an_adapter_that_overwrites_that_register_once_the_return_address_is_stored(self):
-        # pop %rax; mov %rsp,%r13; sub $0x20,%rsp; mov %rax,(%rsp); mov 0x30(%rsp),%rax; mov %rax,0x18(%rsp); nop; jmp *%rcx
-        text = code("58", "4c8bec", "4883ec20", "48890424", "488b442430", "4889442418", "90", "ffe1")
+    def check_adapter(self, text, steps, registers, changes, first=0):
+        """At so many instructions from offset `first` on the caller must be found. `registers(run)`: those at the first of them;
+        `changes`: what nobody executes here, {offset: function of the run}."""
         world = World()
         run = Run(world, world.blob("I2C/C2I adapters", text))
         base, sender = run.pc, run.sp + 8
-        run.registers[R13] = sender
-        for _ in range(8):
-            with self.subTest(offset=run.pc - base):
-                if run.pc - base == 17:
-                    run.registers[AX] = run.return_to - 1  # an argument that looks like code
+        run.registers.update(registers(run))
+        run.pc += first
+        for _ in range(steps):
+            offset = run.pc - base
+            with self.subTest(offset=offset):
+                if offset in changes:
+                    run.registers.update(changes[offset](run))
                 found = run.caller()
                 self.assertEqual((run.return_to, sender), (found.pc, found.sp))
             run.step()
 
+    def test_an_adapter_that_overwrites_that_register_once_the_return_address_is_stored(self):
+        # pop %rax; mov %rsp,%r13; sub $0x20,%rsp; mov %rax,(%rsp); mov 0x30(%rsp),%rax; mov %rax,0x18(%rsp); nop; jmp *%rcx
+        self.check_adapter(code("58", "4c8bec", "4883ec20", "48890424", "488b442430", "4889442418", "90", "ffe1"), 8,
+                           lambda run: {R13: run.bottom}, {17: lambda run: {AX: run.decoy}})  # an argument that looks like code
+
     def test_an_adapter_to_compiled_code_that_aligns_sp_and_pushes_the_return_address_again(self):
         # mov (%rsp),%rax; mov %rsp,%r11; sub $0x10,%rsp; and $-16,%rsp; push %rax; mov %r11,%rax; mov 0x18(%rax),%rdx; jmp *%r11
-        text = code("488b0424", "4c8bdc", "4883ec10", "4883e4f0", "50", "498bc3", "488b5018", "41ffe3")
-        world = World()
-        run = Run(world, world.blob("I2C/C2I adapters", text))
-        base, sender = run.pc, run.sp + 8
-        run.registers.update({AX: run.return_to, R13: sender})
-        for _ in range(8):
-            with self.subTest(offset=run.pc - base):
-                if run.pc - base == 15:
-                    run.sp -= 8  # aligned
-                if run.pc - base == 19:
-                    run.registers[AX] = sender
-                found = run.caller()
-                self.assertEqual((run.return_to, sender), (found.pc, found.sp))
-            run.step()
+        def align(run):
+            run.sp -= 8
+            return {}
+
+        self.check_adapter(code("488b0424", "4c8bdc", "4883ec10", "4883e4f0", "50", "498bc3", "488b5018", "41ffe3"), 8,
+                           lambda run: {AX: run.return_to, R13: run.bottom}, {15: align, 19: lambda run: {AX: run.bottom}})
+
+    def test_an_adapter_that_need_not_call_the_vm(self):
+        # je L; mov %rsp,%r13; mov (%rsp),%rax; and $-16,%rsp; pushf; call; popf; mov %r13,%rsp;
+        # L: lea 8(%rsp),%r13; pop %rax; sub $0x20,%rsp; push %rax; nop; jmp *%rcx
+        self.check_adapter(code("7415", "4c8bec", "488b0424", "4883e4f0", "9c", CALL, "9d", "498be5",
+                                "4c8d6c2408", "58", "4883ec20", "50", "90", "ffe1"), 6,
+                           lambda run: {R13: run.sp - 0x20, AX: run.decoy},  # of something else before
+                           {28: lambda run: {R13: run.bottom}}, first=23)
 
     def test_an_adapter_that_calls_the_vm_with_sp_aligned(self):
         # mov %rsp,%r13; mov (%rsp),%rax; and $-16,%rsp; pushf; sub $0x80,%rsp; call; add $0x80,%rsp; popf; mov %r13,%rsp; jmp *%rcx
@@ -304,23 +311,6 @@ class FramesTest(unittest.TestCase):
                 found = run.caller(top=offset != 24)
                 self.assertIsNotNone(found)
                 self.assertEqual((run.return_to, run.bottom, run.fp), (found.pc, found.sp, found.fp))
-
-    def test_an_adapter_that_need_not_call_the_vm(self):
-        # je L; mov %rsp,%r13; mov (%rsp),%rax; and $-16,%rsp; pushf; call; popf; mov %r13,%rsp;
-        # L: lea 8(%rsp),%r13; pop %rax; sub $0x20,%rsp; push %rax; nop; jmp *%rcx
-        world = World()
-        run = Run(world, world.blob("I2C/C2I adapters", code("7415", "4c8bec", "488b0424", "4883e4f0", "9c", CALL, "9d", "498be5",
-                                                             "4c8d6c2408", "58", "4883ec20", "50", "90", "ffe1")))
-        sender = run.bottom
-        run.registers.update({R13: run.sp - 0x20, AX: run.decoy})  # of something else before
-        run.pc += 23
-        for offset in (0, 5, 6, 10, 11, 12):
-            with self.subTest(offset=offset):
-                if offset == 5:
-                    run.registers[R13] = sender
-                found = run.caller()
-                self.assertEqual((run.return_to, sender), (found.pc, found.sp))
-            run.step()
 
     def test_a_method_whose_prologue_is_followed_by_a_jump(self):
         # push %rbp; sub $0x10,%rsp; jmp +2; nop; nop; nop; add $0x10,%rsp; pop %rbp; ret

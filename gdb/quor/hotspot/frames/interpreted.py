@@ -24,10 +24,10 @@ class InterpretedFrames:
         self._entry = hotspot.tables.offset_or_none("Method::_i2i_entry")
         self._bcp_register = R13 if self._word == 8 else SI
         self._sender_register = self._bcp_register
-        self._left = {}  # pc: the Left there, or None
+        self._left = {}  # pc: the Left there, or None; for good, since the VM makes the interpreter once
 
     def forget(self):
-        self._left.clear()
+        pass
 
     def covers(self, _pc, blob):
         return blob.interpreter
