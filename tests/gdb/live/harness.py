@@ -84,9 +84,9 @@ class Program:
             resource.setrlimit(resource.RLIMIT_CORE, (resource.RLIM_INFINITY,) * 2 if cores else (0, 0))
 
         with open(self.output, "wb") as output:
-            self.process = subprocess.Popen(jvm.command(arguments, options, java, main), cwd=self.folder, env=environment(self.folder),
-                                            stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
-                                            preexec_fn=allow_cores)
+            self.process = subprocess.Popen(jvm.command(arguments, options, java, main), cwd=self.folder,
+                                            env={**environment(self.folder), **jvm.variables}, stdin=subprocess.DEVNULL,
+                                            stdout=output, stderr=subprocess.STDOUT, preexec_fn=allow_cores)
         self.pid = self.process.pid
 
     def text(self):
@@ -129,12 +129,13 @@ class Jvm:
         self.word_size, self.classes, self.native = config["word_size"], config["classes"], config["native"]
         self.agent_dir = Path(config["agent_dir"])
         self.folder, self.programs = folder, []
+        self.options, self.variables = [], {}  # of every program that is started
         self.long = os.environ.get("QUOR_SOAK", "") not in ("", "0")
 
     def command(self, arguments, options=(), java=None, main="Mix"):
         return [java or self.java, "-Xmx128m", "-XX:ReservedCodeCacheSize=48m", "-XX:-UsePerfData", "-Xshare:auto",
                 "-XX:+UnlockDiagnosticVMOptions", "-XX:+ShowHiddenFrames",
-                *(["--enable-native-access=ALL-UNNAMED"] if self.version >= 24 else []), *options,
+                *(["--enable-native-access=ALL-UNNAMED"] if self.version >= 24 else []), *self.options, *options,
                 "-cp", self.classes, f"-Djava.library.path={self.native}", main, *map(str, arguments)]
 
     def start(self, *arguments, options=(), java=None, cores=False, main="Mix"):

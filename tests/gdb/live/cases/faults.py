@@ -7,7 +7,7 @@ import signal
 import subprocess
 
 from harness import FRONT, GDB, HERE, LIMIT, SETTINGS, check, check_equal, end_session, environment, gdb, results, wait_until
-from remote import start_server
+from remote import start_server, without_wide_registers
 
 SCRIPT = f"source {HERE}/inside/held.py"
 END_IT = "python gdb.flush(); os.kill(os.getpid(), {})"
@@ -119,7 +119,7 @@ def through_gdbserver(jvm):
     """A gdbserver that detaches does not deliver what gdb took for the end of a call."""
     if shutil.which("gdbserver") is None:
         return
-    with jvm.start_with_agent("Mix", "work") as program:
+    with without_wide_registers(jvm), jvm.start_with_agent("Mix", "work") as program:
         program.ready()
         server, port = start_server(jvm, "--once", "--attach", "127.0.0.1:0", str(program.pid))
         try:

@@ -2,7 +2,7 @@
 import subprocess
 
 from harness import Skipped, check, check_equal, end_session, gdb
-from remote import start_server
+from remote import start_server, without_wide_registers
 
 AT_FIRST_CONTACT = "stopped by the agent at jquor_jvmdi_sync_hook: everything can be asked"
 INSIDE = ["java status", "java classes ^Shop$", "java class java.lang.Thread", "java detach"]
@@ -49,10 +49,11 @@ def case(jvm):
         subprocess.run(["gdbserver", "--version"], stdout=subprocess.DEVNULL, check=True)
     except FileNotFoundError:
         raise Skipped("there is no gdbserver (script/bootstrap installs it)") from None
-    server, port = start_server(jvm, "--multi", "127.0.0.1:0")
-    try:
-        launch(jvm, port)
-        attach(jvm, port)
-        native_stop(jvm, port)
-    finally:
-        end_session(server)
+    with without_wide_registers(jvm):
+        server, port = start_server(jvm, "--multi", "127.0.0.1:0")
+        try:
+            launch(jvm, port)
+            attach(jvm, port)
+            native_stop(jvm, port)
+        finally:
+            end_session(server)
