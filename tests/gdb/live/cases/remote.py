@@ -17,8 +17,8 @@ SPY = ("python import builtins, os; opened = []; true_open = builtins.open; true
 
 @contextlib.contextmanager
 def without_wide_registers(jvm):
-    """A block whose programs leave AVX-512 alone. A gdbserver (13.1) writes each thread that it stopped its registers back, and on
-    an AMD EPYC it takes them for elsewhere in the processor's record: zmm16 to zmm31, by which glibc copies memory, come back as 0."""
+    """A block whose programs leave AVX-512 alone. A gdbserver (13.1) writes the registers of each thread that it stopped back, and
+    on an AMD EPYC it takes them for elsewhere in the processor's record: zmm16 to zmm31, by which glibc copies memory, become 0."""
     if "avx512f" in Path("/proc/cpuinfo").read_text():
         jvm.options, jvm.variables = ["-XX:UseAVX=2"], {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX512VL,-AVX512F"}
     try:
