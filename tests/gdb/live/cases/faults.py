@@ -59,7 +59,7 @@ def ended_in_a_question(jvm):
 
 def killed_in_a_question(jvm):
     """The Java threads stand still then; the next gdb says so, and lets them go."""
-    counter = "python counted(1, 'Shop', 'served')"
+    counter = "python counted_until_it_moves(15)"
     with jvm.start_with_agent("Shop", 60000) as program:
         program.ready()
         status = gdb_that_ends(jvm, program.pid, ["python killed_in_a_question()"])

@@ -68,6 +68,15 @@ def counted(times, class_name="Shop", field="served"):
     tell(found)
 
 
+def counted_until_it_moves(most, class_name="Shop", field="served"):
+    """The same, until the counter has changed: on a busy machine a moment may be too short for that."""
+    found = [counter(class_name, field)]
+    while len(found) <= most and found[-1] == found[0]:
+        interrupt()
+        found.append(counter(class_name, field))
+    tell(found)
+
+
 def sleep_too_long(seconds):
     """A call that does not come back in time."""
     try:
