@@ -46,8 +46,8 @@ def attaches_and_lets_go(jvm):
 
 
 def detaches_from_anywhere(jvm):
-    """java detach at a place where the agent cannot be asked leads to one first."""
-    with jvm.start_with_agent("Shop", 20000) as program:
+    """java detach at a place where the agent cannot be asked leads to one first. The program waits longer than any machine needs."""
+    with jvm.start_with_agent("Shop", 600000) as program:
         program.ready()
         texts = gdb(jvm, ["java attach", "tbreak sched_yield", "java continue", "java status", "java detach"], pid=program.pid)
         check("sched_yield" in texts[2], f"the program stops in native code: {texts[2]}")
