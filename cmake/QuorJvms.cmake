@@ -20,7 +20,7 @@ function(quor_ask_java java version_out width_out)
         OUTPUT_VARIABLE settings ERROR_VARIABLE settings RESULT_VARIABLE failed)
     string(REGEX MATCH "sun.arch.data.model = ([0-9]+)" _ "${settings}")
     set(bits "${CMAKE_MATCH_1}")
-    string(REGEX MATCH "java.specification.version = ([0-9.]+)" _ "${settings}")
+    string(REGEX MATCH " java\\.version = (1\\.[0-9]+|[0-9]+)" _ "${settings}") # 1.8.0_402, 17.0.15, 25-ea
     set(version "${CMAKE_MATCH_1}")
     if(failed OR NOT bits OR NOT version)
         set(version "")
