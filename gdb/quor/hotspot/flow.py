@@ -7,11 +7,12 @@ from quor.hotspot import x86
 from quor.hotspot.memory import Unreadable
 
 _LONGEST = 15  # bytes of an instruction
-_CHUNK = 256
 _MAX_CODE = 1 << 14
 _EPILOGUE = 12  # instructions, at most
 _KEPT = 13  # r13: where the VM's code keeps sp over calls
 _HANDED = 2  # dx: where it hands the return address on to the handler of an exception
+_LONGEST_HAND_OVER = 40  # bytes
+LEAVES_SP = ("other", "load", "store", "save")  # what moves neither sp nor fp, and goes straight on
 
 
 class Code:
@@ -289,15 +290,11 @@ def straight(code, first, pc):
     return found if first == pc else None
 
 
-_LONGEST_HAND_OVER = 40  # bytes
-_LEAVES_SP = ("other", "load", "store", "save")
-
-
 def is_handed_over(code, pc):
     """Whether the return address was popped into the register that hands it on, a few instructions before this pc."""
     for first in range(pc - 1, pc - _LONGEST_HAND_OVER, -1):
         if (code.instruction(first) or ())[1:] == ("pop", _HANDED):
             since = straight(code, first, pc)
-            if since and all(what in _LEAVES_SP for what, _ in since[1:]):
+            if since and all(what in LEAVES_SP for what, _ in since[1:]):
                 return True
     return False

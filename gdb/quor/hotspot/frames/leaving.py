@@ -58,7 +58,7 @@ def _before(code, pc):
         length, what, value = code.instruction(pc) or (0, None, None)
         if what == "add":
             moved += value
-        elif what not in ("other", "load", "store"):
+        elif what not in flow.LEAVES_SP:
             return None
         pc += length
     return None

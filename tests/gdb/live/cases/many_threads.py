@@ -3,7 +3,7 @@ on the machine changes little; what a user was promised fails."""
 import re
 import resource
 
-from harness import check, gdb, note, threads, why_not_whole
+from harness import check, check_equal, gdb, note, threads, why_not_whole
 
 # CPU time of gdb, and the lines that it printed
 MEASURE = "python import time; begun = time.process_time(); text = gdb.execute('thread apply all bt', to_string=True); " \
@@ -53,11 +53,22 @@ def of_whole_gdbs(jvm, program, count):
     return min(alone), min(ours)
 
 
+def check_what_gdb_is_asked(jvm, program):
+    """Symbols without debug information take gdb milliseconds each: at an attach it is asked for two, and never for the agent."""
+    spy = ("python import quor.agent.place as place, quor.hotspot.vm as vms; asked = set(); symbol, agent = vms.address_of_symbol, "
+           "place.is_loaded; vms.address_of_symbol = lambda name: (asked.add(name), symbol(name))[1]; "
+           "place.is_loaded = lambda: (asked.add('the agent'), agent())[1]")
+    texts = gdb(jvm, [spy, f"attach {program.pid}", "python print(vms.known() is not None, sorted(asked))"])
+    check_equal(texts[2], "True ['_r_debug', 'gHotSpotVMStructs']", "what gdb was asked for")
+
+
 def case(jvm):
     runs = LONG if jvm.long else SHORT
     for count in (120, 1000):
         with jvm.start("threads", count) as program:
             program.ready()
+            if count == 120:
+                check_what_gdb_is_asked(jvm, program)
             alone = [gdb(jvm, ["info threads", MEASURE], pid=program.pid, front=False, seconds=180)[1] for _ in range(runs)]
             ours = [gdb(jvm, ["info threads", MEASURE, MEASURE, COUNT], pid=program.pid, seconds=180) for _ in range(runs)]
             bare = [gdb(jvm, ["disable frame-filter global quor-java", "info threads", MEASURE], pid=program.pid, seconds=180)[2]
