@@ -84,5 +84,5 @@ def case(jvm):
              + ("\n  from gdb's start to its end: {:.3f} s alone, {:.3f} s with us".format(*wholes) if wholes else ""))
         check(len(stacks) > count and not bad, f"all stacks are whole: {bad[:5]}")
         check(first[0] < LONGEST, f"{count} threads take less than {LONGEST} s")
-        check(count > 120 or wholes[1] <= MOST * wholes[0],
-              f"a gdb that shows all stacks takes at most {MOST} times as long with us")
+        if count == 120:
+            check(wholes[1] <= MOST * wholes[0], f"a gdb that shows all stacks takes at most {MOST} times as long with us")
