@@ -16,7 +16,7 @@ from quor.hotspot.memory import Memory, Unreadable
 from quor.hotspot.tables import NotYet
 
 _MARK = "gHotSpotVMStructs"  # exported by every HotSpot
-_LIBRARIES = "_r_debug"  # the dynamic linker's list of what is loaded
+_LIBRARY = "libjvm"  # in its file's name
 
 
 class Vm(HotSpot):
@@ -88,26 +88,21 @@ class Vm(HotSpot):
 
 
 class _Symbols:
-    """The addresses of libjvm's variables: the first one from gdb, the others from libjvm's own table where it can be read."""
+    """The addresses of libjvm's variables: from its own table, or from gdb where that cannot be read or the program is the VM."""
 
     def __init__(self, memory):
-        self._memory = memory
-        self._first = self._exports = None
+        self._exports = exports.of_library(memory, _auxiliary_vector(), _LIBRARY, _MARK)
 
     def __call__(self, name):
-        if self._first is None:
-            self._first = name, address_of_symbol(name)
-            return self._first[1]
-        if self._exports is None:
-            self._exports = self._find_exports() or False
         found = self._exports.address(name) if self._exports else None
         return address_of_symbol(name) if found is None else found
 
-    def _find_exports(self):
-        try:
-            return exports.of_library(self._memory, address_of_symbol(_LIBRARIES), *self._first)
-        except NotYet:
-            return None
+
+def _auxiliary_vector():
+    try:
+        return gdb.execute("info auxv", to_string=True)
+    except gdb.error:
+        return ""
 
 
 def address_of_symbol(name):
@@ -194,7 +189,7 @@ def _stopped(_event=None):
 def _may_hold_hotspot(objfile):
     """By its name; a program that links the VM in, by its symbol."""
     name = objfile.filename or ""
-    if "libjvm" in os.path.basename(name):
+    if _LIBRARY in os.path.basename(name):
         return True
     if name != objfile.progspace.filename:
         return False

@@ -1,4 +1,5 @@
-"""With a libjvm of which nothing but the dynamic symbols is left, the stacks are the same."""
+"""With a libjvm of which nothing but the dynamic symbols is left, the stacks are the same; where libjvm cannot be found through the
+process's auxiliary vector too."""
 import os
 import shutil
 import subprocess
@@ -38,6 +39,16 @@ def strip(java):
     return library
 
 
+NO_VECTOR = "python import quor.hotspot.vm as vms; vms._auxiliary_vector = lambda: ''"
+
+
+def check_stacks(text, own, how):
+    stacks = threads(text)
+    for heading, stack in stacks.items():
+        check_whole(stack, f"{how}: {heading}")
+    check_equal([plain(java_frames(stack)) for stack in stacks.values()].count(own), 1, f"{how}: the threads with the VM's own frames")
+
+
 def case(jvm):
     java = copy_of_jvm(jvm.java, jvm.folder / "stripped")
     library = strip(java)
@@ -46,8 +57,8 @@ def case(jvm):
     with jvm.start("descend", 6000, SHOW_AND_WAIT, java=str(java)) as program:
         program.ready()
         check(str(library) in Path(f"/proc/{program.pid}/maps").read_text(), "the stripped libjvm is the one that runs")
-        stacks = threads(gdb(jvm, ["thread apply all bt"], pid=program.pid)[0])
+        found = gdb(jvm, ["thread apply all bt"], pid=program.pid)[0]
+        asked = gdb(jvm, [NO_VECTOR, f"attach {program.pid}", "thread apply all bt"])[2]
         own = plain(program.own_stack())
-    for heading, stack in stacks.items():
-        check_whole(stack, heading)
-    check_equal([plain(java_frames(stack)) for stack in stacks.values()].count(own), 1, "the threads with the VM's own frames")
+    check_stacks(found, own, "libjvm's own table")
+    check_stacks(asked, own, "gdb's symbols")
