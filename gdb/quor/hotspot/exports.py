@@ -1,14 +1,12 @@
 """What a loaded library exports, read from its own dynamic symbol table in the process's memory. Needs no gdb: to ask gdb for a
 symbol without debug information takes it milliseconds."""
 import os
-import re
 
+from quor.hotspot import libraries
 from quor.hotspot.memory import Unreadable
 
-_AT_PHDR, _AT_PHNUM = 3, 5
-_PT_DYNAMIC, _PT_PHDR = 2, 6
-_STRINGS, _SYMBOLS, _DEBUG, _HASH = 5, 6, 21, 0x6ffffef5  # DT_STRTAB, DT_SYMTAB, DT_DEBUG, DT_GNU_HASH
-_MAX_LIBRARIES, _MAX_HEADERS, _MAX_TAGS, _MAX_CHAIN = 4096, 256, 256, 1 << 16
+_STRINGS, _SYMBOLS, _HASH = 5, 6, 0x6ffffef5  # DT_STRTAB, DT_SYMTAB, DT_GNU_HASH
+_MAX_CHAIN = 1 << 16
 _LAST = 1  # in a hash of a chain
 
 
@@ -17,7 +15,7 @@ class Exports:
 
     def __init__(self, memory, base, dynamic):
         self._memory, self._base, self._word = memory, base, memory.word_size
-        tags = _tags(memory, dynamic)
+        tags = libraries.tags(memory, dynamic)
         self._strings, self._symbols, table = (self._address(tags[tag]) for tag in (_STRINGS, _SYMBOLS, _HASH))
         self._bucket_count, self._first, bloom_size = (memory.u32(table + 4 * index) for index in range(3))
         self._buckets = table + 16 + bloom_size * self._word
@@ -49,22 +47,11 @@ def _hash(name):
     return value
 
 
-def _tags(memory, dynamic):
-    """What a dynamic section says."""
-    tags = {}
-    for index in range(_MAX_TAGS):
-        tag = memory.word(dynamic + 2 * index * memory.word_size)
-        if not tag:
-            break
-        tags[tag] = memory.word(dynamic + (2 * index + 1) * memory.word_size)
-    return tags
-
-
 def of_library(memory, auxiliary, part, name):
     """The Exports of the library that exports `name` and has `part` in its file's name; None when there is none, or it cannot be
     read. `auxiliary`: gdb's text of the process's auxiliary vector."""
     try:
-        for base, file, dynamic in _libraries(memory, _r_debug(memory, _vector(auxiliary))):
+        for base, file, dynamic in libraries.loaded(memory, auxiliary):
             if part in os.path.basename(file):
                 exports = _with_symbol(memory, base, dynamic, name)
                 if exports is not None:
@@ -80,29 +67,3 @@ def _with_symbol(memory, base, dynamic, name):
         return exports if exports.address(name) is not None else None
     except (Unreadable, KeyError, ZeroDivisionError):
         return None
-
-
-def _vector(text):
-    """{type: value}. A line is "3  AT_PHDR  Program headers for program  0x555555554040"; those of texts end in quotation marks."""
-    return {int(kind): int(value, 0) for kind, value in re.findall(r"^(\d+) .* (0x[0-9a-f]+|\d+)$", text, re.MULTILINE)}
-
-
-def _r_debug(memory, vector):
-    """Where the dynamic linker's list of libraries begins: the program's own dynamic section tells."""
-    first, size, at = vector[_AT_PHDR], *((56, 16) if memory.word_size == 8 else (32, 8))
-    addresses = {}
-    for header in range(first, first + size * min(vector[_AT_PHNUM], _MAX_HEADERS), size):
-        addresses[memory.u32(header)] = memory.word(header + at)
-    dynamic = first - addresses[_PT_PHDR] + addresses[_PT_DYNAMIC]
-    return _tags(memory, dynamic & memory.mask)[_DEBUG]
-
-
-def _libraries(memory, r_debug):
-    """(base, file, dynamic section) of all libraries."""
-    word = memory.word_size
-    entry = memory.word(r_debug + word)
-    for _ in range(_MAX_LIBRARIES):
-        if not entry:
-            break
-        base, file, dynamic, entry = (memory.word(entry + index * word) for index in range(4))
-        yield base, memory.string(file), dynamic
