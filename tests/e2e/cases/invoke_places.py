@@ -40,7 +40,7 @@ class AtWrite(gdb.Breakpoint):
     """Asks for a control-C stop when a thread writes, which the debugger's call keeps Python from doing otherwise."""
 
     def __init__(self, handle):
-        super().__init__("write", internal=True)
+        super().__init__("write", internal=True, qualified=True)  # else every write method of libjvm's streams too
         self.thread = thread_map.thread_of(int(handle)).global_num
 
     def stop(self):
