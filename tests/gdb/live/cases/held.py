@@ -56,6 +56,17 @@ def at_a_crash(jvm):
     check("reports a fatal error" in texts[6] and "crash_at" in texts[7], f"the signal is delivered: {texts[6]}")
 
 
+def on_the_agents_way(jvm):
+    """Where the process stops before the agent thread is back in its wait, that thread goes on until it is."""
+    with jvm.start_with_agent("Mix", "work") as program:
+        program.ready()
+        texts = gdb(jvm, [SCRIPT, *["python stop_agent_behind_its_wait()", "python tell_answer()"] * 2], pid=program.pid)
+        for number in (1, 3):
+            check_equal(results(texts[number]), [[True, False]], "the agent thread stops, and not in its wait")
+            (answer,) = results(texts[number + 1])
+            check(answer > 3, f"it answers: {texts[number + 1]}")
+
+
 def at_interrupts(jvm):
     times = LONG if jvm.long else SHORT
     with jvm.start_with_agent("Mix", "work", options=["-Xcheck:jni"]) as program:
@@ -76,4 +87,5 @@ def case(jvm):
     at_breakpoints(jvm)
     others_at_breakpoints(jvm)
     at_a_crash(jvm)
+    on_the_agents_way(jvm)
     at_interrupts(jvm)
