@@ -20,7 +20,7 @@ from quor.hotspot import objects, vm
 _SYSTEM_CALLS = (b"\x0f\x05", b"\xcd\x80")  # syscall, int $0x80
 _INTERRUPTED = (-512, -513, -514, -516)  # results that only debuggers see: the kernel makes the call again
 _LOCAL_REFERENCES = 64
-_MOMENTS, _MOMENT = 10, 0.1  # how often, and seconds
+_BACK_WITHIN = 1  # seconds
 
 
 class _Stop:
@@ -61,7 +61,7 @@ def _require_agent():
     agent = place.agent_thread()
     if agent is None:
         raise QuorError("the agent is not in this process; see help java run")
-    if not _can_be_asked(agent) and not _comes_to_its_wait(agent):
+    if not _can_be_asked(agent) and not _comes_back(agent):
         raise QuorError("the agent is busy at this moment: continue, and stop again")
 
 
@@ -69,20 +69,15 @@ def _can_be_asked(agent):
     return place.is_waiting() and java_state(agent) == "in native"
 
 
-def _comes_to_its_wait(agent):
-    """Whether the agent thread, which runs alone for moments, comes to where it can be asked. The thread that it let go may have
-    stopped before it was back: on a busy machine that is usual for a step into native code."""
-    for _ in range(_MOMENTS):
-        if place.hook() is not None or place.is_called():
-            return False
-        with place.Selection():
-            agent.switch()
-            calls.let_run_alone("continue", _MOMENT)
-        if not agent.is_valid():
-            return False
-        if _can_be_asked(agent):
-            return True
-    return False
+def _comes_back(agent):
+    """Whether the agent thread is on its way back from a stop and, alone, comes to where it can be asked. One of the threads that it
+    lets go may stop before, at a step into native code say; on a busy machine that is usual."""
+    if not place.is_on_its_way_back():
+        return False
+    with place.Selection():
+        agent.switch()
+        calls.let_run_alone("continue", to=place.next_event(), seconds=_BACK_WITHIN)
+    return agent.is_valid() and _can_be_asked(agent)
 
 
 def wake_agent():

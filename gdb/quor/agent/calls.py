@@ -124,10 +124,26 @@ def finish_interrupted(seconds=LIMIT):
     return not place.is_called()
 
 
-def let_run_alone(command, seconds=LIMIT):
-    """Executes a gdb command by which the selected thread runs, and no other; not the user's doing. Interrupted past the limit."""
-    with _Settings(False, True), _working(Limit(seconds)):
-        gdb.execute(command, to_string=True)
+class _Silent(gdb.Breakpoint):
+    """Stops without a word."""
+
+    def __init__(self, address):
+        super().__init__(f"*{address:#x}", internal=True)
+        self.silent = True
+
+    def stop(self):
+        return True
+
+
+def let_run_alone(command, to, seconds=LIMIT):
+    """Executes a gdb command by which the selected thread runs, and no other, until it comes to an address; not the user's doing.
+    Interrupted past the limit."""
+    here = _Silent(to)
+    try:
+        with _Settings(False, True), _working(Limit(seconds)):
+            gdb.execute(command, to_string=True)
+    finally:
+        here.delete()
 
 
 @contextlib.contextmanager
@@ -151,14 +167,6 @@ def not_ended():
         signal.pthread_sigmask(signal.SIG_SETMASK, before)
 
 
-class _Silent(gdb.Breakpoint):
-    """Stops without a word."""
-
-    def __init__(self, address):
-        super().__init__(f"*{address:#x}", internal=True)
-        self.silent = True
-
-
 def forget_last_signal():
     """Through a gdbserver, after calls: has the agent thread's last stop be a breakpoint's, and puts it back to where it was.
 
@@ -168,19 +176,13 @@ def forget_last_signal():
     thread = place.agent_thread()
     if not states.is_remote(gdb.selected_inferior()) or place.hook() is None:
         return
-    with Selection(), _Settings(unwind=True, alone=True):
+    with Selection():
         thread.switch()
         gdb.newest_frame().select()
         kept = {name: int(gdb.parse_and_eval(f"(unsigned long)${name}")) for name in ("sp", "pc")}
-        end = _Silent(gdb.newest_frame().older().pc())
-        _State.calling = True
-        try:
-            gdb.execute("continue", to_string=True)
-            for name, value in kept.items():
-                gdb.execute(f"set ${name} = {value}")
-        finally:
-            end.delete()
-            _State.calling = False
+        let_run_alone("continue", to=gdb.newest_frame().older().pc())
+        for name, value in kept.items():
+            gdb.execute(f"set ${name} = {value}")
 
 
 def let_call_return(seconds):

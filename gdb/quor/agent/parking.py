@@ -109,23 +109,10 @@ class Saved:
         gdb.set_convenience_variable(_SAVED, None)
 
 
-class _Here(gdb.Breakpoint):
-    def __init__(self, pc):
-        super().__init__(f"*{pc}", internal=True)
-        self.silent = True
-
-    def stop(self):
-        return True
-
-
 def stand_at(pc):
     """Has the selected thread stop at this place before it runs anything there. Without a stop of its own gdb, which has let it
     run, would not step over the breakpoint there when the user continues, but stop a second time."""
-    here = _Here(pc)
-    try:
-        calls.let_run_alone(f"jump *{pc}")
-    finally:
-        here.delete()
+    calls.let_run_alone(f"jump *{pc}", to=pc)
     if gdb.newest_frame().pc() != pc:
         raise QuorError("the thread that was parked has not come back to its place")
 

@@ -13,8 +13,10 @@ HOOKS = ("hook_step", "hook_bpt", "hook_frame_pop", "hook_exception_thrown", "ho
          "hook_invoke_method", "hook_controlc")
 FIRST_CONTACT = "jquor_jvmdi_sync_hook"
 _WAIT = "monitor_wait_timeout"  # the agent's function in which its thread waits for events
+_NEXT = "process_next_event"  # the one that it comes to for each event, and holds nothing before
+_BACK = {"resume_after_event", "notify_event_processing_done"}  # those by which it lets the others go after a stop
 _NAME = "quor agent"
-_MAX_DEPTH = 12  # frames from a wait in libc up to the agent's function
+_MAX_DEPTH, _MAX_DEPTH_IN_VM = 12, 40  # frames from a wait in libc, or in the VM, up to the agent's function
 
 
 def is_loaded():
@@ -108,11 +110,28 @@ def hook():
 
 
 def is_waiting():
-    """Whether the agent thread waits for work, where it holds nothing and may be called."""
+    """Whether the agent thread waits for work, or is about to, where it holds nothing and may be called."""
     thread = agent_thread()
     if thread is None or _is_at_work() or is_called():
         return False
-    return _WAIT in _functions(thread, _MAX_DEPTH)
+    return _WAIT in _functions(thread, _MAX_DEPTH) or _is_at(thread, next_event())
+
+
+def next_event():
+    """The address at which the agent thread begins with the next event."""
+    return address_or_none(_NEXT)
+
+
+def is_on_its_way_back():
+    """Whether the agent thread lets the others go after a stop, on its way to next_event()."""
+    thread = agent_thread()
+    return thread is not None and not is_called() and not _BACK.isdisjoint(_functions(thread, _MAX_DEPTH_IN_VM))
+
+
+def _is_at(thread, pc):
+    with Selection():
+        thread.switch()
+        return gdb.newest_frame().pc() == pc
 
 
 def is_called():

@@ -22,6 +22,7 @@ def case(jvm):
     paces.through_native(jvm)
     breaks.by_calls(jvm, f"java break Stops:{breaks.line_of('OFTEN')}")
     held.at_breakpoints(jvm)
+    held.on_the_agents_way_back(jvm)
     if jvm.long:
         session.case(jvm)
         paces.over_calls(jvm)

@@ -56,15 +56,19 @@ def at_a_crash(jvm):
     check("reports a fatal error" in texts[6] and "crash_at" in texts[7], f"the signal is delivered: {texts[6]}")
 
 
-def on_the_agents_way(jvm):
-    """Where the process stops before the agent thread is back in its wait, that thread goes on until it is."""
-    with jvm.start_with_agent("Mix", "work") as program:
+def on_the_agents_way_back(jvm):
+    """The agent thread, which lets the others go after a stop, answers though the process stops before it is through."""
+    with jvm.start_with_agent("Shop") as program:
         program.ready()
-        texts = gdb(jvm, [SCRIPT, *["python stop_agent_behind_its_wait()", "python tell_answer()"] * 2], pid=program.pid)
-        for number in (1, 3):
-            check_equal(results(texts[number]), [[True, False]], "the agent thread stops, and not in its wait")
-            (answer,) = results(texts[number + 1])
-            check(answer > 3, f"it answers: {texts[number + 1]}")
+        first, second = "agent_resume_all", "notify_event_processing_done"
+        texts = gdb(jvm, [SCRIPT, "java break Shop.serve", "java attach", "java continue", f"tbreak {first}", "java continue", "bt",
+                          "python tell_answer()", "java continue", f"tbreak {second}", "java continue", "bt", "python tell_answer()",
+                          "java continue", "java detach"], pid=program.pid)
+        for function, number in ((first, 6), (second, 11)):
+            check(function in texts[number] and "process_next_event" in texts[number], f"it is on its way back: {texts[number]}")
+            check(results(texts[number + 1])[0] > 3, f"it answers: {texts[number + 1]}")
+            check("Java breakpoint J1, Shop.serve" in texts[number + 2], f"the program runs on to its next stop: {texts[number + 2]}")
+        check("main" in program.thread_dump(), "the program lives")
 
 
 def at_interrupts(jvm):
@@ -87,5 +91,5 @@ def case(jvm):
     at_breakpoints(jvm)
     others_at_breakpoints(jvm)
     at_a_crash(jvm)
-    on_the_agents_way(jvm)
+    on_the_agents_way_back(jvm)
     at_interrupts(jvm)

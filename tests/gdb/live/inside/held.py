@@ -8,7 +8,7 @@ import gdb
 
 from harness import tell
 from interruption import interrupt
-from quor.agent import access, calls, place, questions
+from quor.agent import access, calls, questions
 from quor.errors import QuorError
 from quor.hotspot import objects, vm
 
@@ -28,18 +28,6 @@ def ask():
     """How many methods a class has: a look-up and a list."""
     with questions.asking("the test"):
         return len(questions.methods(questions.class_by_name("java/lang/Runtime").handle))
-
-
-def stop_agent_behind_its_wait():
-    """Has the agent thread stop where it looks at its flags, which it does every two seconds."""
-    agent = place.agent_thread()
-    agent.switch()
-    frame = gdb.newest_frame()
-    while frame.name() != "monitor_wait_timeout":
-        frame = frame.older()
-    gdb.execute(f"tbreak *{frame.older().pc()} thread {agent.num}", to_string=True)
-    gdb.execute("continue", to_string=True)
-    tell([gdb.selected_thread().num == agent.num, "monitor_wait_timeout" in gdb.execute("bt", to_string=True)])
 
 
 def tell_answer():
