@@ -11,17 +11,20 @@
 
 #include "agent_thread/attach_stop.h"
 #include "agent_thread/control_c.h"
+#include "agent_thread/let_go.h"
 #include "entry/agent_entry.h"
 #include "entry/jni_types.h"
 #include "event/event_log.h"
 #include "load/load.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <map>
 #include <regex>
 #include <sstream>
+#include <thread>
 
 using sim::Value;
 
@@ -688,10 +691,17 @@ struct Child {
         bench.sim.raise_breakpoint(bench.bar, 9, FORCE);
         const bool expected = scenario.from >= From::attached && std::string(scenario.name) != "detach";
         if (expected && hooks::names().size() != before + 1) report("end the next event is not shown");
+        until_agent_waits();
         agent_attach_jquor(bench.sim.env()); /* only then the end of the program is heard of */
         bench.finish();
         if (monitors::locked) report("end monitors are locked: " + std::to_string(monitors::locked));
         if (sim.pending()) report("end an exception is pending at the end");
+    }
+    /* Attaching is for an agent thread that waits: behind a detach it lets go first, beside this one. */
+    static void until_agent_waits() {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while ((let_go_is_due() || agent_is_at_work()) && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     /* A call without its arguments; but those are told that make a record of the reference table. */
     static std::string name_of_call(const std::string& call) {
