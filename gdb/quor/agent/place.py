@@ -15,6 +15,7 @@ FIRST_CONTACT = "jquor_jvmdi_sync_hook"
 _WAIT = "monitor_wait_timeout"  # the agent's function in which its thread waits for events
 _NEXT = "process_next_event"  # the one that it comes to for each event, and holds nothing before
 _BACK = {"resume_after_event", "notify_event_processing_done"}  # those by which it lets the others go after a stop
+_ANSWER = "process_on_attach"  # the one by which it answers an attach, while it waits for an event
 _NAME = "quor agent"
 _MAX_DEPTH, _MAX_DEPTH_IN_VM = 12, 40  # frames from a wait in libc, or in the VM, up to the agent's function
 
@@ -123,9 +124,13 @@ def next_event():
 
 
 def is_on_its_way_back():
-    """Whether the agent thread lets the others go after a stop, on its way to next_event()."""
+    """Whether the agent thread lets the others go after a stop, on its way to next_event(). From the answer to an attach it goes
+    back to its wait, and may take an event there."""
     thread = agent_thread()
-    return thread is not None and not is_called() and not _BACK.isdisjoint(_functions(thread, _MAX_DEPTH_IN_VM))
+    if thread is None or is_called():
+        return False
+    functions = _functions(thread, _MAX_DEPTH_IN_VM)
+    return not _BACK.isdisjoint(functions) and _ANSWER not in functions
 
 
 def _is_at(thread, pc):

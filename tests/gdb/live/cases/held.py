@@ -57,17 +57,23 @@ def at_a_crash(jvm):
 
 
 def on_the_agents_way_back(jvm):
-    """The agent thread, which lets the others go after a stop, answers though the process stops before it is through."""
+    """The agent thread, which lets the others go after a stop, answers though the process stops before it is through; not behind its
+    answer to an attach, from where it might come to an event that nobody would see."""
     with jvm.start_with_agent("Shop") as program:
         program.ready()
         first, second = "agent_resume_all", "notify_event_processing_done"
-        texts = gdb(jvm, [SCRIPT, "java break Shop.serve", "java attach", "java continue", f"tbreak {first}", "java continue", "bt",
-                          "python tell_answer()", "java continue", f"tbreak {second}", "java continue", "bt", "python tell_answer()",
+        texts = gdb(jvm, [SCRIPT, "java break Shop.serve", "java attach", f"tbreak {first}", "java continue", "bt", "python tell_answer()",
+                          "java continue", f"tbreak {first}", "java continue", "bt", "python tell_answer()",
+                          "java continue", f"tbreak {second}", "java continue", "bt", "python tell_answer()",
                           "java continue", "java detach"], pid=program.pid)
-        for function, number in ((first, 6), (second, 11)):
+        check(first in texts[5] and "process_on_attach" in texts[5], f"it has answered an attach: {texts[5]}")
+        check_equal(results(texts[6]), ["the agent is busy at this moment: continue, and stop again"], "behind the answer to an attach")
+        for function, number in ((first, 10), (second, 15)):
             check(function in texts[number] and "process_next_event" in texts[number], f"it is on its way back: {texts[number]}")
-            check(results(texts[number + 1])[0] > 3, f"it answers: {texts[number + 1]}")
-            check("Java breakpoint J1, Shop.serve" in texts[number + 2], f"the program runs on to its next stop: {texts[number + 2]}")
+            (answer,) = results(texts[number + 1])
+            check(isinstance(answer, int) and answer > 3, f"it answers: {answer}")
+        for number in (7, 12, 17):
+            check("Java breakpoint J1, Shop.serve" in texts[number], f"the program runs on to its next stop: {texts[number]}")
         check("main" in program.thread_dump(), "the program lives")
 
 

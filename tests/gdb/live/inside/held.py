@@ -31,7 +31,11 @@ def ask():
 
 
 def tell_answer():
-    tell(ask())
+    """The answer, or why there is none."""
+    try:
+        tell(ask())
+    except QuorError as error:
+        tell(str(error))
 
 
 def asked(times):
